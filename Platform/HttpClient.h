@@ -1,0 +1,35 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "Platform/Clock.h"
+
+namespace zqm {
+
+struct HttpRequest {
+    std::string url;  // "https://host[:port]/path"
+    std::string method = "GET";
+    std::string contentType;  // sent as "Content-Type" when not empty
+    std::string body;
+    Seconds timeout{60};
+};
+
+struct HttpReply {
+    std::optional<std::string> error;  // description of the failure; the request then has no usable answer
+    std::optional<int> status;         // absent when the answer was not HTTP
+    std::string body;                  // at most 64 KiB
+};
+
+/// The shared HTTPS session: certificate and host name always verified. Callable from any thread.
+class HttpClient {
+public:
+    virtual ~HttpClient() = default;
+    /// Whether `url` can be asked at all; nothing is sent.
+    virtual bool isValidUrl(const std::string& url) = 0;
+    /// Starts the request and returns at once; `completion` runs once, on a thread of the session's choosing.
+    virtual void start(HttpRequest request, std::function<void(HttpReply)> completion) = 0;
+};
+
+}  // namespace zqm

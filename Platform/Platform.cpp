@@ -1,0 +1,24 @@
+#include "Platform/Platform.h"
+
+#include <cassert>
+#include <utility>
+
+namespace zqm {
+namespace {
+
+Platform* currentPlatform = nullptr;
+
+}  // namespace
+
+Platform& Platform::current() {
+    assert(currentPlatform && "main makes a platform current first");
+    return *currentPlatform;
+}
+
+ScopedPlatform::ScopedPlatform(Platform& platform) : previous_(std::exchange(currentPlatform, &platform)) {}
+
+ScopedPlatform::~ScopedPlatform() {
+    currentPlatform = previous_;
+}
+
+}  // namespace zqm

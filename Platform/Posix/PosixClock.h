@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Platform/Clock.h"
+
+namespace zqm {
+
+/// The system's clocks.
+class PosixClock final : public Clock {
+public:
+    WallTime wall() override;
+    MonotonicTime monotonic() override;
+    ContinuousTime continuous() override;
+    void sleep(Seconds duration) override;
+};
+
+}  // namespace zqm

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zqm {
+
+/// One process as the table shows it.
+struct ProcessRow {
+    std::int32_t pid = 0;
+    std::uint64_t startTime = 0;  // the platform's units; with the pid it identifies the process for ever
+    std::string name;             // short name: bytes as the kernel holds them
+    double cpuPercent = 0;        // percent of one processor since the previous reading of the table
+    std::uint64_t residentBytes = 0;
+};
+
+/// How many internet sockets a process holds open.
+struct SocketOwner {
+    std::int32_t pid = 0;
+    std::string name;
+    std::uint64_t sockets = 0;
+};
+
+/// A native source of process rows, for platforms without commands that print them. Called from one thread at a time;
+/// keeps the previous reading.
+class ProcessTable {
+public:
+    virtual ~ProcessTable() = default;
+    /// Every process that can be seen; nullopt when the table cannot be read.
+    virtual std::optional<std::vector<ProcessRow>> processes() = 0;
+    /// Owners of internet sockets, among the processes whose descriptors may be read; nullopt when the table of sockets
+    /// cannot be read.
+    virtual std::optional<std::vector<SocketOwner>> socketOwners() = 0;
+    /// The whole short name of a process whose kernel name was cut, or the given name.
+    virtual std::string fullName(const ProcessRow& row) = 0;
+};
+
+}  // namespace zqm

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zqm {
+
+/// The user's stored preferences for this program. One thread at a time; never fails.
+///
+/// Conversions are the platform's: a number or numeric text where a number is asked for (the longest numeric beginning
+/// of a text counts), a flag as 1 or 0, a text that begins with Y, y, T, t or a number other than 0 as true.
+class UserDefaults {
+public:
+    virtual ~UserDefaults() = default;
+    virtual double doubleForKey(std::string_view key) = 0;         // 0 when absent or of another type
+    virtual std::int64_t integerForKey(std::string_view key) = 0;  // fraction cut off, saturated; 0 likewise
+    virtual bool boolForKey(std::string_view key) = 0;             // false when absent or of another type
+    virtual bool hasObjectForKey(std::string_view key) = 0;        // tells an absent key from a stored false
+    /// A stored number is given as its text; nullopt when absent or of another type.
+    virtual std::optional<std::string> stringForKey(std::string_view key) = 0;
+    /// nullopt when absent, not a list, or a list that holds anything but texts.
+    virtual std::optional<std::vector<std::string>> stringArrayForKey(std::string_view key) = 0;
+    /// Stores a number and keeps it for the next start; other keys stay as they are.
+    virtual void setDouble(double value, std::string_view key) = 0;
+};
+
+}  // namespace zqm

@@ -1,0 +1,58 @@
+#include "Support/Text.h"
+
+#include <gtest/gtest.h>
+
+namespace zqm {
+namespace {
+
+TEST(Text, RepairsEachMaximalMalformedPrefixOnce) {
+    struct Case {
+        std::string_view bytes, repaired;
+    };
+    for (const auto& [bytes, repaired] : std::initializer_list<Case>{
+             {"plain é 🇯🇵", "plain é 🇯🇵"},
+             {"cut \xC3", "cut \xEF\xBF\xBD"},                          // two-byte character cut short
+             {"\xE2\x82x", "\xEF\xBF\xBDx"},                            // three-byte character cut short
+             {"\xC0\xAF", "\xEF\xBF\xBD\xEF\xBF\xBD"},                  // overlong solidus
+             {"\xED\xA0\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},  // surrogate
+             {"\xF4\x90\x80\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},  // past U+10FFFF
+             {"a\xFFz", "a\xEF\xBF\xBDz"},
+         }) {
+        EXPECT_EQ(repairUtf8(bytes), repaired);
+        EXPECT_EQ(isValidUtf8(bytes), bytes == repaired) << bytes;
+        EXPECT_TRUE(isValidUtf8(repairUtf8(bytes)));
+    }
+}
+
+TEST(Text, TrimsOnlyTheEnds) {
+    EXPECT_EQ(trimWhitespace(" \r\n\xE2\x80\xA8 a b \xC2\xA0\t\n"), "a b");
+    EXPECT_EQ(trimWhitespace(" \n "), "");
+    EXPECT_EQ(trimControlCharacters(std::string_view("\x01pmgr\0\0", 7)), "pmgr");
+}
+
+TEST(Text, ParsesWholeNumbersOrNothing) {
+    EXPECT_EQ(parseInteger("-12"), -12);
+    EXPECT_EQ(parseInteger("+7"), 7);
+    EXPECT_EQ(parseUnsigned("18446744073709551615"), 18446744073709551615u);
+    EXPECT_EQ(parseDouble("0.5"), 0.5);
+    for (std::string_view text : {"", "+", "+-1", "12x", " 1", "9223372036854775808"}) {
+        EXPECT_EQ(parseInteger(text), std::nullopt) << text;
+    }
+    for (std::string_view text : {"", "nan", "inf", "1e999", "1,5"}) EXPECT_EQ(parseDouble(text), std::nullopt) << text;
+}
+
+TEST(Text, TakesPiecesOffTheFront) {
+    std::string_view line = "  cpu0 12\t 7";
+    EXPECT_EQ(takeWord(line), "cpu0");
+    EXPECT_EQ(takeWord(line), "12");
+    EXPECT_EQ(takeWord(line), "7");
+    EXPECT_EQ(takeWord(line), "");
+    std::string_view lines = "a\n\nb";
+    EXPECT_EQ(takeUntil(lines, '\n'), "a");
+    EXPECT_EQ(takeUntil(lines, '\n'), "");
+    EXPECT_EQ(takeUntil(lines, '\n'), "b");
+    EXPECT_TRUE(lines.empty());
+}
+
+}  // namespace
+}  // namespace zqm
