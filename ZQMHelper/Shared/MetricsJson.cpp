@@ -1,0 +1,172 @@
+#include "ZQMHelper/Shared/MetricsJson.h"
+
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "Support/Json.h"
+
+namespace zqm {
+namespace {
+
+// Encoding: one overload per kind of value, so that a field of a new type does not compile until it has a form.
+
+void write(JsonWriter& json, bool value) {
+    json.value(value);
+}
+void write(JsonWriter& json, double value) {
+    json.value(value);
+}
+void write(JsonWriter& json, std::int64_t value) {
+    json.value(value);
+}
+void write(JsonWriter& json, std::uint64_t value) {
+    json.value(value);
+}
+void write(JsonWriter& json, const std::string& value) {
+    json.value(std::string_view(value));
+}
+void write(JsonWriter& json, WallTime value) {
+    json.value(value.time_since_epoch().count());
+}
+
+void write(JsonWriter& json, CoreKind kind) {
+    json.beginObject();
+    json.key(rawValue(kind));
+    json.beginObject();
+    json.endObject();
+    json.endObject();
+}
+
+template <class Element>
+void write(JsonWriter& json, const std::vector<Element>& values) {
+    json.beginArray();
+    for (const Element& value : values) write(json, value);
+    json.endArray();
+}
+
+void write(JsonWriter& json, const std::map<std::string, double>& values) {
+    json.beginObject();
+    for (const auto& [key, value] : values) {
+        json.escapedKey(key);
+        json.value(value);
+    }
+    json.endObject();
+}
+
+template <HasSchema Record>
+void write(JsonWriter& json, const Record& record) {
+    json.beginObject();
+    forEachField<Record>([&](const auto& field) {
+        json.key(field.name);
+        write(json, record.*field.member);
+    });
+    json.endObject();
+}
+
+// Decoding: `read` returns an empty text or what is wrong, with the path grown on the way out.
+
+using Value = nlohmann::json;
+
+std::string read(const Value& json, bool& value) {
+    if (!json.is_boolean()) return ": not a boolean";
+    value = json.get<bool>();
+    return {};
+}
+
+std::string read(const Value& json, double& value) {
+    if (!json.is_number()) return ": not a number";
+    value = json.get<double>();
+    return {};
+}
+
+template <class Integer>
+std::string readInteger(const Value& json, Integer& value) {
+    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<Integer>::max());
+    const bool fits = json.is_number_unsigned() ? json.get<std::uint64_t>() <= most
+                                                : json.is_number_integer() && std::is_signed_v<Integer>;
+    if (!fits) return ": not an integer in range";
+    value = json.get<Integer>();
+    return {};
+}
+std::string read(const Value& json, std::int64_t& value) {
+    return readInteger(json, value);
+}
+std::string read(const Value& json, std::uint64_t& value) {
+    return readInteger(json, value);
+}
+
+std::string read(const Value& json, std::string& value) {
+    if (!json.is_string()) return ": not a text";
+    value = json.get<std::string>();
+    return {};
+}
+
+std::string read(const Value& json, WallTime& value) {
+    double seconds = 0;
+    std::string error = read(json, seconds);
+    value = WallTime(Seconds(seconds));
+    return error;
+}
+
+std::string read(const Value& json, CoreKind& kind) {
+    if (!json.is_object() || json.size() != 1) return ": Invalid number of keys found, expected one.";
+    const auto found = fromRawValue<CoreKind>(json.begin().key());
+    if (!found) return ": not a core kind";
+    kind = *found;
+    return {};
+}
+
+template <class Element>
+std::string read(const Value& json, std::vector<Element>& values) {
+    if (!json.is_array()) return ": not an array";
+    values.clear();
+    for (const Value& item : json) {
+        if (auto error = read(item, values.emplace_back()); !error.empty()) {
+            return "[" + std::to_string(values.size() - 1) + "]" + error;
+        }
+    }
+    return {};
+}
+
+std::string read(const Value& json, std::map<std::string, double>& values) {
+    if (!json.is_object()) return ": not an object";
+    values.clear();
+    for (const auto& [key, item] : json.items()) {
+        if (auto error = read(item, values[key]); !error.empty()) return "." + key + error;
+    }
+    return {};
+}
+
+template <HasSchema Record>
+std::string read(const Value& json, Record& record) {
+    if (!json.is_object()) return ": not an object";
+    std::string error;
+    forEachField<Record>([&](const auto& field) {
+        if (!error.empty()) return;
+        const auto member = json.find(field.name);
+        error = member == json.end() ? ": missing" : read(*member, record.*field.member);
+        if (!error.empty()) error = "." + std::string(field.name) + error;
+    });
+    return error;
+}
+
+}  // namespace
+
+std::optional<std::string> encode(const SystemSnapshot& snapshot) {
+    JsonWriter json;
+    json.reserve(4096);
+    write(json, snapshot);
+    return json.failed() ? std::nullopt : std::optional(json.take());
+}
+
+std::variant<SystemSnapshot, DecodeError> decodeSnapshot(std::string_view text) {
+    const Value json = Value::parse(text, nullptr, false);
+    if (json.is_discarded()) return DecodeError{"not JSON"};
+    SystemSnapshot snapshot;
+    std::string error = read(json, snapshot);
+    if (error.empty()) return snapshot;
+    if (error.starts_with('.')) error.erase(0, 1);
+    return DecodeError{std::move(error)};
+}
+
+}  // namespace zqm

@@ -1,0 +1,198 @@
+#pragma once
+
+#include <cstring>
+#include <map>
+#include <set>
+
+#include "Platform/Files.h"
+#include "Platform/HostStatistics.h"
+#include "Platform/Log.h"
+#include "Platform/LoopbackListener.h"
+#include "Platform/NetworkInterfaces.h"
+#include "Platform/Platform.h"
+#include "Platform/Registry.h"
+#include "Platform/Sysctl.h"
+#include "Platform/SystemSettings.h"
+#include "Platform/UserDefaults.h"
+#include "tests/fakes/VirtualLoop.h"
+
+namespace zqm {
+
+// Services that answer what a test puts into them; nullopt is a failing query.
+
+struct FakeHostStatistics final : HostStatistics {
+    std::optional<std::vector<ProcessorTicks>> processorTicks() override { return ticks; }
+    std::optional<VirtualMemoryPages> virtualMemory() override { return pages; }
+    std::optional<std::uint64_t> pageSize() override { return pageBytes; }
+
+    std::optional<std::vector<ProcessorTicks>> ticks;
+    std::optional<VirtualMemoryPages> pages;
+    std::optional<std::uint64_t> pageBytes = 16384;
+};
+
+struct FakeSysctl final : Sysctl {
+    std::optional<Bytes> read(std::string_view name) override {
+        const auto found = values.find(name);
+        return found == values.end() ? std::nullopt : std::optional(found->second);
+    }
+    template <class Value>
+    void set(const std::string& name, Value value) {
+        Bytes bytes(sizeof value);
+        std::memcpy(bytes.data(), &value, sizeof value);
+        values[name] = bytes;
+    }
+    void setText(const std::string& name, std::string_view text) {
+        values[name] = Bytes(text.begin(), text.end());
+        values[name].push_back(0);
+    }
+
+    std::map<std::string, Bytes, std::less<>> values;
+};
+
+struct FakeNetworkInterfaces final : NetworkInterfaces {
+    std::optional<std::vector<LinkInterface>> links() override { return list; }
+    std::optional<std::vector<LinkInterface>> list;
+};
+
+/// A node of the fake registry; children nullopt: the iterator cannot be made.
+struct FakeNode {
+    std::optional<std::string> name;
+    PropertyDictionary properties;
+    std::optional<std::vector<FakeNode>> children = std::vector<FakeNode>{};
+};
+
+struct FakeRegistry final : Registry {
+    struct Entry final : RegistryEntry {
+        Entry(const FakeNode& from, int& count) : node(from), live(count) { ++live; }
+        ~Entry() override { --live; }
+        std::optional<std::string> name() const override { return node.name; }
+        std::optional<std::vector<std::unique_ptr<RegistryEntry>>> children() const override {
+            return node.children ? std::optional(entries(*node.children, live)) : std::nullopt;
+        }
+        std::optional<PropertyValue> property(std::string_view key) const override {
+            const PropertyValue* value = find(node.properties, key);
+            return value ? std::optional(*value) : std::nullopt;
+        }
+        std::unique_ptr<UserClient> open(std::uint32_t) const override { return nullptr; }
+
+        const FakeNode& node;
+        int& live;
+    };
+    static std::vector<std::unique_ptr<RegistryEntry>> entries(const std::vector<FakeNode>& nodes, int& live) {
+        std::vector<std::unique_ptr<RegistryEntry>> made;
+        for (const FakeNode& node : nodes) made.push_back(std::make_unique<Entry>(node, live));
+        return made;
+    }
+    std::optional<std::vector<std::unique_ptr<RegistryEntry>>> services(std::string_view className) override {
+        const auto found = classes.find(className);
+        if (failing.contains(className)) return std::nullopt;
+        return found == classes.end() ? std::vector<std::unique_ptr<RegistryEntry>>{} : entries(found->second, live);
+    }
+
+    std::map<std::string, std::vector<FakeNode>, std::less<>> classes;
+    std::set<std::string, std::less<>> failing;
+    int live = 0;  // handles that have not been given back
+};
+
+/// No preferences but those of the typed maps; conversions are the real store's business.
+struct FakeUserDefaults final : UserDefaults {
+    template <class Map>
+    static auto get(const Map& map, std::string_view key) {
+        const auto found = map.find(key);
+        return found == map.end() ? typename Map::mapped_type{} : found->second;
+    }
+    double doubleForKey(std::string_view key) override { return get(numbers, key); }
+    std::int64_t integerForKey(std::string_view key) override { return static_cast<std::int64_t>(get(numbers, key)); }
+    bool boolForKey(std::string_view key) override { return get(flags, key); }
+    bool hasObjectForKey(std::string_view key) override { return flags.contains(key); }
+    std::optional<std::string> stringForKey(std::string_view key) override {
+        return texts.contains(key) ? std::optional(get(texts, key)) : std::nullopt;
+    }
+    std::optional<std::vector<std::string>> stringArrayForKey(std::string_view key) override {
+        return lists.contains(key) ? std::optional(get(lists, key)) : std::nullopt;
+    }
+    void setDouble(double value, std::string_view key) override { numbers[std::string(key)] = value; }
+
+    std::map<std::string, double, std::less<>> numbers;
+    std::map<std::string, bool, std::less<>> flags;
+    std::map<std::string, std::string, std::less<>> texts;
+    std::map<std::string, std::vector<std::string>, std::less<>> lists;
+};
+
+struct FakeSystemSettings final : SystemSettings {
+    std::optional<std::filesystem::path> sharedContainer(std::string_view) override { return container; }
+    std::optional<std::string> environment(std::string_view name) override {
+        const auto found = variables.find(name);
+        return found == variables.end() ? std::nullopt : std::optional(found->second);
+    }
+    std::optional<std::filesystem::path> container = "/container";
+    std::map<std::string, std::string, std::less<>> variables;
+};
+
+struct FakeFiles final : Files {
+    std::optional<std::string> read(const std::filesystem::path& file) override {
+        const auto found = contents.find(file);
+        return found == contents.end() ? std::nullopt : std::optional(found->second);
+    }
+    bool replace(const std::filesystem::path& file, std::string_view content) override {
+        if (writable) contents[file] = content;
+        return writable;
+    }
+    void exclusively(const std::filesystem::path&, const std::function<void()>& body) override {
+        if (beforeLock) beforeLock();
+        body();
+    }
+    std::string makeUuid() override { return "0F0E0D0C-0B0A-4908-8706-050403020100"; }
+
+    std::map<std::filesystem::path, std::string> contents;
+    bool writable = true;
+    std::function<void()> beforeLock;  // what another process does first
+};
+
+struct FakeLog final : Log {
+    void print(std::string_view line) override { lines.emplace_back(line); }
+    void system(std::string_view line) override { systemLines.emplace_back(line); }
+    std::vector<std::string> lines;
+    std::vector<std::string> systemLines;
+};
+
+struct FakeListener final : LoopbackListener {
+    std::optional<std::string> start(std::uint16_t,
+                                     std::function<void(std::shared_ptr<Connection>)> callback) override {
+        accepted = std::move(callback);
+        return error;
+    }
+    void stop() override { accepted = nullptr; }
+    std::optional<std::string> error;
+    std::function<void(std::shared_ptr<Connection>)> accepted;
+};
+
+/// A whole platform of fakes on virtual time, current for its lifetime.
+struct FakePlatform {
+    FakeHostStatistics hostStatistics;
+    FakeSysctl sysctl;
+    FakeNetworkInterfaces networkInterfaces;
+    FakeRegistry registry;
+    FakeUserDefaults userDefaults;
+    FakeSystemSettings systemSettings;
+    FakeFiles files;
+    VirtualClock clock;
+    VirtualLoop loop{clock};
+    FakeListener listener;
+    FakeLog log;
+    Platform platform{.hostStatistics = hostStatistics,
+                      .sysctl = sysctl,
+                      .networkInterfaces = networkInterfaces,
+                      .registry = registry,
+                      .userDefaults = userDefaults,
+                      .systemSettings = systemSettings,
+                      .files = files,
+                      .clock = clock,
+                      .mainLoop = loop,
+                      .dispatch = loop,
+                      .listener = listener,
+                      .log = log};
+    ScopedPlatform current{platform};
+};
+
+}  // namespace zqm

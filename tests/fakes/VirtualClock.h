@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Platform/Clock.h"
+
+namespace zqm {
+
+/// Time that moves only when a test says so. A sleep moves it.
+class VirtualClock final : public Clock {
+public:
+    WallTime wall() override { return wallTime; }
+    MonotonicTime monotonic() override { return monotonicTime; }
+    ContinuousTime continuous() override { return continuousTime; }
+    void sleep(Seconds duration) override { advance(duration); }
+
+    void advance(Seconds duration) {
+        wallTime += duration;
+        monotonicTime += duration;
+        continuousTime += duration;
+    }
+
+    WallTime wallTime{Seconds(1763327051.25)};
+    MonotonicTime monotonicTime{Seconds(1000)};
+    ContinuousTime continuousTime{Seconds(5000)};
+};
+
+}  // namespace zqm
