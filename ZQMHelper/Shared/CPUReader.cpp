@@ -1,0 +1,97 @@
+#include "ZQMHelper/Shared/CPUReader.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "Platform/Registry.h"
+#include "Platform/Sysctl.h"
+#include "Support/CounterRate.h"
+#include "Support/Text.h"
+
+namespace zqm {
+namespace {
+
+/// Busy share of the time between two readings. A counter that went down counts as standing still, which keeps the
+/// share within 0 and 1.
+double usage(const ProcessorTicks& previous, const ProcessorTicks& current) {
+    const double busy = static_cast<double>(growth(previous.user, current.user)) +
+                        static_cast<double>(growth(previous.system, current.system)) +
+                        static_cast<double>(growth(previous.nice, current.nice));
+    const double total = busy + static_cast<double>(growth(previous.idle, current.idle));
+    return total > 0 ? busy / total : 0;
+}
+
+CoreKind kindOf(const RegistryEntry& processor) {
+    const auto type = processor.property("cluster-type");
+    const Bytes* bytes = type ? asBytes(&*type) : nullptr;
+    if (!bytes) return CoreKind::unknown;
+    const std::string text(bytes->begin(), bytes->end());
+    if (text == "E") return CoreKind::efficiency;
+    if (text == "P" || text == "M") return CoreKind::performance;
+    return CoreKind::unknown;
+}
+
+}  // namespace
+
+CPUReader::CPUReader(Platform& platform)
+    : statistics_(platform.hostStatistics), coreKinds_(detectCoreKinds(platform)) {}
+
+CPUMetrics CPUReader::sample() {
+    CPUMetrics metrics;
+    auto ticks = statistics_.processorTicks();
+    if (!ticks) return metrics;
+    metrics.perCoreUsage.assign(ticks->size(), 0);
+    if (previousTicks_.size() == ticks->size()) {
+        std::transform(previousTicks_.begin(), previousTicks_.end(), ticks->begin(), metrics.perCoreUsage.begin(),
+                       usage);
+    }
+    previousTicks_ = std::move(*ticks);
+    if (metrics.perCoreUsage.empty()) return metrics;
+    const auto count = metrics.perCoreUsage.size();
+    metrics.totalUsage =
+        std::accumulate(metrics.perCoreUsage.begin(), metrics.perCoreUsage.end(), 0.0) / static_cast<double>(count);
+    metrics.coreKinds = coreKinds_.size() == count ? coreKinds_ : std::vector(count, CoreKind::unknown);
+    return metrics;
+}
+
+std::vector<CoreKind> CPUReader::detectCoreKinds(Platform& platform) {
+    const auto services = platform.registry.services("AppleARMPE");
+    if (!services || services->empty()) return {};
+    const auto children = services->front()->children();
+    if (!children) return {};
+    std::vector<std::pair<std::int64_t, CoreKind>> processors;
+    for (const auto& child : *children) {
+        const std::string name = child->name().value_or("");
+        if (!name.starts_with("cpu")) continue;
+        if (const auto index = parseInteger(std::string_view(name).substr(3))) {
+            processors.emplace_back(*index, kindOf(*child));
+        }
+    }
+    std::stable_sort(processors.begin(), processors.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<CoreKind> kinds;
+    for (const auto& processor : processors) kinds.push_back(processor.second);
+    const bool noneKnown =
+        std::all_of(kinds.begin(), kinds.end(), [](CoreKind kind) { return kind == CoreKind::unknown; });
+    return noneKnown ? perfLevelFallback(platform) : kinds;
+}
+
+std::vector<CoreKind> CPUReader::perfLevelFallback(Platform& platform) {
+    // More processors of one kind than any machine has: a wrong figure must not cost memory.
+    constexpr std::int32_t mostProcessors = 4096;
+    std::int32_t efficiency = 0;
+    std::int32_t performance = 0;
+    for (int level = 0; level <= 3; ++level) {
+        const std::string prefix = "hw.perflevel" + std::to_string(level);
+        const auto name = sysctlText(platform.sysctl, prefix + ".name");
+        if (!name) continue;
+        const auto count = sysctlValue<std::int32_t>(platform.sysctl, prefix + ".physicalcpu").value_or(0);
+        if (*name == "Efficiency") efficiency = std::clamp(count, 0, mostProcessors);
+        if (*name == "Performance") performance = std::clamp(count, 0, mostProcessors);
+    }
+    std::vector<CoreKind> kinds(static_cast<std::size_t>(efficiency), CoreKind::efficiency);
+    kinds.insert(kinds.end(), static_cast<std::size_t>(performance), CoreKind::performance);
+    return kinds;
+}
+
+}  // namespace zqm

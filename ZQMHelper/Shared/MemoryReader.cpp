@@ -1,0 +1,75 @@
+#include "ZQMHelper/Shared/MemoryReader.h"
+
+#include <limits>
+
+#include "Platform/HostStatistics.h"
+#include "Platform/Sysctl.h"
+
+namespace zqm {
+namespace {
+
+// The counts are not one atomic picture and may come from a kernel that errs: sums and products stay at the bounds of
+// the type instead of wrapping.
+
+constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+
+template <class... Terms>
+constexpr std::uint64_t sum(std::uint64_t first, Terms... rest) {
+    if constexpr (sizeof...(rest) == 0) {
+        return first;
+    } else {
+        const std::uint64_t tail = sum(rest...);
+        return first > most - tail ? most : first + tail;
+    }
+}
+
+constexpr std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
+    return a > b ? a - b : 0;
+}
+constexpr std::uint64_t product(std::uint64_t a, std::uint64_t b) {
+    return b != 0 && a > most / b ? most : a * b;
+}
+
+/// The kernel's record of "vm.swapusage".
+struct SwapUsage {
+    std::uint64_t total;
+    std::uint64_t available;
+    std::uint64_t used;
+    std::uint32_t pageSize;
+    std::uint32_t encrypted;
+};
+static_assert(sizeof(SwapUsage) == 32);
+
+}  // namespace
+
+MemoryReader::MemoryReader(Platform& platform)
+    : platform_(platform),
+      pageSize_(platform.hostStatistics.pageSize().value_or(0)),
+      totalBytes_(sysctlValue<std::uint64_t>(platform.sysctl, "hw.memsize").value_or(0)) {}
+
+MemoryMetrics MemoryReader::sample() {
+    MemoryMetrics metrics;
+    metrics.totalBytes = totalBytes_;
+    const auto pages = platform_.hostStatistics.virtualMemory();
+    if (!pages) return metrics;
+    const std::uint64_t app =
+        difference(sum(pages->active, pages->inactive, pages->speculative), sum(pages->purgeable, pages->external));
+    metrics.appBytes = product(app, pageSize_);
+    metrics.wiredBytes = product(pages->wired, pageSize_);
+    metrics.compressedBytes = product(pages->compressor, pageSize_);
+    metrics.usedBytes = sum(metrics.appBytes, metrics.wiredBytes, metrics.compressedBytes);
+    metrics.pressureLevel =
+        sysctlValue<std::int32_t>(platform_.sysctl, "kern.memorystatus_vm_pressure_level").value_or(0);
+    if (totalBytes_ != 0) {
+        metrics.pressureFraction =
+            (static_cast<double>(metrics.wiredBytes) + static_cast<double>(metrics.compressedBytes)) /
+            static_cast<double>(totalBytes_);
+    }
+    if (const auto swap = sysctlValue<SwapUsage>(platform_.sysctl, "vm.swapusage")) {
+        metrics.swapTotalBytes = swap->total;
+        metrics.swapUsedBytes = swap->used;
+    }
+    return metrics;
+}
+
+}  // namespace zqm
