@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Support/Mutex.h"
+#include "ZQMHelper/Shared/MonitorEngine.h"
+
+namespace zqm {
+
+/// The body of the snapshot route.
+///
+/// The main thread, which alone touches the engine, composes it anew whenever a sample is published; requests take the
+/// text composed last, whole, from any thread, without waiting for the main thread. A thousand clients thereby cost no
+/// more readings and no more encoding than none.
+class SensorSnapshot {
+public:
+    /// Follows the engine's samples from now on. Main thread.
+    void setEngine(std::shared_ptr<MonitorEngine> engine);
+
+    /// What the route answers now. Any thread.
+    std::string text() const;
+
+private:
+    void publish();
+
+    std::shared_ptr<MonitorEngine> engine_;
+    mutable Mutex lock_;
+    std::shared_ptr<const std::string> text_ ZQM_GUARDED_BY(lock_) =
+        std::make_shared<const std::string>(R"({"error":"engine not started"})");
+};
+
+/// The object `snapshot` with the member "processes" (a JSON text) added last; "{}" becomes an object of that member
+/// alone.
+std::string withProcesses(std::string snapshot, std::string_view processes);
+
+}  // namespace zqm

@@ -1,0 +1,155 @@
+#include "ZQMHelper/Shared/MonitorEngine.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "ZQMHelper/AccessToken.h"
+#include "ZQMHelper/SensorSnapshot.h"
+#include "tests/fakes/FakePlatform.h"
+
+namespace zqm {
+namespace {
+
+struct Engine : testing::Test {
+    FakePlatform machine;  // it is 0.25 s past a second
+    std::shared_ptr<SettingsStore> settings;
+    std::shared_ptr<MonitorEngine> engine;
+    std::vector<double> published;  // timestamps
+
+    void start(double interval = 1) {
+        machine.hostStatistics.ticks = {{{.idle = 100}}};
+        machine.userDefaults.numbers["updateInterval"] = interval;
+        settings = std::make_shared<SettingsStore>();
+        engine = std::make_shared<MonitorEngine>(settings);
+        engine->observation().onChange([this](std::string_view property) {
+            EXPECT_EQ(property, "snapshot");
+            published.push_back(engine->snapshot().timestamp.time_since_epoch().count());
+        });
+        engine->start();
+    }
+};
+
+TEST_F(Engine, SamplesFirstAtTheNextWholeSecondAndThenOncePerInterval) {
+    start(2);
+    EXPECT_EQ(machine.log.lines, std::vector<std::string>{"[ZQM] engine.start 调用"});
+    EXPECT_NE(engine->snapshotJSON().find("\"timestamp\":1763327051.25}"), std::string::npos);
+    machine.loop.runFor(Seconds(0.74));
+    EXPECT_TRUE(published.empty());
+    machine.loop.runFor(Seconds(5.01));
+    EXPECT_EQ(published, (std::vector<double>{1763327052, 1763327054, 1763327056}));
+    EXPECT_EQ(machine.log.lines.back(), "[ZQM] scheduleTimer 触发");
+    settings->setUpdateInterval(0.1);  // too late for this run
+    machine.loop.runFor(Seconds(4));
+    EXPECT_EQ(published.size(), 5u);
+    EXPECT_EQ(machine.loop.lastPeriod, Seconds(2));
+}
+
+TEST_F(Engine, SkipsFiringsWhileASampleIsRunning) {
+    start();
+    machine.loop.holdBackground = true;
+    machine.loop.runFor(Seconds(3.8));
+    EXPECT_TRUE(published.empty());
+    machine.loop.holdBackground = false;
+    machine.loop.runFor(Seconds(1));
+    EXPECT_EQ(published.size(), 2u);  // the one that was under way and the next firing, no burst
+    machine.loop.runFor(Seconds(3));
+    EXPECT_EQ(published.size(), 5u);
+    EXPECT_TRUE(std::is_sorted(published.begin(), published.end()));
+}
+
+TEST_F(Engine, DoesNothingOnceItIsGone) {
+    start();
+    machine.loop.runFor(Seconds(1));
+    machine.loop.holdBackground = true;
+    machine.loop.runFor(Seconds(1));  // a sample is under way
+    engine.reset();
+    machine.loop.holdBackground = false;
+    machine.loop.runFor(Seconds(5));
+    EXPECT_EQ(published.size(), 1u);
+}
+
+TEST_F(Engine, DerivesTheLoadFromTheBusiestOfThree) {
+    start();
+    struct Case {
+        double cpu, gpu, power, load, peak;
+    };
+    for (const auto& [cpu, gpu, power, load, peak] : std::initializer_list<Case>{
+             {0.3, 0.6, 0.4, 0.6, 5},  // too little power to count
+             {0, 0, 0, 0, 5},
+             {-0.1, 0, 0.5, 0, 5},
+             {1.4, 0, 0, 1, 5},  // a reader that overshoots
+             {0.1, 0.1, 3, 0.6, 5},
+             {0.1, 0.1, 10, 1, 10},  // a new peak
+             {0.1, 0.1, 5, 0.5, 10},
+             {0.2, 0.1, 2.5, 0.25, 10},
+         }) {
+        EXPECT_DOUBLE_EQ(engine->computeLoad(cpu, gpu, power).value, load);
+        EXPECT_EQ(engine->peakPowerWatts(), peak);
+    }
+}
+
+TEST_F(Engine, FillsTheSnapshotFromTheReaders) {
+    machine.sysctl.set<std::uint64_t>("hw.memsize", 1 << 30);
+    start();
+    machine.loop.runFor(Seconds(1));
+    machine.hostStatistics.ticks = {{{.user = 50, .idle = 150}}};
+    machine.loop.runFor(Seconds(1));
+    EXPECT_EQ(engine->snapshot().cpu.totalUsage, 0.5);
+    EXPECT_EQ(engine->snapshot().load.value, 0.5);
+    EXPECT_EQ(engine->snapshot().memory.totalBytes, 1u << 30);
+    EXPECT_EQ(engine->snapshot().clock.now, engine->snapshot().timestamp);
+}
+
+TEST_F(Engine, SnapshotRouteFollowsThePublishedSample) {
+    SensorSnapshot route;
+    EXPECT_EQ(route.text(), R"({"error":"engine not started"})");
+    start();
+    route.setEngine(engine);
+    const std::string defaults = route.text();
+    EXPECT_NE(defaults.find("\"timeRemainingMinutes\":-1"), std::string::npos);
+    machine.loop.runFor(Seconds(1));
+    EXPECT_EQ(route.text(), engine->snapshotJSON());
+    EXPECT_NE(route.text(), defaults);
+    machine.clock.wallTime = WallTime(Seconds(NAN));  // a number that cannot be written
+    machine.loop.runFor(Seconds(1));
+    EXPECT_EQ(route.text(), "{}");
+}
+
+TEST(SensorSnapshot, AddsTheProcessesAsTheLastMember) {
+    EXPECT_EQ(withProcesses(R"({"load":{"value":0}})", "{}"), R"({"load":{"value":0},"processes":{}})");
+    EXPECT_EQ(withProcesses("{}", R"({"cpu":[]})"), R"({"processes":{"cpu":[]}})");
+}
+
+TEST(AccessToken, IsReadOrMadeOnce) {
+    FakeFiles files;
+    const std::filesystem::path file = "/container/helper-token";
+    const std::string made = files.makeUuid();
+    struct Case {
+        std::optional<std::string> stored;
+        std::string token, left;
+    };
+    for (const auto& [stored, token, left] : std::initializer_list<Case>{
+             {"secret\n", "secret", "secret\n"},
+             {" \r\n two words \t", "two words", " \r\n two words \t"},
+             {std::nullopt, made, made},
+             {" \n\t ", made, made},
+             {"\xFF\xFE", made, made},  // not UTF-8
+         }) {
+        files.contents.clear();
+        if (stored) files.contents[file] = *stored;
+        EXPECT_EQ(loadOrCreateToken("/container", files), token);
+        EXPECT_EQ(files.contents[file], left);
+    }
+    files.contents.clear();
+    files.beforeLock = [&] { files.contents[file] = "of the helper that was faster"; };
+    EXPECT_EQ(loadOrCreateToken("/container", files), "of the helper that was faster");
+    files = {};
+    files.writable = false;
+    EXPECT_EQ(loadOrCreateToken("/container", files), made);
+    EXPECT_TRUE(files.contents.empty());
+}
+
+}  // namespace
+}  // namespace zqm
