@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Platform/Linux/FileDescriptor.h"
+
+namespace zqm {
+
+/// A file of the kernel that is read on every tick: kept open, read from its beginning each time into one buffer.
+///
+/// Only files of procfs and sysfs stay open, where an open file always shows the present. On another file system (a
+/// recorded machine, a container's imitation of /proc) files get replaced, so there each read opens the file again.
+/// A file that is missing is looked for on the first reads and then on every 30th, so that it costs nothing and is
+/// still found when it appears. One thread at a time.
+class KernelFile {
+public:
+    explicit KernelFile(std::string path) : path_(std::move(path)) {}
+
+    /// The whole content, valid until the next call; nullopt when there is no such file, it cannot be read, or it holds
+    /// more than 4 MiB. Never waits for a writer.
+    std::optional<std::string_view> read();
+
+private:
+    bool open();
+    std::optional<std::size_t> fill();
+
+    std::string path_;
+    FileDescriptor file_;
+    bool keepsOpen_ = false;
+    unsigned failures_ = 0;  // reads without a result since the last good one
+    std::string buffer_;
+};
+
+}  // namespace zqm

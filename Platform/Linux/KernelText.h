@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+/// The shapes that the kernel's text files have in common.
+namespace zqm {
+
+/// The next line of `rest`, without its line feed; nullopt at the end. A last line without a line feed is not given:
+/// it was cut, and a number cut short is a wrong number.
+std::optional<std::string_view> takeLine(std::string_view& rest);
+
+/// The next word of `line` as a count; nullopt when it is not one or does not fit.
+std::optional<std::uint64_t> takeCount(std::string_view& line);
+
+/// Takes `words` words off the front of `line`.
+void skipWords(std::string_view& line, unsigned words);
+
+/// The sum, or the largest count when it does not fit.
+std::uint64_t addSaturated(std::uint64_t left, std::uint64_t right);
+
+/// The numbers of a list such as "0-3,8", ascending; numbers from `limit` on and malformed pieces are left out.
+std::vector<unsigned> parseNumberList(std::string_view text, unsigned limit);
+
+}  // namespace zqm

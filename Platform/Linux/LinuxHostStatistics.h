@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Platform/HostStatistics.h"
+#include "Platform/Linux/LinuxMemory.h"
+#include "Platform/Linux/LinuxProcessors.h"
+
+namespace zqm {
+
+/// Processor ticks from /proc/stat and memory from /proc/meminfo.
+class LinuxHostStatistics final : public HostStatistics {
+public:
+    LinuxHostStatistics(const RootDirectory& root, LinuxProcessors& processors, MemoryInfoSource& memory)
+        : processors_(processors), memory_(memory), zram_(root) {}
+
+    std::optional<std::vector<ProcessorTicks>> processorTicks() override { return processors_.ticks(); }
+    std::optional<VirtualMemoryPages> virtualMemory() override;
+    std::optional<std::uint64_t> pageSize() override;
+
+private:
+    LinuxProcessors& processors_;
+    MemoryInfoSource& memory_;
+    ZramDevices zram_;
+};
+
+}  // namespace zqm

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "Platform/Linux/InterfaceNames.h"
+#include "Platform/Linux/KernelFile.h"
+#include "Platform/NetworkInterfaces.h"
+
+namespace zqm {
+
+/// The interfaces of /proc/net/dev and their 64-bit counters: one read per call.
+class LinuxNetworkInterfaces final : public NetworkInterfaces {
+public:
+    explicit LinuxNetworkInterfaces(const RootDirectory& root) : devices_(root.path("/proc/net/dev")), names_(root) {}
+
+    std::optional<std::vector<LinkInterface>> links() override;
+
+private:
+    KernelFile devices_;
+    InterfaceNames names_;
+    std::vector<std::string_view> kernelNames_;  // of the current call; kept for its memory
+};
+
+}  // namespace zqm

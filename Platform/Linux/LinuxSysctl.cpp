@@ -1,0 +1,138 @@
+#include "Platform/Linux/LinuxSysctl.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "Platform/Linux/KernelText.h"
+#include "Platform/Linux/ProcessorKinds.h"
+#include "Support/Text.h"
+
+namespace zqm {
+namespace {
+
+constexpr double stallPercent = 10;
+
+template <class Value>
+Bytes bytesOf(const Value& value) {
+    Bytes bytes(sizeof value);
+    std::memcpy(bytes.data(), &value, sizeof value);
+    return bytes;
+}
+
+Bytes bytesOfText(std::string_view text) {
+    Bytes bytes(text.begin(), text.end());
+    bytes.push_back(0);
+    return bytes;
+}
+
+/// The first text that is there and not empty.
+std::optional<Bytes> firstText(std::initializer_list<std::optional<std::string>> texts) {
+    for (const auto& text : texts) {
+        if (text && !text->empty()) return bytesOfText(*text);
+    }
+    return std::nullopt;
+}
+
+/// The share of the last ten seconds in "some avg10=0.10 avg60=…", in percent.
+std::optional<double> shareOfTenSeconds(std::string_view content, std::string_view kind) {
+    while (auto line = takeLine(content)) {
+        if (takeWord(*line) != kind) continue;
+        std::string_view share = takeWord(*line);
+        return takeUntil(share, '=') == "avg10" ? parseDouble(share) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+/// The value of the first "key : value" line; nullopt when there is none.
+std::optional<std::string> lineValue(std::string_view content, std::string_view key) {
+    while (const auto line = takeLine(content)) {
+        std::string_view value = *line;
+        if (trimWhitespace(takeUntil(value, ':')) == key) return std::string(trimWhitespace(value));
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Bytes> LinuxSysctl::read(std::string_view name) {
+    constexpr std::string_view levelPrefix = "hw.perflevel";
+    if (name == "hw.memsize") return memorySize();
+    if (name == "vm.swapusage") return swapUsage();
+    if (name == "kern.memorystatus_vm_pressure_level") return pressureLevel();
+    if (name == "hw.nperflevels") return performanceLevel("");
+    if (name.starts_with(levelPrefix)) return performanceLevel(name.substr(levelPrefix.size()));
+    if (name == "hw.model") return model();
+    if (name == "machdep.cpu.brand_string") return processorBrand();
+    return std::nullopt;
+}
+
+std::optional<Bytes> LinuxSysctl::memorySize() {
+    const auto info = memory_.read();
+    if (!info || info->total.value_or(0) == 0) return std::nullopt;
+    return bytesOf(*info->total);
+}
+
+std::optional<Bytes> LinuxSysctl::swapUsage() {
+    const auto info = memory_.takeLast();
+    if (!info || !info->swapTotal || !info->swapFree) return std::nullopt;
+    struct {
+        std::uint64_t total, available, used;
+        std::uint32_t pageSize, encrypted;
+    } record{};
+    static_assert(sizeof record == 32);
+    record.total = *info->swapTotal;
+    record.available = std::min(*info->swapFree, record.total);
+    record.used = record.total - record.available;
+    record.pageSize = static_cast<std::uint32_t>(std::max(0L, ::sysconf(_SC_PAGESIZE)));
+    return bytesOf(record);
+}
+
+/// Tasks that stand still until memory is there are what a person notices: a tenth of the time for some of them is a
+/// warning, for all of them at once critical.
+std::optional<Bytes> LinuxSysctl::pressureLevel() {
+    MutexLock lock(mutex_);
+    const auto content = pressure_.read();
+    if (!content) return std::nullopt;
+    const auto some = shareOfTenSeconds(*content, "some");
+    if (!some) return std::nullopt;
+    const double full = shareOfTenSeconds(*content, "full").value_or(0);
+    return bytesOf<std::int32_t>(full >= stallPercent ? 4 : *some >= stallPercent ? 2 : 1);
+}
+
+/// `key` is "" for the number of levels, else "0.name", "1.physicalcpu" …; middle processors belong to level 0.
+std::optional<Bytes> LinuxSysctl::performanceLevel(std::string_view key) {
+    const auto kinds = readProcessorKinds(root_, processors_.numbers());
+    if (kinds.empty()) return std::nullopt;
+    const auto small = std::count(kinds.begin(), kinds.end(), ProcessorKind::efficiency);
+    const auto large = static_cast<std::ptrdiff_t>(kinds.size()) - small;
+    struct Level {
+        std::string_view name;
+        std::ptrdiff_t processors;
+    };
+    std::vector<Level> levels;
+    if (large > 0) levels.push_back({"Performance", large});
+    if (small > 0) levels.push_back({"Efficiency", small});
+    if (key.empty()) return bytesOf(static_cast<std::int32_t>(levels.size()));
+
+    const auto level = parseUnsigned(takeUntil(key, '.'));
+    if (!level || *level >= levels.size()) return std::nullopt;
+    if (key == "name") return bytesOfText(levels[*level].name);
+    if (key == "physicalcpu") return bytesOf(static_cast<std::int32_t>(levels[*level].processors));
+    return std::nullopt;
+}
+
+std::optional<Bytes> LinuxSysctl::model() const {
+    return firstText({root_.text("/sys/class/dmi/id/product_name"), root_.text("/proc/device-tree/model")});
+}
+
+/// On ARM "model name" tells only the architecture's version, so the system on the chip is asked first.
+std::optional<Bytes> LinuxSysctl::processorBrand() const {
+    const std::string content = root_.text("/proc/cpuinfo").value_or("") + "\n";
+    const auto modelName = lineValue(content, "model name");
+    if (!lineValue(content, "CPU implementer")) return firstText({modelName, lineValue(content, "cpu model")});
+    return firstText({root_.text("/sys/devices/soc0/machine"), lineValue(content, "Hardware"), modelName});
+}
+
+}  // namespace zqm

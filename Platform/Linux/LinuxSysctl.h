@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Platform/Linux/LinuxMemory.h"
+#include "Platform/Linux/LinuxProcessors.h"
+#include "Platform/Sysctl.h"
+
+namespace zqm {
+
+/// The named kernel values, put together from /proc and /sys.
+class LinuxSysctl final : public Sysctl {
+public:
+    LinuxSysctl(const RootDirectory& root, LinuxProcessors& processors, MemoryInfoSource& memory)
+        : root_(root), processors_(processors), memory_(memory), pressure_(root.path("/proc/pressure/memory")) {}
+
+    std::optional<Bytes> read(std::string_view name) override;
+
+private:
+    std::optional<Bytes> memorySize();
+    std::optional<Bytes> swapUsage();
+    std::optional<Bytes> pressureLevel();
+    std::optional<Bytes> performanceLevel(std::string_view key);
+    std::optional<Bytes> model() const;
+    std::optional<Bytes> processorBrand() const;
+
+    const RootDirectory& root_;
+    LinuxProcessors& processors_;
+    MemoryInfoSource& memory_;
+    Mutex mutex_;
+    KernelFile pressure_ ZQM_GUARDED_BY(mutex_);
+};
+
+}  // namespace zqm
