@@ -49,8 +49,8 @@ std::vector<DriveBytes> BlockDrives::read() {
     rows_.clear();
     std::string_view rest = statistics_.read().value_or("");
     while (auto line = takeLine(rest)) {
-        skipWords(*line, 2);  // device numbers
-        const std::string_view name = takeWord(*line);
+        skipFields(*line, 2);  // device numbers
+        const std::string_view name = takeField(*line);
         if (!name.empty()) rows_.push_back({name, *line});
     }
     const auto sameName = [](const Row& row, const Known& known) { return row.name == known.name; };
@@ -60,9 +60,9 @@ std::vector<DriveBytes> BlockDrives::read() {
     for (std::size_t i = 0; i < rows_.size(); ++i) {
         if (!known_[i].isDrive) continue;
         std::string_view counters = rows_[i].counters;
-        skipWords(counters, 2);  // reads, reads merged
+        skipFields(counters, 2);  // reads, reads merged
         const auto read = takeCount(counters);
-        skipWords(counters, 3);  // time of reads, writes, writes merged
+        skipFields(counters, 3);  // time of reads, writes, writes merged
         const auto written = takeCount(counters);
         if (!read || !written) continue;
         drives.push_back({known_[i].name, bytesOfSectors(*read), bytesOfSectors(*written)});

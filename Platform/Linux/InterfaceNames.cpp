@@ -91,11 +91,11 @@ std::string_view defaultRouteInterface(std::string_view routes) {
     std::string_view best;
     std::uint64_t bestMetric = std::numeric_limits<std::uint64_t>::max();
     while (auto line = takeLine(routes)) {
-        const std::string_view name = takeWord(*line);
-        const std::string_view destination = takeWord(*line);
-        skipWords(*line, 4);  // gateway, flags, references, use
+        const std::string_view name = takeField(*line);
+        const std::string_view destination = takeField(*line);
+        skipFields(*line, 4);  // gateway, flags, references, use
         const auto metric = takeCount(*line);
-        const bool leadsOut = destination == "00000000" && takeWord(*line) == "00000000";
+        const bool leadsOut = destination == "00000000" && takeField(*line) == "00000000";
         if (!leadsOut || !metric || *metric >= bestMetric) continue;
         best = name;
         bestMetric = *metric;

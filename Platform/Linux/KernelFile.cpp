@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::size_t initialSize = 4096;
 constexpr std::size_t maximumSize = std::size_t{4} << 20;
-constexpr unsigned eagerAttempts = 3;  // a file that fails is tried again on the next reads, then only now and then
+constexpr std::size_t surelyWhole = 3072;  // of a page of 4096; the longest line of a table is a few hundred bytes
+constexpr unsigned eagerAttempts = 3;      // a file that fails is tried again on the next reads, then only now and then
 constexpr unsigned attemptEvery = 30;
 
 bool showsThePresent(int descriptor) {
@@ -50,7 +51,8 @@ bool KernelFile::open() {
     return true;
 }
 
-/// Reads to the end: the kernel gives its tables in pieces, so that a short read does not mean the end.
+/// Reads to the end. The kernel gives a long table in pieces, each a page filled with as many whole lines as fit: a
+/// piece that leaves room for more lines is the last, and no further read is spent on learning that.
 std::optional<std::size_t> KernelFile::fill() {
     std::size_t size = 0;
     while (true) {
@@ -64,6 +66,7 @@ std::optional<std::size_t> KernelFile::fill() {
         if (count < 0) return std::nullopt;
         if (count == 0) return size;
         size += static_cast<std::size_t>(count);
+        if (size < surelyWhole && size < buffer_.size()) return size;
     }
 }
 

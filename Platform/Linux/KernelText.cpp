@@ -1,11 +1,19 @@
 #include "Platform/Linux/KernelText.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 
 #include "Support/Text.h"
 
 namespace zqm {
+namespace {
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+}  // namespace
 
 std::optional<std::string_view> takeLine(std::string_view& rest) {
     const std::size_t end = rest.find('\n');
@@ -15,12 +23,26 @@ std::optional<std::string_view> takeLine(std::string_view& rest) {
     return line;
 }
 
-std::optional<std::uint64_t> takeCount(std::string_view& line) {
-    return parseUnsigned(takeWord(line));
+std::string_view takeField(std::string_view& line) {
+    const char* begin = line.data();
+    const char* const end = begin + line.size();
+    while (begin != end && isBlank(*begin)) ++begin;
+    const char* after = begin;
+    while (after != end && !isBlank(*after)) ++after;
+    line = {after, static_cast<std::size_t>(end - after)};
+    return {begin, static_cast<std::size_t>(after - begin)};
 }
 
-void skipWords(std::string_view& line, unsigned words) {
-    for (; words > 0; --words) takeWord(line);
+std::optional<std::uint64_t> takeCount(std::string_view& line) {
+    const std::string_view field = takeField(line);
+    std::uint64_t count = 0;
+    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), count);
+    if (error != std::errc{} || end != field.data() + field.size()) return std::nullopt;
+    return count;
+}
+
+void skipFields(std::string_view& line, unsigned fields) {
+    for (; fields > 0; --fields) takeField(line);
 }
 
 std::uint64_t addSaturated(std::uint64_t left, std::uint64_t right) {

@@ -32,11 +32,15 @@ constexpr std::pair<std::string_view, MemoryInfo::Amount MemoryInfo::*> lines[]{
     {"SwapFree", &MemoryInfo::swapFree},
 };
 
+constexpr unsigned lookEvery = 100;  // listing a directory of sysfs costs more than reading all of /proc/meminfo
+
+constexpr std::string_view initials = "BCHKMPSUZ";  // of the names above: most other lines are passed over by these
+
 /// "  3857124 kB" in bytes. A line cut within its digits has lost its unit and is not taken for a smaller amount.
 MemoryInfo::Amount parseAmount(std::string_view text) {
     const auto kilobytes = takeCount(text);
     const bool fits = kilobytes && *kilobytes <= std::numeric_limits<std::int64_t>::max() / 1024;
-    return fits && takeWord(text) == "kB" ? std::optional(*kilobytes * 1024) : std::nullopt;
+    return fits && takeField(text) == "kB" ? std::optional(*kilobytes * 1024) : std::nullopt;
 }
 
 std::uint64_t sum(std::initializer_list<MemoryInfo::Amount> amounts) {
@@ -50,6 +54,7 @@ std::uint64_t sum(std::initializer_list<MemoryInfo::Amount> amounts) {
 MemoryInfo parseMemoryInfo(std::string_view content) {
     MemoryInfo info;
     while (const auto line = takeLine(content)) {
+        if (line->empty() || initials.find(line->front()) == std::string_view::npos) continue;
         std::string_view rest = *line;
         const std::string_view name = takeUntil(rest, ':');
         const auto* known =
@@ -104,7 +109,7 @@ std::optional<MemoryInfo> MemoryInfoSource::takeLast() {
 }
 
 std::uint64_t ZramDevices::usedBytes() {
-    if (readings_++ % 30 == 0) {
+    if (readings_++ % lookEvery == 0) {
         statistics_.clear();
         for (const std::string& name : root_.names("/sys/block", "zram")) {
             statistics_.emplace_back(root_.path("/sys/block/" + name + "/mm_stat"));
@@ -112,8 +117,9 @@ std::uint64_t ZramDevices::usedBytes() {
     }
     std::uint64_t used = 0;
     for (KernelFile& device : statistics_) {
-        std::string_view content = device.read().value_or("");
-        skipWords(content, 2);  // bytes before and after compression; then what the device really occupies
+        std::string_view rest = device.read().value_or("");
+        std::string_view content = takeLine(rest).value_or("");
+        skipFields(content, 2);  // bytes before and after compression; then what the device really occupies
         used = addSaturated(used, takeCount(content).value_or(0));
     }
     return used;

@@ -57,7 +57,7 @@ public:
 
 private:
     const RootDirectory& root_;
-    unsigned readings_ = 0;  // devices are looked for on every 30th
+    unsigned readings_ = 0;  // devices are looked for on every hundredth
     std::vector<KernelFile> statistics_;
 };
 

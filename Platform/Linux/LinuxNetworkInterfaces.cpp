@@ -1,7 +1,6 @@
 #include "Platform/Linux/LinuxNetworkInterfaces.h"
 
 #include "Platform/Linux/KernelText.h"
-#include "Support/Text.h"
 
 namespace zqm {
 namespace {
@@ -9,7 +8,7 @@ namespace {
 /// The counters of a line behind its name: received bytes and seven other figures, then sent bytes.
 std::optional<LinkInterface::Counters> parseCounters(std::string_view text) {
     const auto received = takeCount(text);
-    skipWords(text, 7);
+    skipFields(text, 7);
     const auto sent = takeCount(text);
     if (!received || !sent) return std::nullopt;
     return LinkInterface::Counters{.received = *received, .sent = *sent};
@@ -27,7 +26,8 @@ std::optional<std::vector<LinkInterface>> LinuxNetworkInterfaces::links() {
     while (const auto line = takeLine(rest)) {
         const std::size_t colon = line->rfind(':');  // a name may hold colons, the figures never do
         if (colon == std::string_view::npos) continue;
-        const std::string_view name = trimWhitespace(line->substr(0, colon));
+        std::string_view beforeColon = line->substr(0, colon);
+        const std::string_view name = takeField(beforeColon);
         if (name.empty()) continue;
         kernelNames_.push_back(name);
         links.push_back({.name = {}, .counters = parseCounters(line->substr(colon + 1))});

@@ -59,7 +59,7 @@ bool LinuxProcessors::refresh() {
     std::string_view rest = *content;
     // The processors come first; the interrupt counts behind them can be a hundred times as long.
     for (auto line = takeLine(rest); line && line->starts_with("cpu"); line = takeLine(rest)) {
-        const auto number = parseUnsigned(takeWord(*line).substr(3));  // absent on the line of all processors
+        const auto number = parseUnsigned(takeField(*line).substr(3));  // absent on the line of all processors
         const auto ticks = parseTicks(*line);
         if (!number || *number >= processorNumberLimit || !ticks) continue;
         if (place == processors_.size() || processors_[place].number != *number) {

@@ -38,8 +38,8 @@ std::optional<Bytes> firstText(std::initializer_list<std::optional<std::string>>
 /// The share of the last ten seconds in "some avg10=0.10 avg60=…", in percent.
 std::optional<double> shareOfTenSeconds(std::string_view content, std::string_view kind) {
     while (auto line = takeLine(content)) {
-        if (takeWord(*line) != kind) continue;
-        std::string_view share = takeWord(*line);
+        if (takeField(*line) != kind) continue;
+        std::string_view share = takeField(*line);
         return takeUntil(share, '=') == "avg10" ? parseDouble(share) : std::nullopt;
     }
     return std::nullopt;
@@ -61,8 +61,8 @@ std::optional<Bytes> LinuxSysctl::read(std::string_view name) {
     if (name == "hw.memsize") return memorySize();
     if (name == "vm.swapusage") return swapUsage();
     if (name == "kern.memorystatus_vm_pressure_level") return pressureLevel();
-    if (name == "hw.nperflevels") return performanceLevel("");
-    if (name.starts_with(levelPrefix)) return performanceLevel(name.substr(levelPrefix.size()));
+    if (name == "hw.nperflevels") return levelCount();
+    if (name.starts_with(levelPrefix)) return levelValue(name.substr(levelPrefix.size()));
     if (name == "hw.model") return model();
     if (name == "machdep.cpu.brand_string") return processorBrand();
     return std::nullopt;
@@ -101,25 +101,29 @@ std::optional<Bytes> LinuxSysctl::pressureLevel() {
     return bytesOf<std::int32_t>(full >= stallPercent ? 4 : *some >= stallPercent ? 2 : 1);
 }
 
-/// `key` is "" for the number of levels, else "0.name", "1.physicalcpu" …; middle processors belong to level 0.
-std::optional<Bytes> LinuxSysctl::performanceLevel(std::string_view key) {
+/// The kinds of processors, the fastest first; middle ones belong to the performance level.
+std::vector<LinuxSysctl::Level> LinuxSysctl::levels() {
     const auto kinds = readProcessorKinds(root_, processors_.numbers());
-    if (kinds.empty()) return std::nullopt;
     const auto small = std::count(kinds.begin(), kinds.end(), ProcessorKind::efficiency);
     const auto large = static_cast<std::ptrdiff_t>(kinds.size()) - small;
-    struct Level {
-        std::string_view name;
-        std::ptrdiff_t processors;
-    };
     std::vector<Level> levels;
-    if (large > 0) levels.push_back({"Performance", large});
-    if (small > 0) levels.push_back({"Efficiency", small});
-    if (key.empty()) return bytesOf(static_cast<std::int32_t>(levels.size()));
+    if (large > 0) levels.push_back({"Performance", static_cast<std::int32_t>(large)});
+    if (small > 0) levels.push_back({"Efficiency", static_cast<std::int32_t>(small)});
+    return levels;
+}
 
+std::optional<Bytes> LinuxSysctl::levelCount() {
+    const auto count = static_cast<std::int32_t>(levels().size());
+    return count > 0 ? std::optional(bytesOf(count)) : std::nullopt;
+}
+
+/// `key` is the level's number with what is asked about it: "0.name", "1.physicalcpu".
+std::optional<Bytes> LinuxSysctl::levelValue(std::string_view key) {
+    const auto all = levels();
     const auto level = parseUnsigned(takeUntil(key, '.'));
-    if (!level || *level >= levels.size()) return std::nullopt;
-    if (key == "name") return bytesOfText(levels[*level].name);
-    if (key == "physicalcpu") return bytesOf(static_cast<std::int32_t>(levels[*level].processors));
+    if (!level || *level >= all.size()) return std::nullopt;
+    if (key == "name") return bytesOfText(all[*level].name);
+    if (key == "physicalcpu") return bytesOf(all[*level].processors);
     return std::nullopt;
 }
 

@@ -18,7 +18,13 @@ private:
     std::optional<Bytes> memorySize();
     std::optional<Bytes> swapUsage();
     std::optional<Bytes> pressureLevel();
-    std::optional<Bytes> performanceLevel(std::string_view key);
+    struct Level {
+        std::string_view name;
+        std::int32_t processors = 0;
+    };
+    std::vector<Level> levels();
+    std::optional<Bytes> levelCount();
+    std::optional<Bytes> levelValue(std::string_view key);
     std::optional<Bytes> model() const;
     std::optional<Bytes> processorBrand() const;
 
