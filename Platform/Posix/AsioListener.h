@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+
+#include "Platform/LoopbackListener.h"
+
+namespace zqm {
+
+/// The listener over Asio, on a thread of its own named "zqm.helper.http".
+///
+/// Closing in order is bounded: a peer that does not take its message is dropped after 30 seconds, and what it still
+/// sends after the message is discarded for one second and 1 MiB at most.
+class AsioListener final : public LoopbackListener {
+public:
+    AsioListener();
+    ~AsioListener() override;
+    std::optional<std::string> start(std::uint16_t port,
+                                     std::function<void(std::shared_ptr<Connection>)> accepted) override;
+    void stop() override;
+    /// The port listened on, which the system chooses when `start` is asked for port 0; 0 while not listening.
+    std::uint16_t port() const;
+
+private:
+    class Core;
+    class Session;
+    class Handle;
+    std::shared_ptr<Core> core_;
+};
+
+}  // namespace zqm

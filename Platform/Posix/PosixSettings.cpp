@@ -1,0 +1,21 @@
+#include "Platform/Posix/PosixSettings.h"
+
+#include <cstdlib>
+
+#include "Platform/Posix/UserDirectories.h"
+
+namespace zqm {
+
+std::optional<std::filesystem::path> PosixSettings::sharedContainer(std::string_view identifier) {
+    auto container = userDirectory("XDG_DATA_HOME", ".local/share");
+    if (!container) return std::nullopt;
+    *container /= identifier;
+    return makePrivateDirectory(*container) ? container : std::nullopt;
+}
+
+std::optional<std::string> PosixSettings::environment(std::string_view name) {
+    const char* value = std::getenv(std::string(name).c_str());
+    return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+}  // namespace zqm

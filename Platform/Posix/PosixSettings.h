@@ -1,0 +1,15 @@
+#pragma once
+
+#include "Platform/SystemSettings.h"
+
+namespace zqm {
+
+/// The process's environment. A shared container is a private directory below the user's data directory
+/// ("XDG_DATA_HOME", "~/.local/share" by default).
+class PosixSettings final : public SystemSettings {
+public:
+    std::optional<std::filesystem::path> sharedContainer(std::string_view identifier) override;
+    std::optional<std::string> environment(std::string_view name) override;
+};
+
+}  // namespace zqm

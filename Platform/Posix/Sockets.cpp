@@ -1,0 +1,80 @@
+#include "Platform/Posix/Sockets.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+
+namespace zqm {
+namespace {
+
+#if defined(SOCK_CLOEXEC)
+Descriptor openSocket() {
+    return Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+}
+Descriptor acceptFrom(int listening) {
+    return Descriptor(::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+}
+#else
+Descriptor prepared(int socket) {
+    if (socket >= 0) {
+        ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+        ::fcntl(socket, F_SETFL, O_NONBLOCK);
+    }
+    return Descriptor(socket);
+}
+Descriptor openSocket() {
+    return prepared(::socket(AF_INET, SOCK_STREAM, 0));
+}
+Descriptor acceptFrom(int listening) {
+    return prepared(::accept(listening, nullptr, nullptr));
+}
+#endif
+
+}  // namespace
+
+Descriptor listenOnLoopback(std::uint16_t port) {
+    auto socket = openSocket();
+    if (!socket) return socket;
+    const int on = 1;
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(socket.get(), SOMAXCONN) != 0) {
+        const int error = errno;
+        socket.reset();
+        errno = error;
+    }
+    return socket;
+}
+
+Descriptor acceptConnection(int listening) {
+    return acceptFrom(listening);
+}
+
+std::uint16_t boundPort(int socket) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
+    return ntohs(address.sin_port);
+}
+
+std::size_t connectionLimit() {
+    rlimit files{};
+    if (::getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur == RLIM_INFINITY) {
+        return std::numeric_limits<std::size_t>::max();
+    }
+    const auto limit = static_cast<std::size_t>(files.rlim_cur);
+    const std::size_t reserve = std::clamp<std::size_t>(limit / 2, 16, 64);
+    return limit > reserve ? limit - reserve : 1;
+}
+
+}  // namespace zqm
