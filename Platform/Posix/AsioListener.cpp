@@ -85,9 +85,6 @@ public:
 
     void receive(std::size_t maximum, std::function<void(std::string_view)> received);
     void send(std::string message);
-    void release() {
-        if (!sending_) close();
-    }
     void close();
     bool isSending() const { return sending_; }
     Instant deadline() const { return deadline_; }  // while sending
@@ -101,6 +98,7 @@ private:
     void sendRest(std::size_t sent);
     void finish();
     void discard();
+    void waitReadable(void (Session::*next)());
     void setDeadline(Instant::duration time);
 
     Core& core_;
@@ -122,15 +120,17 @@ public:
     Handle(std::shared_ptr<Core> core, std::weak_ptr<Session> session)
         : core_(std::move(core)), session_(std::move(session)) {}
     ~Handle() override {
-        tell([](Session& session) { session.release(); });
+        if (!ended_) cancel();
     }
     void receive(std::size_t maximum, std::function<void(std::string_view)> received) override {
         if (auto session = session_.lock()) session->receive(maximum, std::move(received));
     }
     void send(std::string message) override {
+        ended_ = true;
         tell([message = std::move(message)](Session& session) mutable { session.send(std::move(message)); });
     }
     void cancel() override {
+        ended_ = true;
         tell([](Session& session) { session.close(); });
     }
 
@@ -143,6 +143,7 @@ private:
     }
 
     std::shared_ptr<Core> core_;
+    bool ended_ = false;
     std::weak_ptr<Session> session_;  // the core owns it, so that it ends on the listener's thread
 };
 
@@ -246,11 +247,7 @@ void AsioListener::Session::readOnce() {
     const auto count = ::recv(number_, core_.scratch_.data(), maximum_, MSG_DONTWAIT);
     if (count >= 0) return deliver({core_.scratch_.data(), static_cast<std::size_t>(count)});
     if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) return deliver({});
-    watch();
-    if (closed_) return;
-    socket_.async_wait(asio::socket_base::wait_read, [self = shared_from_this()](std::error_code error) noexcept {
-        if (!error) self->readOnce();
-    });
+    waitReadable(&Session::readOnce);
 }
 
 /// Hands the descriptor to Asio, which not every connection needs.
@@ -293,18 +290,26 @@ void AsioListener::Session::finish() {
     if (closed_) return;
     ::shutdown(number_, SHUT_WR);
     setDeadline(discardTime);
-    watch();
-    discard();
+    // After the other connections: by then the peer has often closed, and there is nothing to wait for.
+    asio::post(core_.io_, [self = shared_from_this()]() noexcept { self->discard(); });
 }
 
 void AsioListener::Session::discard() {
+    while (!closed_) {
+        const auto count = ::recv(number_, core_.scratch_.data(), core_.scratch_.size(), MSG_DONTWAIT);
+        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
+        if (count > 0) discarded_ += static_cast<std::size_t>(count);
+        if (count <= 0 || discarded_ > discardBytes) return close();
+    }
+    waitReadable(&Session::discard);
+}
+
+void AsioListener::Session::waitReadable(void (Session::*next)()) {
+    watch();
     if (closed_) return;
-    socket_.async_read_some(asio::buffer(core_.scratch_),
-                            [self = shared_from_this()](std::error_code error, std::size_t count) noexcept {
-                                self->discarded_ += count;
-                                const bool enough = self->discarded_ > discardBytes;
-                                error || enough ? self->close() : self->discard();
-                            });
+    socket_.async_wait(asio::socket_base::wait_read, [self = shared_from_this(), next](std::error_code error) noexcept {
+        if (!error) ((*self).*next)();
+    });
 }
 
 void AsioListener::Session::setDeadline(Instant::duration time) {
