@@ -1,0 +1,70 @@
+#include "Platform/Described/DescribedMachine.h"
+
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "Platform/Described/DescribedServices.h"
+#include "Platform/Described/MachineFormat.h"
+#include "Platform/Described/Reading.h"
+
+namespace zqm {
+
+struct DescribedMachine::Parts {
+    Parts(Json checked, Clock& clock) : description(std::move(checked)), model(description, clock) {}
+
+    const Json description;
+    MachineModel model;
+    DescribedHostStatistics hostStatistics{model};
+    DescribedSysctl sysctl{model};
+    DescribedNetworkInterfaces networkInterfaces{model};
+    DescribedRegistry registry{model};
+};
+
+DescribedMachine::DescribedMachine(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
+DescribedMachine::~DescribedMachine() = default;
+
+DescribedMachine::Result DescribedMachine::parse(std::string_view text, Clock& clock) {
+    auto parsed = parseMachine(text);
+    if (auto* fault = std::get_if<MachineFault>(&parsed)) return std::move(*fault);
+    auto& description = std::get<Json>(parsed);
+    if (auto fault = findFormatFault(description)) return std::move(*fault);
+    return std::unique_ptr<DescribedMachine>(
+        new DescribedMachine(std::make_unique<Parts>(std::move(description), clock)));
+}
+
+DescribedMachine::Result DescribedMachine::load(const std::filesystem::path& file, Clock& clock) {
+    auto read = readMachineFile(file);
+    auto* fault = std::get_if<MachineFault>(&read);
+    Result result = fault ? Result(std::move(*fault)) : parse(std::get<std::string>(read), clock);
+    if (auto* failed = std::get_if<MachineFault>(&result)) failed->message.insert(0, file.string() + ": ");
+    return result;
+}
+
+HostStatistics& DescribedMachine::hostStatistics() {
+    return parts_->hostStatistics;
+}
+Sysctl& DescribedMachine::sysctl() {
+    return parts_->sysctl;
+}
+NetworkInterfaces& DescribedMachine::networkInterfaces() {
+    return parts_->networkInterfaces;
+}
+Registry& DescribedMachine::registry() {
+    return parts_->registry;
+}
+
+std::optional<PropertyDictionary> DescribedMachine::defaults() {
+    const auto found = parts_->description.find("defaults");
+    if (found == parts_->description.end()) return std::nullopt;
+    PropertyDictionary defaults;
+    for (const auto& [key, value] : found->items()) {
+        if (auto read = Reading(parts_->model).property(value)) defaults.emplace_back(key, std::move(*read));
+    }
+    return defaults;
+}
+
+std::size_t DescribedMachine::liveHandles() const {
+    return parts_->model.liveHandles;
+}
+
+}  // namespace zqm

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "Platform/Described/MachineModel.h"
+#include "Platform/PropertyValue.h"
+
+namespace zqm {
+
+/// One reading of described values: one call through the seam, all of it at one instant. nullopt and null mean that the
+/// description lets this reading fail.
+///
+/// Each list that is asked for moves on by one, so whoever reads a record asks for all of its values even when the
+/// first one has failed: lists of one record then stay in step.
+class Reading {
+public:
+    explicit Reading(MachineModel& model) : model_(model), elapsed_(model.clock.monotonic() - model.begin) {}
+
+    /// The value itself, or the list's element whose turn it is.
+    const Json* value(const Json& node);
+    std::optional<std::uint64_t> count(const Json& node);
+    std::optional<PropertyValue> property(const Json& node);
+    /// The value of a "bytes" form: hexadecimal digits, an integer of stated width, or an array of such parts.
+    std::optional<Bytes> bytes(const Json& parts);
+
+private:
+    std::int64_t growth(const Json& moving) const;
+    PropertyValue number(const Json& constantOrMoving) const;
+    PropertyValue dictionary(const Json& members);
+    bool appendPart(Bytes& bytes, const Json& part);
+
+    MachineModel& model_;
+    Seconds elapsed_;
+};
+
+}  // namespace zqm

@@ -1,0 +1,218 @@
+#include "Platform/Described/DescribedMachine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Platform/HostStatistics.h"
+#include "Platform/NetworkInterfaces.h"
+#include "Platform/Registry.h"
+#include "Platform/Sysctl.h"
+#include "tests/fakes/VirtualClock.h"
+
+namespace zqm {
+namespace {
+
+class DescribedMachineTest : public testing::Test {
+protected:
+    DescribedMachine& describe(std::string_view text) {
+        auto result = DescribedMachine::parse(text, clock_);
+        if (auto* fault = std::get_if<MachineFault>(&result)) throw std::runtime_error(fault->message);
+        machine_ = std::get<std::unique_ptr<DescribedMachine>>(std::move(result));
+        return *machine_;
+    }
+    std::string faultOf(std::string_view text) {
+        const auto result = DescribedMachine::parse(text, clock_);
+        const auto* fault = std::get_if<MachineFault>(&result);
+        return fault ? fault->message : "none";
+    }
+    /// The property "value" of a drive that is described by this text, at each of `readings`, one second apart.
+    std::vector<std::optional<PropertyValue>> readProperty(const std::string& value, int readings) {
+        auto& machine = describe(R"({"registry": {"Drive": [{"name": "d", "properties": {"value": )" + value + "}}]}}");
+        const auto drives = machine.registry().services("Drive");
+        std::vector<std::optional<PropertyValue>> values;
+        for (int i = 0; i < readings; ++i) {
+            values.push_back((*drives)[0]->property("value"));
+            clock_.advance(Seconds(1));
+        }
+        return values;
+    }
+
+    VirtualClock clock_;
+    std::unique_ptr<DescribedMachine> machine_;
+};
+
+TEST_F(DescribedMachineTest, CountersMoveWithTheClock) {
+    auto& host = describe(R"({"hostStatistics": {"processors": [
+        {"user": {"start": 100, "rate": 2.5}, "system": {"start": 4294967290, "rate": 4, "wrapBits": 32},
+         "idle": {"start": 10, "rate": -6}, "nice": {"start": 18446744073709551610, "rate": 100}}]}})")
+                     .hostStatistics();
+    EXPECT_THAT(*host.processorTicks(),
+                testing::ElementsAre(ProcessorTicks{100, 4294967290, 10, 18446744073709551610u}));
+    clock_.advance(Seconds(3));
+    // The one rounds down, the next wraps past 2^32, the others stop at the bounds of a counter.
+    EXPECT_THAT(*host.processorTicks(), testing::ElementsAre(ProcessorTicks{107, 6, 0, 18446744073709551615u}));
+    clock_.continuousTime += Seconds(60);  // the machine slept
+    EXPECT_EQ((*host.processorTicks())[0].user, 107u);
+}
+
+TEST_F(DescribedMachineTest, ListsMoveWithTheReadingsAndStayInStep) {
+    auto& host = describe(R"({"hostStatistics": {"pageSize": {"list": [4096, null, 16384]},
+        "processors": [{"user": {"list": [1, null, 3]}, "system": {"list": [10, 20, 30]}, "idle": 0, "nice": 0}]}})")
+                     .hostStatistics();
+    EXPECT_EQ(host.pageSize(), 4096u);
+    EXPECT_EQ(host.pageSize(), std::nullopt);
+    EXPECT_EQ(host.pageSize(), 16384u);
+    EXPECT_EQ(host.pageSize(), 16384u);
+    EXPECT_THAT(*host.processorTicks(), testing::ElementsAre(ProcessorTicks{1, 10, 0, 0}));
+    EXPECT_EQ(host.processorTicks(), std::nullopt);
+    EXPECT_THAT(*host.processorTicks(), testing::ElementsAre(ProcessorTicks{3, 30, 0, 0}));
+}
+
+TEST_F(DescribedMachineTest, WhatIsLeftOutOrNullFails) {
+    auto& bare = describe("{}");
+    EXPECT_EQ(bare.hostStatistics().processorTicks(), std::nullopt);
+    EXPECT_FALSE(bare.hostStatistics().virtualMemory());
+    EXPECT_FALSE(bare.networkInterfaces().links());
+    EXPECT_FALSE(bare.sysctl().read("hw.memsize"));
+    EXPECT_TRUE(bare.registry().services("AppleARMPE")->empty());
+    EXPECT_FALSE(bare.defaults());
+
+    auto& failing = describe(R"({"registry": {"Gone": null, "Later": {"list": [null, []]},
+                                              "Odd": [{"name": null, "children": null}]}})");
+    EXPECT_FALSE(failing.registry().services("Gone"));
+    EXPECT_FALSE(failing.registry().services("Later"));
+    EXPECT_TRUE(failing.registry().services("Later"));
+    const auto odd = failing.registry().services("Odd");
+    EXPECT_FALSE((*odd)[0]->name());
+    EXPECT_FALSE((*odd)[0]->children());
+}
+
+TEST_F(DescribedMachineTest, SysctlsHaveTheKernelsBytes) {
+    auto& sysctl = describe(R"({"sysctl": {
+        "text": "E", "level": {"integer": -2, "width": 4}, "moving": {"integer": {"start": 255, "rate": 1}, "width": 2},
+        "record": {"bytes": [{"integer": 1, "width": 2}, "ff 00", "Ab"]},
+        "cut": {"bytes": ["00", {"integer": null, "width": 1}]}}})")
+                       .sysctl();
+    clock_.advance(Seconds(1));
+    EXPECT_EQ(sysctl.read("text"), (Bytes{'E', 0}));
+    EXPECT_EQ(sysctl.read("level"), (Bytes{0xFE, 0xFF, 0xFF, 0xFF}));
+    EXPECT_EQ(sysctl.read("moving"), (Bytes{0x00, 0x01}));
+    EXPECT_EQ(sysctl.read("record"), (Bytes{1, 0, 0xFF, 0, 0xAB}));
+    EXPECT_EQ(sysctl.read("cut"), std::nullopt);
+}
+
+TEST_F(DescribedMachineTest, PropertiesKeepTheirTypes) {
+    struct Case {
+        const char* text;
+        std::vector<std::optional<PropertyValue>> values;
+    };
+    const PropertyDictionary inner{{"z", std::int64_t{1}}, {"a", true}};
+    for (const auto& [text, values] : std::vector<Case>{
+             {"-3", {std::int64_t{-3}}},
+             {"2.0", {2.0}},
+             {"\"pmgr\"", {std::string("pmgr")}},
+             {R"({"bytes": "4500"})", {Bytes{'E', 0}}},
+             {R"({"z": 1, "gone": null, "a": true})", {inner}},
+             {R"({"dictionary": {"bytes": 5}})", {PropertyDictionary{{"bytes", std::int64_t{5}}}}},
+             {R"([1, null, "x"])", {PropertyArray{std::int64_t{1}, std::string("x")}}},
+             {R"({"start": 32766, "rate": 1, "wrapBits": 15})",
+              {std::int64_t{32766}, std::int64_t{32767}, std::int64_t{0}}},
+             {R"({"start": 40.5, "rate": -0.5})", {40.5, 40.0}},
+             {R"({"list": [{"n": 1}, null, "last"]})",
+              {PropertyDictionary{{"n", std::int64_t{1}}}, std::nullopt, std::string("last"), std::string("last")}},
+         }) {
+        EXPECT_EQ(readProperty(text, static_cast<int>(values.size())), values) << text;
+    }
+}
+
+TEST_F(DescribedMachineTest, InterfacesWithoutCountersStayInTheList) {
+    auto& network = describe(R"({"networkInterfaces": [{"name": "en0", "received": 5, "sent": {"list": [7, null]}},
+                                                       {"name": "utun0"}]})")
+                        .networkInterfaces();
+    const auto first = network.links();
+    ASSERT_EQ(first->size(), 2u);
+    EXPECT_EQ((*first)[0].counters->sent, 7u);
+    EXPECT_FALSE((*first)[1].counters);
+    EXPECT_FALSE((*network.links())[0].counters);
+}
+
+TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
+    const std::string deep(65, '[');
+    const std::string cores = R"({"registry": {"AppleARMPE": [{"name": "m", "children": [{"name": "cpu0", )";
+    for (const auto& [text, start] : std::vector<std::pair<std::string, std::string>>{
+             {"", "line 1, column 1: "},
+             {"{\n  \"sysctl\": {,\n", "line 2, column 14: "},
+             {"{\"a\": \"unterminated " + std::string(100'000, 'x'), "line 1, column "},
+             {"{\"a\": 1e999}", "number overflow"},
+             {"{\"a\": \"\xFF\"}", "line 1, column 8: "},
+             {"{\"sysctl\": {},\n \"sysctl\": {}}", "line 2, column 2: the key \"sysctl\" is repeated"},
+             {deep, "line 1, column 65: nested too deeply"},
+             {"[]", "the whole file: must be an object"},
+             {R"({"sysctls": {}})", "/sysctls: unknown key"},
+             {R"({"sysctl": {"a/b": 3}})", "/sysctl/a~1b: must be a text"},
+             {R"({"sysctl": {"a": {"integer": 70000, "width": 2}}})", "/sysctl/a/integer: does not fit"},
+             {R"({"sysctl": {"a": {"integer": 1, "width": 3}}})", "/sysctl/a/width: must be 1, 2, 4 or 8"},
+             {R"({"hostStatistics": {"pageSize": -1}})", "/hostStatistics/pageSize: must be a whole number"},
+             {R"({"hostStatistics": {"pageSize": {"list": []}}})", "/hostStatistics/pageSize/list: must not be empty"},
+             {R"({"hostStatistics": {"pageSize": {"list": [1, 2.5]}}})", "/hostStatistics/pageSize/list/1: must be a"},
+             {R"({"hostStatistics": {"pageSize": {"start": 1}}})", "/hostStatistics/pageSize: has no \"rate\""},
+             {R"({"hostStatistics": {"processors": [{}]}})", "/hostStatistics/processors/0: has no \"user\""},
+             {R"({"networkInterfaces": [{"name": "en0", "sent": 1}]})", "/networkInterfaces/0: needs both"},
+             {R"({"defaults": {"k": [1]}})", "/defaults/k/0: must be a text"},
+             {cores + R"("properties": {"cluster-type": {"bytes": "4"}}}]}]}})",
+              "/registry/AppleARMPE/0/children/0/properties/cluster-type/bytes: must be pairs of hex"},
+             {cores + R"("properties": {"n": 9223372036854775808}}]}]}})",
+              "/registry/AppleARMPE/0/children/0/properties/n: must be a number"},
+             {cores + R"("properties": {"n": {"bytes": "00", "start": 1}}}]}]}})",
+              "/registry/AppleARMPE/0/children/0/properties/n/bytes: unknown key"},
+         }) {
+        const auto message = faultOf(text);
+        EXPECT_THAT(message, testing::StartsWith(start));
+        EXPECT_EQ(message.find('\n'), message.npos);
+        EXPECT_LT(message.size(), 300u);
+    }
+}
+
+TEST_F(DescribedMachineTest, FilesThatCannotBeReadAreNamed) {
+    for (const char* file : {"/nowhere/machine.json", "/"}) {
+        const auto result = DescribedMachine::load(file, clock_);
+        const auto* fault = std::get_if<MachineFault>(&result);
+        ASSERT_TRUE(fault) << file;
+        EXPECT_THAT(fault->message, testing::StartsWith(std::string(file) + ": cannot be read: "));
+    }
+}
+
+TEST_F(DescribedMachineTest, CountsTheHandlesThatAreOut) {
+    auto& machine = describe(R"({"registry": {"P": [{"name": "p", "children": [{"name": "a"}, {"name": "b"}]}]}})");
+    {
+        const auto services = machine.registry().services("P");
+        const auto children = (*services)[0]->children();
+        EXPECT_EQ(machine.liveHandles(), 3u);
+        EXPECT_EQ(*(*children)[1]->name(), "b");
+        EXPECT_FALSE((*children)[1]->open(0));
+    }
+    EXPECT_EQ(machine.liveHandles(), 0u);
+}
+
+/// Every machine that is shipped loads and has what the helper asks of an Apple computer.
+TEST_F(DescribedMachineTest, ShippedMachinesLoad) {
+    for (const auto& file : std::filesystem::directory_iterator(ZQM_MACHINES)) {
+        auto result = DescribedMachine::load(file.path(), clock_);
+        ASSERT_FALSE(std::get_if<MachineFault>(&result)) << std::get<MachineFault>(result).message;
+        auto& machine = *std::get<std::unique_ptr<DescribedMachine>>(result);
+        const auto before = machine.hostStatistics().processorTicks();
+        clock_.advance(Seconds(1));
+        const auto after = machine.hostStatistics().processorTicks();
+        ASSERT_TRUE(before && after && !before->empty()) << file;
+        EXPECT_GT((*after)[0].idle, (*before)[0].idle);
+        const auto root = machine.registry().services("AppleARMPE");
+        EXPECT_EQ((*root)[0]->children()->size(), before->size());
+        const auto drives = machine.registry().services("IOBlockStorageDriver");
+        const auto statistics = (*drives)[0]->property("Statistics");
+        EXPECT_TRUE(statistics && asDictionary(&*statistics)) << file;
+        EXPECT_TRUE(sysctlValue<std::uint64_t>(machine.sysctl(), "hw.memsize"));
+    }
+}
+
+}  // namespace
+}  // namespace zqm
