@@ -1,3 +1,78 @@
-int main() {
-    return 0;
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "Platform/Described/DescribedMachine.h"
+#include "Platform/Machine.h"
+#include "Platform/Posix/PosixProcess.h"
+#include "Platform/Posix/PosixServices.h"
+#include "ZQMHelper/HelperAppDelegate.h"
+
+namespace zqm {
+namespace {
+
+constexpr int badUsage = 2;
+
+struct Options {
+    std::uint16_t port = 18932;
+    std::filesystem::path root = "/";
+    std::filesystem::path machine;
+};
+
+/// One line on standard error, whatever the message holds.
+int complain(std::string message) {
+    std::replace(message.begin(), message.end(), '\n', ' ');
+    std::fprintf(stderr, "ZQMHelper: %s\n", message.c_str());
+    return badUsage;
+}
+
+void declare(CLI::App& app, Options& options) {
+    app.set_version_flag("--version", "ZQMHelper " ZQM_VERSION);
+    app.add_option("--port", options.port, "Port on 127.0.0.1 to serve on")
+        ->check(CLI::Range(1, 65535))
+        ->capture_default_str();
+    auto* root = app.add_option("--root", options.root, "Read DIR/proc, DIR/sys and DIR/etc in place of the system's")
+                     ->option_text("DIR")
+                     ->check(CLI::ExistingDirectory);
+    app.add_option("--machine", options.machine, "Run on the machine that FILE describes")
+        ->option_text("FILE")
+        ->excludes(root);
+}
+
+int serve(PosixServices& process, Machine& machine, std::uint16_t port) {
+    Platform platform = process.platformOn(machine);
+    const ScopedPlatform current(platform);
+    HelperAppDelegate delegate(port, platform);
+    if (!delegate.applicationDidFinishLaunching()) return EXIT_FAILURE;
+    platform.mainLoop.run();
+    return EXIT_SUCCESS;
+}
+
+int run(int argc, char** argv) {
+    Options options;
+    CLI::App app("Samples this machine and serves the latest sample as JSON on 127.0.0.1.", "ZQMHelper");
+    declare(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+        return app.exit(help);
+    } catch (const CLI::ParseError& error) {
+        return complain(error.what());
+    }
+    ignoreBrokenPipes();
+    raiseDescriptorLimit();
+    PosixServices process;
+    if (options.machine.empty()) return serve(process, *makeNativeMachine(options.root), options.port);
+    auto loaded = DescribedMachine::load(options.machine, process.clock);
+    if (const auto* fault = std::get_if<MachineFault>(&loaded)) return complain(fault->message);
+    return serve(process, *std::get<std::unique_ptr<DescribedMachine>>(loaded), options.port);
+}
+
+}  // namespace
+}  // namespace zqm
+
+int main(int argc, char** argv) {
+    return zqm::run(argc, argv);
 }

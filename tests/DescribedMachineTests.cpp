@@ -75,7 +75,6 @@ TEST_F(DescribedMachineTest, WhatIsLeftOutOrNullFails) {
     EXPECT_FALSE(bare.networkInterfaces().links());
     EXPECT_FALSE(bare.sysctl().read("hw.memsize"));
     EXPECT_TRUE(bare.registry().services("AppleARMPE")->empty());
-    EXPECT_FALSE(bare.defaults());
 
     auto& failing = describe(R"({"registry": {"Gone": null, "Later": {"list": [null, []]},
                                               "Odd": [{"name": null, "children": null}]}})");
@@ -158,7 +157,6 @@ TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
              {R"({"hostStatistics": {"pageSize": {"start": 1}}})", "/hostStatistics/pageSize: has no \"rate\""},
              {R"({"hostStatistics": {"processors": [{}]}})", "/hostStatistics/processors/0: has no \"user\""},
              {R"({"networkInterfaces": [{"name": "en0", "sent": 1}]})", "/networkInterfaces/0: needs both"},
-             {R"({"defaults": {"k": [1]}})", "/defaults/k/0: must be a text"},
              {cores + R"("properties": {"cluster-type": {"bytes": "4"}}}]}]}})",
               "/registry/AppleARMPE/0/children/0/properties/cluster-type/bytes: must be pairs of hex"},
              {cores + R"("properties": {"n": 9223372036854775808}}]}]}})",

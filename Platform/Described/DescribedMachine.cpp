@@ -53,16 +53,6 @@ Registry& DescribedMachine::registry() {
     return parts_->registry;
 }
 
-std::optional<PropertyDictionary> DescribedMachine::defaults() {
-    const auto found = parts_->description.find("defaults");
-    if (found == parts_->description.end()) return std::nullopt;
-    PropertyDictionary defaults;
-    for (const auto& [key, value] : found->items()) {
-        if (auto read = Reading(parts_->model).property(value)) defaults.emplace_back(key, std::move(*read));
-    }
-    return defaults;
-}
-
 std::size_t DescribedMachine::liveHandles() const {
     return parts_->model.liveHandles;
 }

@@ -8,19 +8,15 @@
 #include <variant>
 
 #include "Platform/Described/MachineFile.h"
-#include "Platform/PropertyValue.h"
+#include "Platform/Machine.h"
 
 namespace zqm {
 
 class Clock;
-class HostStatistics;
-class NetworkInterfaces;
-class Registry;
-class Sysctl;
 
 /// A machine read from a data file (docs/machine-format.md), its counters moving with the clock that it is given. It
 /// outlives everything that its services hand out, and the clock outlives it.
-class DescribedMachine {
+class DescribedMachine final : public Machine {
 public:
     using Result = std::variant<std::unique_ptr<DescribedMachine>, MachineFault>;
 
@@ -28,14 +24,12 @@ public:
     static Result load(const std::filesystem::path& file, Clock& clock);
     /// The same from the text of a file.
     static Result parse(std::string_view text, Clock& clock);
-    ~DescribedMachine();
+    ~DescribedMachine() override;
 
-    HostStatistics& hostStatistics();
-    Sysctl& sysctl();
-    NetworkInterfaces& networkInterfaces();
-    Registry& registry();
-    /// Preferences that take the place of the user's; nullopt when the file leaves the user's alone.
-    std::optional<PropertyDictionary> defaults();
+    HostStatistics& hostStatistics() override;
+    Sysctl& sysctl() override;
+    NetworkInterfaces& networkInterfaces() override;
+    Registry& registry() override;
     /// Registry entries that were handed out and not yet given back. Any thread.
     std::size_t liveHandles() const;
 

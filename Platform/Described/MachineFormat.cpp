@@ -210,11 +210,6 @@ void link(const Json& value, const Place& place) {
             "needs both \"received\" and \"sent\", or neither");
 }
 
-void defaultsValue(const Json& value, const Place& place) {
-    if (value.is_array()) return arrayOf<text>(value, place);
-    if (!value.is_boolean() && !value.is_string()) number(value, place);
-}
-
 void about(const Json& value, const Place& place) {
     value.is_array() ? arrayOf<text>(value, place) : text(value, place);
 }
@@ -228,8 +223,7 @@ std::optional<MachineFault> findFormatFault(const nlohmann::ordered_json& descri
                 {"hostStatistics", hostStatistics},
                 {"sysctl", membersOf<readable<sysctlValue>>},
                 {"networkInterfaces", readable<arrayOf<link>>},
-                {"registry", membersOf<readable<arrayOf<entry>>>},
-                {"defaults", membersOf<defaultsValue>}});
+                {"registry", membersOf<readable<arrayOf<entry>>>}});
     } catch (const ShapeError& error) {
         return MachineFault{(error.pointer.empty() ? "the whole file" : error.pointer) + ": " + error.what};
     }

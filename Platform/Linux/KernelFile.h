@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Posix/Descriptor.h"
 
 namespace zqm {
 
@@ -29,7 +29,7 @@ private:
     std::optional<std::size_t> fill();
 
     std::string path_;
-    FileDescriptor file_;
+    Descriptor file_;
     bool keepsOpen_ = false;
     unsigned failures_ = 0;  // reads without a result since the last good one
     std::string buffer_;

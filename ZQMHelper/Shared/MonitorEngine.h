@@ -28,6 +28,8 @@ public:
     /// Arms the first sample at the next whole second; from then on one per `updateInterval`, which is read once. Call
     /// once, on the main thread.
     void start();
+    /// Begins one sample unless one is running. Main thread.
+    void scheduleSample();
 
     /// The latest sample; its change is announced as "snapshot". Main thread.
     const SystemSnapshot& snapshot() const { return snapshot_; }
@@ -42,7 +44,6 @@ public:
 
 private:
     void scheduleTimer();
-    void scheduleSample();
     SystemSnapshot collectSnapshot();
     void publish(SystemSnapshot snapshot);
 

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+namespace zqm {
+
+class HostStatistics;
+class NetworkInterfaces;
+class Registry;
+class Sysctl;
+
+/// Where a machine's services come from: the machine that the program runs on, or one described in a file. The services
+/// live as long as the machine.
+class Machine {
+public:
+    virtual ~Machine() = default;
+    virtual HostStatistics& hostStatistics() = 0;
+    virtual Sysctl& sysctl() = 0;
+    virtual NetworkInterfaces& networkInterfaces() = 0;
+    virtual Registry& registry() = 0;
+};
+
+/// The machine that the program runs on; the backend that is linked in supplies it. `root` takes the place of "/" where
+/// the machine is read through files.
+std::unique_ptr<Machine> makeNativeMachine(const std::filesystem::path& root);
+
+}  // namespace zqm

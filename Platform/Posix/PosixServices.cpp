@@ -1,0 +1,22 @@
+#include "Platform/Posix/PosixServices.h"
+
+#include "Platform/Machine.h"
+
+namespace zqm {
+
+Platform PosixServices::platformOn(Machine& machine) {
+    return {.hostStatistics = machine.hostStatistics(),
+            .sysctl = machine.sysctl(),
+            .networkInterfaces = machine.networkInterfaces(),
+            .registry = machine.registry(),
+            .userDefaults = userDefaults_,
+            .systemSettings = systemSettings_,
+            .files = files_,
+            .clock = clock,
+            .mainLoop = mainLoop_,
+            .dispatch = dispatch_,
+            .listener = listener_,
+            .log = log_};
+}
+
+}  // namespace zqm

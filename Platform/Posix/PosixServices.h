@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Platform/Platform.h"
+#include "Platform/Posix/AsioListener.h"
+#include "Platform/Posix/AsioMainLoop.h"
+#include "Platform/Posix/JsonUserDefaults.h"
+#include "Platform/Posix/PosixClock.h"
+#include "Platform/Posix/PosixFiles.h"
+#include "Platform/Posix/PosixLog.h"
+#include "Platform/Posix/PosixSettings.h"
+#include "Platform/Posix/ThreadQueues.h"
+
+namespace zqm {
+
+class Machine;
+
+/// The services of the user and the process, the same for every machine. Made on the main thread.
+class PosixServices {
+public:
+    /// The platform of this process on `machine`, which must outlive it.
+    Platform platformOn(Machine& machine);
+
+    PosixClock clock;
+
+private:
+    PosixFiles files_;
+    JsonUserDefaults userDefaults_{files_, JsonUserDefaults::standardFile()};
+    PosixSettings systemSettings_;
+    PosixLog log_;
+    AsioMainLoop mainLoop_;
+    ThreadQueues dispatch_;
+    AsioListener listener_;
+};
+
+}  // namespace zqm

@@ -1,0 +1,49 @@
+#include "ZQMHelper/HelperAppDelegate.h"
+
+#include <cstdio>
+#include <string>
+
+#include "Platform/Log.h"
+#include "Platform/MainLoop.h"
+#include "Platform/SystemSettings.h"
+#include "ZQMHelper/AccessToken.h"
+
+namespace zqm {
+namespace {
+
+constexpr const char* appGroup = "Q4T7LWX2PN.xyz.tallvek.Zephlon";
+
+}  // namespace
+
+bool HelperAppDelegate::applicationDidFinishLaunching() {
+    platform_.log.print("[ZQMHelper] starting on 127.0.0.1:" + std::to_string(port_));
+    const auto container = platform_.systemSettings.sharedContainer(appGroup);
+    if (!container) {
+        std::fprintf(stderr, "[ZQMHelper] App Group %s 不可用——entitlements 未生效？\n", appGroup);
+        return false;
+    }
+    const std::string token = loadOrCreateToken(*container, platform_.files);
+    const auto settings = std::make_shared<SettingsStore>(platform_);
+    platform_.mainLoop.post([this, settings] {
+        const auto engine = std::make_shared<MonitorEngine>(settings, platform_);
+        sensorSnapshot_.setEngine(engine);
+        engine->start();
+    });
+    server_ = std::make_unique<HTTPServer>(platform_);
+    server_->port = port_;
+    server_->routes = routes(token);
+    server_->start();
+    platform_.log.print("[ZQMHelper] ready");
+    return true;
+}
+
+RouteTable HelperAppDelegate::routes(const std::string& token) {
+    return {
+        {"/api/snapshot",
+         {.expectedToken = token, .handler = [this] { return sensorSnapshot_.text(); }, .mayBlock = false}},
+        {"/api/ping",
+         {.expectedToken = token, .handler = [] { return std::string(R"({"ok":true})"); }, .mayBlock = false}},
+    };
+}
+
+}  // namespace zqm
