@@ -69,9 +69,13 @@ TEST(LinuxKernelText, ParsesListsOfNumbers) {
     }
 }
 
-TEST(LinuxKernelText, TakesNoLineThatWasCut) {
-    std::string_view rest = "one\n\ntwo";
-    EXPECT_EQ(takeLine(rest), "one");
+TEST(LinuxKernelText, TakesNoWordThatWasCut) {
+    std::string_view rest = "one 1\n\ntwo 22 3";
+    EXPECT_EQ(takeLine(rest), "one 1");
+    EXPECT_EQ(takeLine(rest), "");
+    EXPECT_EQ(takeLine(rest), "two 22");
+    EXPECT_EQ(takeLine(rest), std::nullopt);
+    rest = "cut";
     EXPECT_EQ(takeLine(rest), "");
     EXPECT_EQ(takeLine(rest), std::nullopt);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <utility>
 
 #include "Support/Text.h"
 
@@ -16,8 +17,12 @@ bool isBlank(char c) {
 }  // namespace
 
 std::optional<std::string_view> takeLine(std::string_view& rest) {
+    if (rest.empty()) return std::nullopt;
     const std::size_t end = rest.find('\n');
-    if (end == std::string_view::npos) return std::nullopt;
+    if (end == std::string_view::npos) {
+        const std::size_t lastBlank = rest.find_last_of(" \t");
+        return std::exchange(rest, {}).substr(0, lastBlank == std::string_view::npos ? 0 : lastBlank);
+    }
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end + 1);
     return line;

@@ -8,8 +8,8 @@
 /// The shapes that the kernel's text files have in common.
 namespace zqm {
 
-/// The next line of `rest`, without its line feed; nullopt at the end. A last line without a line feed is not given:
-/// it was cut, and a number cut short is a wrong number.
+/// The next line of `rest`, without its line feed; nullopt at the end. A last line without a line feed may have been
+/// cut and is given without its last word: a number cut short is a wrong number.
 std::optional<std::string_view> takeLine(std::string_view& rest);
 
 /// The next word of `line`, words being separated by spaces and tabs; empty at the end. This and the two below are what

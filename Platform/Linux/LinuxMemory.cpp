@@ -36,11 +36,11 @@ constexpr unsigned lookEvery = 100;  // listing a directory of sysfs costs more 
 
 constexpr std::string_view initials = "BCHKMPSUZ";  // of the names above: most other lines are passed over by these
 
-/// "  3857124 kB" in bytes. A line cut within its digits has lost its unit and is not taken for a smaller amount.
+/// "  3857124 kB" in bytes.
 MemoryInfo::Amount parseAmount(std::string_view text) {
     const auto kilobytes = takeCount(text);
     const bool fits = kilobytes && *kilobytes <= std::numeric_limits<std::int64_t>::max() / 1024;
-    return fits && takeField(text) == "kB" ? std::optional(*kilobytes * 1024) : std::nullopt;
+    return fits ? std::optional(*kilobytes * 1024) : std::nullopt;
 }
 
 std::uint64_t sum(std::initializer_list<MemoryInfo::Amount> amounts) {
