@@ -69,7 +69,7 @@ void PosixLog::system(std::string_view line) {
 bool PosixLog::connect() {
     const auto now = std::chrono::steady_clock::now();
     if (now < nextTry_) return false;
-    nextTry_ = now + reconnectPause;
+    nextTry_ = now + reconnectPause;  // unless this try succeeds
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (systemLog_.size() >= sizeof address.sun_path) return false;
@@ -80,6 +80,7 @@ bool PosixLog::connect() {
     ::fcntl(socket.get(), F_SETFL, O_NONBLOCK);  // connecting to a full socket would wait as well
     if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return false;
     socket_ = std::move(socket);
+    nextTry_ = now;
     return true;
 }
 

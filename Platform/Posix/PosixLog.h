@@ -14,7 +14,7 @@ namespace zqm {
 /// Lines to a descriptor and datagrams to the system log's socket.
 ///
 /// A printed line is written whole or not at all; one longer than a pipe takes at once is cut. While nobody serves the
-/// socket, connecting is tried again every five seconds at most.
+/// socket, connecting is tried every five seconds at most.
 class PosixLog final : public Log {
 public:
     explicit PosixLog(int output = STDOUT_FILENO, std::string systemLog = "/dev/log");

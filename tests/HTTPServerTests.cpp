@@ -1,0 +1,89 @@
+#include "ZQMHelper/HTTPServer.h"
+
+#include <gtest/gtest.h>
+
+namespace zqm {
+namespace {
+
+using Kind = Verdict::Kind;
+
+RouteTable exampleRoutes() {
+    RouteTable routes;
+    routes["/api/ping"] = {"secret", [] { return "{\"ok\":true}"; }};
+    routes["/open"] = {std::nullopt, [] { return "é"; }};
+    return routes;
+}
+
+TEST(HTTPServer, JudgesRequestsByPathAndFirstTokenLine) {
+    const auto routes = exampleRoutes();
+    struct Case {
+        const char* what;
+        std::string request;
+        Kind kind;
+    };
+    const std::string ping = "GET /api/ping HTTP/1.1\r\n";
+    for (const auto& [what, request, kind] : std::initializer_list<Case>{
+             {"nothing", "", Kind::close},
+             {"not UTF-8", "GET /open\xFF\r\n", Kind::close},
+             {"right token", ping + "X-ZQM-Token: secret\r\n\r\n", Kind::serve},
+             {"any method, line cut short", "brew  /api/ping\r\nX-ZQM-Token: secret", Kind::serve},
+             {"empty lines before", "\r\n\r\n" + ping + "X-ZQM-Token: secret", Kind::serve},
+             {"prefix twice in the line", ping + "X-ZQM-Token: X-ZQM-Token: secret", Kind::serve},
+             {"prefix inside the token", ping + "X-ZQM-Token: secX-ZQM-Token: ret", Kind::serve},
+             {"body with a later token", ping + "X-ZQM-Token: secret\r\n\r\nX-ZQM-Token: wrong", Kind::serve},
+             {"wrong token", ping + "X-ZQM-Token: Secret\r\n", Kind::forbidden},
+             {"only the first line counts", ping + "X-ZQM-Token: no\r\nX-ZQM-Token: secret\r\n", Kind::forbidden},
+             {"trailing space", ping + "X-ZQM-Token: secret \r\n", Kind::forbidden},
+             {"NUL after the token", ping + std::string("X-ZQM-Token: secret\0\r\n", 22), Kind::forbidden},
+             {"other case", ping + "x-zqm-token: secret\r\n", Kind::forbidden},
+             {"no space", ping + "X-ZQM-Token:secret\r\n", Kind::forbidden},
+             {"prefix not at the front", ping + " X-ZQM-Token: secret\r\n", Kind::forbidden},
+             {"bare line feeds", "GET /api/ping HTTP/1.1\nX-ZQM-Token: secret\n\n", Kind::forbidden},
+             {"carriage return alone", "GET /api/ping HTTP/1.1\rX-ZQM-Token: secret\r\n", Kind::forbidden},
+             {"unknown path", "GET /api HTTP/1.1\r\nX-ZQM-Token: secret\r\n", Kind::notFound},
+             {"query", "GET /api/ping?x HTTP/1.1\r\nX-ZQM-Token: secret\r\n", Kind::notFound},
+             {"tab does not separate", "GET\t/open HTTP/1.1\r\n", Kind::notFound},
+             {"path ends at the line", "GET /open\nHTTP/1.1\r\n", Kind::notFound},
+             {"no path", "GET\r\n/open /open\r\n", Kind::notFound},
+             {"no lines", "\r\n\r\n", Kind::notFound},
+             {"open route", "GET /open", Kind::serve},
+         }) {
+        EXPECT_EQ(judge(request, routes).kind, kind) << what;
+    }
+    auto rooted = exampleRoutes();
+    rooted["/"] = {};
+    EXPECT_EQ(judge("GET\r\n", rooted).route, &rooted["/"]);
+}
+
+TEST(HTTPServer, AnEmptyTokenIsStillDemanded) {
+    RouteTable routes;
+    routes["/"] = {"", {}};
+    EXPECT_EQ(judge("GET /", routes).kind, Kind::forbidden);
+    EXPECT_EQ(judge("GET /\r\nX-ZQM-Token: ", routes).kind, Kind::serve);
+}
+
+TEST(HTTPServer, JudgesEveryBeginningOfARequest) {
+    const auto routes = exampleRoutes();
+    const std::string request = "GET /open HTTP/1.1\r\nHost: é\r\n\r\n";
+    const std::size_t pathEnd = request.find(" HTTP");
+    const std::size_t cutCharacter = request.find("é") + 1;
+    for (std::size_t size = 0; size <= request.size(); ++size) {
+        const Kind expected = size == 0 || size == cutCharacter ? Kind::close
+                              : size < pathEnd                  ? Kind::notFound
+                                                                : Kind::serve;
+        EXPECT_EQ(judge(request.substr(0, size), routes).kind, expected) << size;
+    }
+}
+
+TEST(HTTPServer, WritesResponsesByteForByte) {
+    EXPECT_EQ(okResponse("é{}"),
+              "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nAccess-Control-Allow-Origin: *\r\n"
+              "Content-Length: 4\r\nConnection: close\r\n\r\né{}");
+    EXPECT_EQ(fixedResponse(Kind::forbidden),
+              "HTTP/1.1 403 Forbidden\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}");
+    EXPECT_EQ(fixedResponse(Kind::notFound),
+              "HTTP/1.1 404 Not Found\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}");
+}
+
+}  // namespace
+}  // namespace zqm
