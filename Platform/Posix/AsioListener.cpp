@@ -48,7 +48,7 @@ public:
     std::optional<std::string> start(std::uint16_t port, std::function<void(std::shared_ptr<Connection>)> accepted);
     void stop();
     std::uint16_t port() const { return port_; }
-    /// Runs `task` on the listener's thread, at once when called there. Never after `stop`.
+    /// Runs `task` on the listener's thread, at once when called there. Not at all after `stop`.
     template <class Task>
     void dispatch(Task task) {
         asio::dispatch(io_, std::move(task));
@@ -143,8 +143,8 @@ private:
     }
 
     std::shared_ptr<Core> core_;
-    bool ended_ = false;
     std::weak_ptr<Session> session_;  // the core owns it, so that it ends on the listener's thread
+    bool ended_ = false;
 };
 
 std::optional<std::string> AsioListener::Core::start(std::uint16_t port,
