@@ -14,7 +14,7 @@
 namespace zqm {
 namespace {
 
-constexpr std::size_t maximumSize = 16 * 1024 * 1024;
+constexpr std::size_t maximumSize = std::size_t{16} * 1024 * 1024;
 constexpr std::size_t maximumDepth = 64;
 constexpr std::size_t maximumMembers = 1024;
 constexpr std::size_t maximumMessage = 200;  // the parser quotes the offending token, which may be the whole file

@@ -49,10 +49,11 @@ struct Member {
 /// An object with these members and no others.
 void record(const Json& value, const Place& place, std::initializer_list<Member> members) {
     require(value.is_object(), place, "must be an object");
-    for (const auto& [name, child] : value.items()) {
+    for (const auto& [key, child] : value.items()) {
+        const std::string_view name = key;
         const Place childPlace{&place, name};
         const auto member =
-            std::find_if(members.begin(), members.end(), [&](auto& known) { return known.name == name; });
+            std::find_if(members.begin(), members.end(), [&](const Member& known) { return known.name == name; });
         require(member != members.end(), childPlace, "unknown key");
         member->check(child, childPlace);
     }
