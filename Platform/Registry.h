@@ -36,16 +36,18 @@ public:
     virtual std::unique_ptr<UserClient> open(std::uint32_t type) const = 0;
 };
 
+// clang-format off
 /// The registry of devices and drivers. Callable from any thread.
 ///
-/// | class                 | what it stands for |
-/// |-----------------------|-------------------------------------------------------------------------------------------|
-/// | "AppleARMPE"          | the machine; children "cpuN" with "cluster-type" ("E", "P", "M") as bytes | |
-/// "AppleARMIODevice"    | devices; the one whose "name" is "pmgr" holds the frequency tables                        |
-/// | "IOBlockStorageDriver"| a whole drive; "Statistics" with "Bytes (Read)" and "Bytes (Write)" | | "IOAccelerator" |
-/// a GPU; "PerformanceStatistics"                                                            | | "AppleSmartBattery" |
-/// the battery's gauge                                                                       | |
-/// "AppleSMCKeysEndpoint", "AppleSMC" | the system management controller, opened as a user client                    |
+/// | class                              | what it stands for                                                       |
+/// |------------------------------------|--------------------------------------------------------------------------|
+/// | "AppleARMPE"                       | the machine; children "cpuN" with "cluster-type" ("E", "P", "M") as bytes |
+/// | "AppleARMIODevice"                 | devices; the one whose "name" is "pmgr" holds the frequency tables       |
+/// | "IOBlockStorageDriver"             | a whole drive; "Statistics" with "Bytes (Read)" and "Bytes (Write)"      |
+/// | "IOAccelerator"                    | a GPU; "PerformanceStatistics"                                           |
+/// | "AppleSmartBattery"                | the battery's gauge                                                      |
+/// | "AppleSMCKeysEndpoint", "AppleSMC" | the system management controller, opened as a user client                |
+// clang-format on
 class Registry {
 public:
     virtual ~Registry() = default;
