@@ -16,6 +16,7 @@
 #include "Platform/Posix/ThreadQueues.h"
 #include "Support/Mutex.h"
 #include "ZQMHelper/HTTPServer.h"
+#include "tests/fakes/FakePlatform.h"
 
 namespace zqm {
 namespace {
@@ -39,13 +40,6 @@ private:
     Mutex mutex_;
     std::vector<std::string> lines_ ZQM_GUARDED_BY(mutex_);
 };
-
-/// A service that the server has no business with.
-template <class Service>
-Service& absent() {
-    alignas(std::max_align_t) static char place[64];
-    return reinterpret_cast<Service&>(place);
-}
 
 /// The server on real sockets and threads. "/slow" waits for the gate, after it has said so.
 struct Helper {
@@ -71,18 +65,8 @@ struct Helper {
     ThreadQueues queues;
     AsioListener listener;
     KeptLog log;
-    Platform platform{absent<HostStatistics>(),
-                      absent<Sysctl>(),
-                      absent<NetworkInterfaces>(),
-                      absent<Registry>(),
-                      absent<UserDefaults>(),
-                      absent<SystemSettings>(),
-                      absent<Files>(),
-                      absent<Clock>(),
-                      absent<MainLoop>(),
-                      queues,
-                      listener,
-                      log};
+    FakePlatform fakes;
+    Platform platform = fakes.with(queues, listener, log);
     std::unique_ptr<HTTPServer> server = std::make_unique<HTTPServer>(platform);
 };
 

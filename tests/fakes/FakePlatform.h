@@ -180,19 +180,24 @@ struct FakePlatform {
     VirtualLoop loop{clock};
     FakeListener listener;
     FakeLog log;
-    Platform platform{.hostStatistics = hostStatistics,
-                      .sysctl = sysctl,
-                      .networkInterfaces = networkInterfaces,
-                      .registry = registry,
-                      .userDefaults = userDefaults,
-                      .systemSettings = systemSettings,
-                      .files = files,
-                      .clock = clock,
-                      .mainLoop = loop,
-                      .dispatch = loop,
-                      .listener = listener,
-                      .log = log};
+    Platform platform = with(loop, listener, log);
     ScopedPlatform current{platform};
+
+    /// The same with other services for what runs and speaks.
+    Platform with(Dispatch& dispatch, LoopbackListener& anyListener, Log& anyLog) {
+        return {.hostStatistics = hostStatistics,
+                .sysctl = sysctl,
+                .networkInterfaces = networkInterfaces,
+                .registry = registry,
+                .userDefaults = userDefaults,
+                .systemSettings = systemSettings,
+                .files = files,
+                .clock = clock,
+                .mainLoop = loop,
+                .dispatch = dispatch,
+                .listener = anyListener,
+                .log = anyLog};
+    }
 };
 
 }  // namespace zqm
