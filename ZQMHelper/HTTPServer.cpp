@@ -117,7 +117,7 @@ HTTPServer::~HTTPServer() {
 void HTTPServer::start() {
     handlers_ = platform_.dispatch.makeQueue("zqm.helper.http.conn", handlerWidth);
     const auto error =
-        platform_.listener.start(port, [this](std::shared_ptr<Connection> accepted) { handle(accepted); });
+        platform_.listener.start(port, [this](const std::shared_ptr<Connection>& accepted) { handle(accepted); });
     if (error) return platform_.log.print("[ZQMHelper] listener failed: " + *error);
     listener = &platform_.listener;
 }

@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <string>
+#include <vector>
 
 #include "Platform/Machine.h"
 #include "Platform/Posix/PosixServices.h"
@@ -24,10 +26,13 @@ struct RealPlatform {
 };
 
 void bareReads(benchmark::State& state) {
-    constexpr std::array names{"/proc/stat", "/proc/meminfo", "/proc/pressure/memory", "/proc/net/dev",
-                               "/proc/diskstats"};
-    std::array<int, names.size()> files;
-    for (std::size_t i = 0; i < names.size(); ++i) files[i] = open(names[i], O_RDONLY | O_CLOEXEC);
+    std::vector<std::string> names{"/proc/stat", "/proc/meminfo", "/proc/pressure/memory", "/proc/net/dev",
+                                   "/proc/diskstats"};
+    for (int disk = 0; disk < 16; ++disk) names.push_back("/sys/block/zram" + std::to_string(disk) + "/mm_stat");
+    std::vector<int> files;
+    for (const std::string& name : names) {
+        if (const int file = open(name.c_str(), O_RDONLY | O_CLOEXEC); file >= 0) files.push_back(file);
+    }
     std::array<char, 65536> buffer;
     for (auto _ : state) {
         for (int file : files) benchmark::DoNotOptimize(pread(file, buffer.data(), buffer.size(), 0));
@@ -36,16 +41,37 @@ void bareReads(benchmark::State& state) {
 }
 BENCHMARK(bareReads)->MeasureProcessCPUTime();
 
+/// The readers alone, on one thread.
+void sample(benchmark::State& state) {
+    RealPlatform real;
+    CPUReader cpu(real.platform);
+    MemoryReader memory(real.platform);
+    NetworkReader network(real.platform);
+    DiskReader disk(real.platform);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(cpu.sample());
+        benchmark::DoNotOptimize(memory.sample());
+        benchmark::DoNotOptimize(network.sample());
+        benchmark::DoNotOptimize(disk.sample());
+    }
+}
+BENCHMARK(sample)->MeasureProcessCPUTime();
+
 /// A whole tick: the main thread's firing, the sample on its queue, the publication on the main thread.
 void engineTick(benchmark::State& state) {
     RealPlatform real;
     auto settings = std::make_shared<SettingsStore>(real.platform);
     const auto engine = std::make_shared<MonitorEngine>(settings, real.platform);
-    engine->observation().onChange([&](std::string_view) { real.platform.mainLoop.stop(); });
-    for (auto _ : state) {
-        engine->scheduleSample();
-        real.platform.mainLoop.run();
-    }
+    MainLoop& loop = real.platform.mainLoop;
+    engine->observation().onChange([&](std::string_view) {
+        if (state.KeepRunning()) {
+            loop.post([&] { engine->scheduleSample(); });
+        } else {
+            loop.stop();
+        }
+    });
+    loop.post([&] { engine->scheduleSample(); });
+    loop.run();
 }
 BENCHMARK(engineTick)->MeasureProcessCPUTime();
 

@@ -1,6 +1,7 @@
 #include "ZQMHelper/Shared/CPUReader.h"
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 
 #include "Platform/Registry.h"
@@ -70,7 +71,8 @@ std::vector<CoreKind> CPUReader::detectCoreKinds(Platform& platform) {
     std::stable_sort(processors.begin(), processors.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<CoreKind> kinds;
-    for (const auto& processor : processors) kinds.push_back(processor.second);
+    std::transform(processors.begin(), processors.end(), std::back_inserter(kinds),
+                   [](const auto& processor) { return processor.second; });
     const bool noneKnown =
         std::all_of(kinds.begin(), kinds.end(), [](CoreKind kind) { return kind == CoreKind::unknown; });
     return noneKnown ? perfLevelFallback(platform) : kinds;
