@@ -67,10 +67,21 @@ private:
 struct AsioMainLoop::State {
     asio::io_context io{1};
     asio::executor_work_guard<asio::io_context::executor_type> work{io.get_executor()};  // `run` waits when idle
+    asio::signal_set endings{io, SIGTERM, SIGINT};
     std::thread::id thread = std::this_thread::get_id();
+
+    void stopWhenAsked() {
+        endings.async_wait([this](std::error_code error, int) {
+            if (error) return;
+            io.stop();
+            stopWhenAsked();
+        });
+    }
 };
 
-AsioMainLoop::AsioMainLoop() : state_(std::make_unique<State>()) {}
+AsioMainLoop::AsioMainLoop() : state_(std::make_unique<State>()) {
+    state_->stopWhenAsked();
+}
 
 AsioMainLoop::~AsioMainLoop() = default;
 
@@ -96,10 +107,6 @@ bool AsioMainLoop::isCurrent() const {
 
 void AsioMainLoop::run() {
     assert(isCurrent());
-    asio::signal_set endings(state_->io, SIGTERM, SIGINT);
-    endings.async_wait([this](std::error_code error, int) {
-        if (!error) stop();
-    });
     state_->io.run();
     state_->io.restart();
 }

@@ -6,9 +6,9 @@
 
 namespace zqm {
 
-/// The main loop over one Asio context; timers on the monotonic clock. SIGTERM and SIGINT end `run` from the moment it
-/// begins. A task that throws ends the process where it throws. After `run` has returned it may be called again; tasks
-/// that were not reached wait for that or are destroyed with the loop.
+/// The main loop over one Asio context; timers on the monotonic clock. SIGTERM and SIGINT end `run`, also when they
+/// came before it. A task that throws ends the process where it throws. After `run` has returned it may be called
+/// again; tasks that were not reached wait for that or are destroyed with the loop.
 class AsioMainLoop final : public MainLoop {
 public:
     AsioMainLoop();
