@@ -6,9 +6,12 @@
 namespace zqm {
 
 class HostStatistics;
+class IOReport;
 class NetworkInterfaces;
+class PowerSources;
 class Registry;
 class Sysctl;
+class TemperatureSensors;
 
 /// Where a machine's services come from: the machine that the program runs on, or one described in a file. The services
 /// live as long as the machine.
@@ -19,6 +22,9 @@ public:
     virtual Sysctl& sysctl() = 0;
     virtual NetworkInterfaces& networkInterfaces() = 0;
     virtual Registry& registry() = 0;
+    virtual IOReport& ioReport() = 0;
+    virtual PowerSources& powerSources() = 0;
+    virtual TemperatureSensors& temperatureSensors() = 0;
 };
 
 /// The machine that the program runs on; the backend that is linked in supplies it. `root` takes the place of "/" where

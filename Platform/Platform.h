@@ -6,13 +6,16 @@ class Clock;
 class Dispatch;
 class Files;
 class HostStatistics;
+class IOReport;
 class Log;
 class LoopbackListener;
 class MainLoop;
 class NetworkInterfaces;
+class PowerSources;
 class Registry;
 class Sysctl;
 class SystemSettings;
+class TemperatureSensors;
 class UserDefaults;
 
 /// Everything that the program asks of the world, one small interface per service.
@@ -25,6 +28,9 @@ struct Platform {
     Sysctl& sysctl;
     NetworkInterfaces& networkInterfaces;
     Registry& registry;
+    IOReport& ioReport;
+    PowerSources& powerSources;
+    TemperatureSensors& temperatureSensors;
     // The user and the process.
     UserDefaults& userDefaults;
     SystemSettings& systemSettings;

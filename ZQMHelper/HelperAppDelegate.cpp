@@ -25,7 +25,8 @@ bool HelperAppDelegate::applicationDidFinishLaunching() {
     const std::string token = loadOrCreateToken(*container, platform_.files);
     const auto settings = std::make_shared<SettingsStore>(platform_);
     platform_.mainLoop.post([this, settings] {
-        const auto engine = std::make_shared<MonitorEngine>(settings, platform_);
+        const auto engine =
+            std::make_shared<MonitorEngine>(settings, std::make_shared<SMCBridge>(platform_), platform_);
         sensorSnapshot_.setEngine(engine);
         engine->start();
     });

@@ -61,7 +61,7 @@ BENCHMARK(sample)->MeasureProcessCPUTime();
 void engineTick(benchmark::State& state) {
     RealPlatform real;
     auto settings = std::make_shared<SettingsStore>(real.platform);
-    const auto engine = std::make_shared<MonitorEngine>(settings, real.platform);
+    const auto engine = std::make_shared<MonitorEngine>(settings, std::make_shared<SMCBridge>(), real.platform);
     MainLoop& loop = real.platform.mainLoop;
     engine->observation().onChange([&](std::string_view) {
         if (state.KeepRunning()) {

@@ -22,7 +22,7 @@ struct Engine : testing::Test {
         machine.hostStatistics.ticks = {{{.idle = 100}}};
         machine.userDefaults.numbers["updateInterval"] = interval;
         settings = std::make_shared<SettingsStore>();
-        engine = std::make_shared<MonitorEngine>(settings);
+        engine = std::make_shared<MonitorEngine>(settings, std::make_shared<SMCBridge>());
         engine->observation().onChange([this](std::string_view property) {
             EXPECT_EQ(property, "snapshot");
             published.push_back(engine->snapshot().timestamp.time_since_epoch().count());

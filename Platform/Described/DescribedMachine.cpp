@@ -18,6 +18,9 @@ struct DescribedMachine::Parts {
     DescribedSysctl sysctl{model};
     DescribedNetworkInterfaces networkInterfaces{model};
     DescribedRegistry registry{model};
+    DescribedIOReport ioReport{model};
+    DescribedPowerSources powerSources{model};
+    DescribedTemperatureSensors temperatureSensors{model};
 };
 
 DescribedMachine::DescribedMachine(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
@@ -51,6 +54,16 @@ NetworkInterfaces& DescribedMachine::networkInterfaces() {
 }
 Registry& DescribedMachine::registry() {
     return parts_->registry;
+}
+
+IOReport& DescribedMachine::ioReport() {
+    return parts_->ioReport;
+}
+PowerSources& DescribedMachine::powerSources() {
+    return parts_->powerSources;
+}
+TemperatureSensors& DescribedMachine::temperatureSensors() {
+    return parts_->temperatureSensors;
 }
 
 std::size_t DescribedMachine::liveHandles() const {

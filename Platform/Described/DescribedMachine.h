@@ -30,6 +30,9 @@ public:
     Sysctl& sysctl() override;
     NetworkInterfaces& networkInterfaces() override;
     Registry& registry() override;
+    IOReport& ioReport() override;
+    PowerSources& powerSources() override;
+    TemperatureSensors& temperatureSensors() override;
     /// Registry entries that were handed out and not yet given back. Any thread.
     std::size_t liveHandles() const;
 

@@ -132,4 +132,20 @@ std::optional<std::vector<std::unique_ptr<RegistryEntry>>> DescribedRegistry::se
     return entriesAt(model_, memberOf(memberOf(&model_.description, "registry"), className));
 }
 
+ReportLibrary* DescribedIOReport::open(std::string_view) {
+    return nullptr;
+}
+
+std::optional<std::vector<std::optional<PropertyDictionary>>> DescribedPowerSources::descriptions() {
+    return std::nullopt;
+}
+
+std::optional<PropertyValue> DescribedPowerSources::adapterDetails() {
+    return std::nullopt;
+}
+
+std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> DescribedTemperatureSensors::sensors() {
+    return std::nullopt;
+}
+
 }  // namespace zqm

@@ -3,9 +3,12 @@
 #include <string_view>
 
 #include "Platform/Linux/LinuxHostStatistics.h"
+#include "Platform/Linux/LinuxIOReport.h"
 #include "Platform/Linux/LinuxNetworkInterfaces.h"
+#include "Platform/Linux/LinuxPowerSources.h"
 #include "Platform/Linux/LinuxRegistry.h"
 #include "Platform/Linux/LinuxSysctl.h"
+#include "Platform/Linux/LinuxTemperatureSensors.h"
 #include "Platform/Machine.h"
 
 namespace zqm {
@@ -20,6 +23,9 @@ public:
     Sysctl& sysctl() override { return sysctl_; }
     NetworkInterfaces& networkInterfaces() override { return networkInterfaces_; }
     Registry& registry() override { return registry_; }
+    IOReport& ioReport() override { return ioReport_; }
+    PowerSources& powerSources() override { return powerSources_; }
+    TemperatureSensors& temperatureSensors() override { return temperatureSensors_; }
 
 private:
     RootDirectory root_;
@@ -29,6 +35,9 @@ private:
     LinuxSysctl sysctl_{root_, processors_, memory_};
     LinuxNetworkInterfaces networkInterfaces_{root_};
     LinuxRegistry registry_{root_, processors_};
+    LinuxIOReport ioReport_;
+    LinuxPowerSources powerSources_;
+    LinuxTemperatureSensors temperatureSensors_;
 };
 
 }  // namespace zqm

@@ -7,7 +7,7 @@
 #include "Platform/Registry.h"
 #include "Platform/Sysctl.h"
 #include "Support/CounterRate.h"
-#include "Support/Text.h"
+#include "ZQMHelper/Shared/ProcessorNodes.h"
 
 namespace zqm {
 namespace {
@@ -56,23 +56,11 @@ CPUMetrics CPUReader::sample() {
 }
 
 std::vector<CoreKind> CPUReader::detectCoreKinds(Platform& platform) {
-    const auto services = platform.registry.services("AppleARMPE");
-    if (!services || services->empty()) return {};
-    const auto children = services->front()->children();
-    if (!children) return {};
-    std::vector<std::pair<std::int64_t, CoreKind>> processors;
-    for (const auto& child : *children) {
-        const std::string name = child->name().value_or("");
-        if (!name.starts_with("cpu")) continue;
-        if (const auto index = parseInteger(std::string_view(name).substr(3))) {
-            processors.emplace_back(*index, kindOf(*child));
-        }
-    }
-    std::stable_sort(processors.begin(), processors.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    const auto nodes = processorNodes(platform.registry);
+    if (!nodes) return {};
     std::vector<CoreKind> kinds;
-    std::transform(processors.begin(), processors.end(), std::back_inserter(kinds),
-                   [](const auto& processor) { return processor.second; });
+    std::transform(nodes->begin(), nodes->end(), std::back_inserter(kinds),
+                   [](const auto& node) { return kindOf(*node); });
     const bool noneKnown =
         std::all_of(kinds.begin(), kinds.end(), [](CoreKind kind) { return kind == CoreKind::unknown; });
     return noneKnown ? perfLevelFallback(platform) : kinds;

@@ -11,13 +11,19 @@
 
 namespace zqm {
 
-MonitorEngine::MonitorEngine(std::shared_ptr<SettingsStore> settings, Platform& platform)
+MonitorEngine::MonitorEngine(std::shared_ptr<SettingsStore> settings, std::shared_ptr<SMCBridge> smc,
+                             Platform& platform)
     : platform_(platform),
       settings_(std::move(settings)),
       cpuReader_(platform),
       memoryReader_(platform),
       networkReader_(platform),
       diskReader_(platform),
+      gpuReader_(platform),
+      frequencyReader_(platform),
+      batteryReader_(platform),
+      powerReader_(std::move(smc), platform),
+      temperatureReader_(platform),
       sampler_(platform.dispatch.makeQueue("zqm.sampler", 1)) {}
 
 void MonitorEngine::start() {
@@ -64,9 +70,28 @@ SystemSnapshot MonitorEngine::collectSnapshot() {
     snapshot.memory = memoryReader_.sample();
     snapshot.network = networkReader_.sample();
     snapshot.disk = diskReader_.sample();
+    snapshot.gpu = gpuReader_.sample();
+    snapshot.battery = batteryReader_.sample();
     snapshot.clock.now = platform_.clock.wall();
+    snapshot.power = powerReader_.sample();
+    addFrequencies(snapshot);
+    const auto temperatures = temperatureReader_.sample();
+    snapshot.cpu.temperatureC = temperatures.cpu;
+    snapshot.gpu.temperatureC = temperatures.gpu;
     snapshot.load = computeLoad(snapshot.cpu.totalUsage, snapshot.gpu.utilization, snapshot.power.totalWatts);
     return snapshot;
+}
+
+/// The GPU driver's own clock stays where the counters know none.
+void MonitorEngine::addFrequencies(SystemSnapshot& snapshot) {
+    auto frequencies = frequencyReader_.sample();
+    snapshot.cpu.efficiencyFreqMHz = frequencies.efficiencyMHz;
+    snapshot.cpu.performanceFreqMHz = frequencies.performanceMHz;
+    snapshot.cpu.efficiencyMaxMHz = frequencies.efficiencyMaxMHz;
+    snapshot.cpu.performanceMaxMHz = frequencies.performanceMaxMHz;
+    snapshot.cpu.perCoreFreqMHz = std::move(frequencies.perCoreMHz);
+    if (frequencies.gpuMHz > 0) snapshot.gpu.frequencyMHz = frequencies.gpuMHz;
+    if (frequencies.gpuMaxMHz > 0) snapshot.gpu.maxFrequencyMHz = frequencies.gpuMaxMHz;
 }
 
 void MonitorEngine::publish(SystemSnapshot snapshot) {

@@ -6,13 +6,19 @@
 #include "Platform/Dispatch.h"
 #include "Platform/MainLoop.h"
 #include "Platform/Platform.h"
+#include "ZQMHelper/Shared/BatteryReader.h"
 #include "ZQMHelper/Shared/CPUReader.h"
 #include "ZQMHelper/Shared/DiskReader.h"
+#include "ZQMHelper/Shared/FrequencyReader.h"
+#include "ZQMHelper/Shared/GPUReader.h"
 #include "ZQMHelper/Shared/MemoryReader.h"
 #include "ZQMHelper/Shared/Metrics.h"
 #include "ZQMHelper/Shared/NetworkReader.h"
 #include "ZQMHelper/Shared/Observation.h"
+#include "ZQMHelper/Shared/PowerReader.h"
+#include "ZQMHelper/Shared/SMCBridge.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
+#include "ZQMHelper/Shared/TemperatureReader.h"
 
 namespace zqm {
 
@@ -23,7 +29,8 @@ namespace zqm {
 /// peak power belong to the sampling job. Owned through a shared_ptr: tasks of the main loop hold the engine weakly.
 class MonitorEngine : public std::enable_shared_from_this<MonitorEngine> {
 public:
-    explicit MonitorEngine(std::shared_ptr<SettingsStore> settings, Platform& platform = Platform::current());
+    MonitorEngine(std::shared_ptr<SettingsStore> settings, std::shared_ptr<SMCBridge> smc,
+                  Platform& platform = Platform::current());
 
     /// Arms the first sample at the next whole second; from then on one per `updateInterval`, which is read once. Call
     /// once, on the main thread.
@@ -45,6 +52,7 @@ public:
 private:
     void scheduleTimer();
     SystemSnapshot collectSnapshot();
+    void addFrequencies(SystemSnapshot& snapshot);
     void publish(SystemSnapshot snapshot);
 
     Platform& platform_;
@@ -54,6 +62,11 @@ private:
     MemoryReader memoryReader_;
     NetworkReader networkReader_;
     DiskReader diskReader_;
+    GPUReader gpuReader_;
+    FrequencyReader frequencyReader_;
+    BatteryReader batteryReader_;
+    PowerReader powerReader_;
+    TemperatureReader temperatureReader_;
     std::unique_ptr<Timer> timer_;
     double peakPowerWatts_ = 5.0;
     ObservationRegistrar observation_;

@@ -6,13 +6,16 @@
 
 #include "Platform/Files.h"
 #include "Platform/HostStatistics.h"
+#include "Platform/IOReport.h"
 #include "Platform/Log.h"
 #include "Platform/LoopbackListener.h"
 #include "Platform/NetworkInterfaces.h"
 #include "Platform/Platform.h"
+#include "Platform/PowerSources.h"
 #include "Platform/Registry.h"
 #include "Platform/Sysctl.h"
 #include "Platform/SystemSettings.h"
+#include "Platform/TemperatureSensors.h"
 #include "Platform/UserDefaults.h"
 #include "tests/fakes/VirtualLoop.h"
 
@@ -94,6 +97,18 @@ struct FakeRegistry final : Registry {
     int live = 0;  // handles that have not been given back
 };
 
+/// A counter library that cannot be opened, no power sources, no sensors.
+struct AbsentIOReport final : IOReport {
+    ReportLibrary* open(std::string_view) override { return nullptr; }
+};
+struct AbsentPowerSources final : PowerSources {
+    std::optional<std::vector<std::optional<PropertyDictionary>>> descriptions() override { return std::nullopt; }
+    std::optional<PropertyValue> adapterDetails() override { return std::nullopt; }
+};
+struct AbsentTemperatureSensors final : TemperatureSensors {
+    std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> sensors() override { return std::nullopt; }
+};
+
 /// No preferences but those of the typed maps; conversions are the real store's business.
 struct FakeUserDefaults final : UserDefaults {
     template <class Map>
@@ -173,6 +188,9 @@ struct FakePlatform {
     FakeSysctl sysctl;
     FakeNetworkInterfaces networkInterfaces;
     FakeRegistry registry;
+    AbsentIOReport ioReport;
+    AbsentPowerSources powerSources;
+    AbsentTemperatureSensors temperatureSensors;
     FakeUserDefaults userDefaults;
     FakeSystemSettings systemSettings;
     FakeFiles files;
@@ -189,6 +207,9 @@ struct FakePlatform {
                 .sysctl = sysctl,
                 .networkInterfaces = networkInterfaces,
                 .registry = registry,
+                .ioReport = ioReport,
+                .powerSources = powerSources,
+                .temperatureSensors = temperatureSensors,
                 .userDefaults = userDefaults,
                 .systemSettings = systemSettings,
                 .files = files,

@@ -1,0 +1,172 @@
+#include "ZQMHelper/Shared/FrequencyReader.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "Platform/Clock.h"
+#include "Platform/Log.h"
+#include "Platform/SystemSettings.h"
+
+namespace zqm {
+namespace {
+
+using enum ReportOperation;
+
+constexpr Seconds interval(0.1);
+constexpr double hertzPerMegahertz = 1e6;
+
+double top(const FrequencyLadder& ladder) {
+    return ladder.empty() ? 0 : ladder.back() / hertzPerMegahertz;
+}
+
+bool contains(const std::vector<std::string>& types, std::string_view type) {
+    return std::find(types.begin(), types.end(), type) != types.end();
+}
+
+/// "MCPU" and digits, possibly none.
+bool isMiddleCluster(std::string_view name) {
+    return name.starts_with("MCPU") &&
+           std::all_of(name.begin() + 4, name.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
+/// The value when it is positive, which is then remembered; else what was remembered.
+double orLast(double value, double& last) {
+    if (value > 0) last = value;
+    return last;
+}
+
+}  // namespace
+
+FrequencyReader::FrequencyReader(Platform& platform)
+    : platform_(platform),
+      loader_(platform),
+      dumpChannels_(platform.systemSettings.environment("ZQM_DUMP_IOREPORT_CHANNELS") == "1"),
+      physicalCoreTypes_(readCoreTypes(platform.registry)),
+      ladders_(readLadders(platform.registry)),
+      middleForEfficiency_(contains(physicalCoreTypes_, "M") && !contains(physicalCoreTypes_, "E")),
+      clusters_(makeSubscription("CPU Stats", {"CPU Complex Performance States"},
+                                 std::pair("GPU Stats", "GPU Performance States"))),
+      cores_(makeSubscription("CPU Stats", {"CPU Core Performance States"}, std::nullopt)) {}
+
+FrequencyReader::Result FrequencyReader::sample() {
+    Result result;
+    result.efficiencyMaxMHz =
+        middleForEfficiency_ ? top(ladders_.middle.value_or(FrequencyLadder{})) : top(ladders_.efficiency);
+    result.performanceMaxMHz = top(ladders_.performance);
+    result.gpuMaxMHz = top(ladders_.gpu);
+    if (const auto hertz = sampleCluster()) {
+        const double efficiency = middleForEfficiency_ ? hertz->middle : hertz->efficiency;
+        result.efficiencyMHz = orLast(efficiency / hertzPerMegahertz, efficiencyCache_);
+        result.performanceMHz = orLast(hertz->performance / hertzPerMegahertz, performanceCache_);
+        result.gpuMHz = orLast(hertz->gpu / hertzPerMegahertz, gpuCache_);
+    }
+    result.perCoreMHz = samplePerCore();
+    return result;
+}
+
+FrequencyReader::Subscription FrequencyReader::makeSubscription(
+    std::string_view group, const std::vector<std::string_view>& subgroups,
+    std::optional<std::pair<std::string_view, std::string_view>> extra) {
+    if (!loader_.has(copyChannelsInGroup, mergeChannels, createSubscription)) return {};
+    ReportLibrary& library = *loader_.library();
+    Subscription subscription;
+    for (std::string_view subgroup : subgroups) {
+        const auto copied = library.copyChannelsInGroup(group, subgroup);
+        if (!copied) continue;
+        if (subscription.channels) {
+            library.mergeChannels(*subscription.channels, *copied);
+        } else {
+            subscription.channels = copied->mutableCopy();
+        }
+    }
+    if (!subscription.channels) return {};
+    if (extra) {
+        if (const auto copied = library.copyChannelsInGroup(extra->first, extra->second)) {
+            library.mergeChannels(*subscription.channels, *copied);
+        }
+    }
+    subscription.handle = library.createSubscription(*subscription.channels);
+    return subscription;
+}
+
+std::optional<FrequencyReader::StatesByChannel> FrequencyReader::sampleStates(Subscription& subscription) {
+    if (!loader_.has(createSamples, createSamplesDelta)) return std::nullopt;
+    ReportLibrary& library = *loader_.library();
+    const auto first = library.createSamples(*subscription.handle, *subscription.channels);
+    if (!first) return std::nullopt;
+    if (dumpChannels_ && !std::exchange(didDump_, true)) dumpChannels(*first);
+    platform_.clock.sleep(interval);
+    const auto second = library.createSamples(*subscription.handle, *subscription.channels);
+    const auto delta = second ? library.createSamplesDelta(*first, *second) : nullptr;
+    const auto channels = delta ? delta->channels() : std::nullopt;
+    if (!channels) return std::nullopt;
+    StatesByChannel byChannel;
+    for (const ReportChannel* channel : *channels) {
+        const auto name = loader_.has(channelGetChannelName) ? library.channelGetChannelName(*channel) : std::nullopt;
+        if (!name || !loader_.has(stateGetCount) || library.stateGetCount(*channel) < 1) continue;
+        byChannel[*name] = states(*channel);
+    }
+    return byChannel;
+}
+
+StateList FrequencyReader::states(const ReportChannel& channel) {
+    StateList list;
+    if (!loader_.has(stateGetName, stateGetResidency)) return list;
+    ReportLibrary& library = *loader_.library();
+    const std::int32_t count = library.stateGetCount(channel);
+    for (std::int32_t i = 0; i < count; ++i) {
+        if (auto name = library.stateGetName(channel, i)) {
+            list.emplace_back(std::move(*name), static_cast<double>(library.stateGetResidency(channel, i)));
+        }
+    }
+    return list;
+}
+
+std::optional<FrequencyReader::ClusterFrequencies> FrequencyReader::sampleCluster() {
+    if (!loader_.isAvailable() || !clusters_.handle) return std::nullopt;
+    auto byChannel = sampleStates(clusters_);
+    if (!byChannel) return std::nullopt;
+    std::vector<StateList> middleClusters;
+    for (const auto& [name, list] : *byChannel) {
+        if (isMiddleCluster(name)) middleClusters.push_back(list);
+    }
+    return ClusterFrequencies{.efficiency = weighted((*byChannel)["ECPU"], ladders_.efficiency),
+                              .performance = weighted((*byChannel)["PCPU"], ladders_.performance),
+                              .middle = middle(middleClusters, middleLadder()),
+                              .gpu = weighted((*byChannel)["GPUPH"], ladders_.gpu)};
+}
+
+std::map<std::string, double> FrequencyReader::samplePerCore() {
+    std::map<std::string, double> perCore;
+    if (!loader_.isAvailable() || !cores_.handle) return perCore;
+    const auto byChannel = sampleStates(cores_);
+    if (!byChannel) return perCore;
+    struct Kind {
+        std::string_view prefix;
+        const FrequencyLadder& ladder;
+    };
+    for (const auto& [prefix, ladder] :
+         {Kind{"ECPU", ladders_.efficiency}, {"PCPU", ladders_.performance}, {"MCPU", middleLadder()}}) {
+        int position = 0;  // within the kind, in the text order of the names, which is the map's order
+        for (auto it = byChannel->lower_bound(std::string(prefix));
+             it != byChannel->end() && it->first.starts_with(prefix); ++it, ++position) {
+            const std::string key = prefix.front() + std::to_string(position);
+            double& cached = perCoreCache_.try_emplace(key, 0).first->second;
+            perCore[key] = orLast(weighted(it->second, ladder) / hertzPerMegahertz, cached);
+        }
+    }
+    return middleForEfficiency_ ? legacyCoreFrequencies(perCore, physicalCoreTypes_) : perCore;
+}
+
+void FrequencyReader::dumpChannels(const ReportSample& sample) {
+    const auto channels = sample.channels();
+    if (!channels) return;
+    platform_.log.print("==== IOReport channels ====");
+    for (const ReportChannel* channel : *channels) {
+        const auto name =
+            loader_.has(channelGetChannelName) ? loader_.library()->channelGetChannelName(*channel) : std::nullopt;
+        platform_.log.print("  " + name.value_or("?"));
+    }
+}
+
+}  // namespace zqm

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "Platform/Platform.h"
+#include "ZQMHelper/Shared/IOReportLoader.h"
+#include "ZQMHelper/Shared/Metrics.h"
+#include "ZQMHelper/Shared/SMCBridge.h"
+
+namespace zqm {
+
+/// Cumulative energy of the machine's components, millijoules.
+struct EnergyTotals {
+    double cpu = 0;
+    double gpu = 0;
+    double ane = 0;
+    double dram = 0;
+};
+
+/// Adds `value`, counted in the unit that `label` names ("nJ", "uJ", "µJ", anything else: mJ), to the component that
+/// the channel's name stands for; other channels are passed over.
+void addEnergy(EnergyTotals& totals, std::string_view channel, std::string_view label, double value);
+
+/// Power of the components, from the growth of the counter library's energy counters since the last sample, and of the
+/// whole system and the display, from the system management controller. The first sample is all zeros. Used from one
+/// thread at a time.
+class PowerReader {
+public:
+    explicit PowerReader(std::shared_ptr<SMCBridge> smc, Platform& platform = Platform::current());
+
+    PowerMetrics sample();
+
+private:
+    ReportSubscription* createSubscription();
+    std::optional<EnergyTotals> readTotals();
+
+    Platform& platform_;
+    IOReportLoader loader_;
+    std::shared_ptr<SMCBridge> smc_;
+    std::unique_ptr<ReportChannels> channels_;
+    ReportSubscription* subscription_;
+    struct Reading {
+        EnergyTotals totals;
+        MonotonicTime time;
+    };
+    std::optional<Reading> previous_;
+};
+
+}  // namespace zqm

@@ -1,0 +1,17 @@
+#include "ZQMHelper/Shared/TemperatureBridge.h"
+
+namespace zqm {
+
+std::optional<std::map<std::string, double>> ReadHIDTemperatures(TemperatureSensors& sensors) {
+    const auto list = sensors.sensors();
+    if (!list) return std::nullopt;
+    std::map<std::string, double> temperatures;
+    for (const auto& sensor : *list) {
+        const auto name = sensor->product();
+        const auto temperature = sensor->temperature();
+        if (name && temperature && *temperature > 0 && *temperature <= 150) temperatures[*name] = *temperature;
+    }
+    return temperatures;
+}
+
+}  // namespace zqm

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Platform/Platform.h"
+
+namespace zqm {
+
+/// Mean temperatures of the processor's and the GPU's sensors, told apart by how their names begin. Keeps no state;
+/// used from one thread at a time.
+class TemperatureReader {
+public:
+    struct Result {  // degrees Celsius; 0 when there is no sensor
+        double cpu = 0;
+        double gpu = 0;  // the processor's when no sensor is the GPU's
+    };
+
+    explicit TemperatureReader(Platform& platform = Platform::current()) : sensors_(platform.temperatureSensors) {}
+
+    Result sample();
+
+private:
+    TemperatureSensors& sensors_;
+};
+
+}  // namespace zqm
