@@ -3,10 +3,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <bit>
+#include <cmath>
+
 #include "Platform/HostStatistics.h"
+#include "Platform/IOReport.h"
 #include "Platform/NetworkInterfaces.h"
+#include "Platform/PowerSources.h"
 #include "Platform/Registry.h"
+#include "Platform/SMCRecord.h"
 #include "Platform/Sysctl.h"
+#include "Platform/TemperatureSensors.h"
+#include "Support/ByteOrder.h"
 #include "tests/fakes/VirtualClock.h"
 
 namespace zqm {
@@ -74,6 +83,9 @@ TEST_F(DescribedMachineTest, WhatIsLeftOutOrNullFails) {
     EXPECT_FALSE(bare.hostStatistics().virtualMemory());
     EXPECT_FALSE(bare.networkInterfaces().links());
     EXPECT_FALSE(bare.sysctl().read("hw.memsize"));
+    EXPECT_FALSE(bare.ioReport().open("/usr/lib/libIOReport.dylib"));
+    EXPECT_FALSE(bare.powerSources().descriptions() || bare.powerSources().adapterDetails());
+    EXPECT_FALSE(bare.temperatureSensors().sensors());
     EXPECT_TRUE(bare.registry().services("AppleARMPE")->empty());
 
     auto& failing = describe(R"({"registry": {"Gone": null, "Later": {"list": [null, []]},
@@ -117,6 +129,7 @@ TEST_F(DescribedMachineTest, PropertiesKeepTheirTypes) {
              {R"({"start": 32766, "rate": 1, "wrapBits": 15})",
               {std::int64_t{32766}, std::int64_t{32767}, std::int64_t{0}}},
              {R"({"start": 40.5, "rate": -0.5})", {40.5, 40.0}},
+             {R"({"float": "inf"})", {INFINITY}},
              {R"({"list": [{"n": 1}, null, "last"]})",
               {PropertyDictionary{{"n", std::int64_t{1}}}, std::nullopt, std::string("last"), std::string("last")}},
          }) {
@@ -133,6 +146,113 @@ TEST_F(DescribedMachineTest, InterfacesWithoutCountersStayInTheList) {
     EXPECT_EQ((*first)[0].counters->sent, 7u);
     EXPECT_FALSE((*first)[1].counters);
     EXPECT_FALSE((*network.links())[0].counters);
+}
+
+/// The reply to one request of a controller's user client; nothing when the call fails.
+std::optional<SMCRecord> ask(UserClient& client, const char* key, SMCCommand command) {
+    SMCRecord request;
+    request.key = fourCharacterCode(key);
+    request.command = static_cast<std::uint8_t>(command);
+    using Record = std::array<std::uint8_t, sizeof(SMCRecord)>;
+    Record output{};
+    if (!client.callStruct(2, std::bit_cast<Record>(request), output)) return std::nullopt;
+    return std::bit_cast<SMCRecord>(output);
+}
+
+TEST_F(DescribedMachineTest, ControllersAnswerThroughTheirRecords) {
+    auto& machine = describe(R"({"registry": {"SMC": [{"name": "open", "userClient": {
+        "PSTR": {"type": "flt ", "value": {"start": 1.5, "rate": 0.5}},
+        "TEMP": {"type": "ioft", "value": {"bytes": "0102030405060708"}, "result": {"list": [0, 7]}},
+        "gone": null, "lost": {"type": "flt ", "value": null}}},
+        {"name": "refuses", "userClient": null}, {"name": "none"}]}})");
+    const auto services = *machine.registry().services("SMC");
+    const auto client = services[0]->open(0);
+    ASSERT_TRUE(client && machine.liveHandles() == 4);
+    EXPECT_FALSE(services[0]->open(1) || services[1]->open(0) || services[2]->open(0));
+    using enum SMCCommand;
+    clock_.advance(Seconds(2));
+    const auto info = *ask(*client, "PSTR", readKeyInfo);
+    EXPECT_TRUE(info.result == 0 && info.keyInfo.dataType == 0x666C7420 && info.keyInfo.dataSize == 4);
+    EXPECT_EQ(std::bit_cast<float>(littleEndian32(ask(*client, "PSTR", readKey)->value, 0)), 2.5f);
+    EXPECT_EQ(ask(*client, "TEMP", readKeyInfo)->keyInfo.dataSize, 8u);
+    EXPECT_EQ(ask(*client, "TEMP", readKey)->value[7], 8);
+    EXPECT_EQ(ask(*client, "TEMP", readKey)->result, 7);
+    EXPECT_EQ(ask(*client, "PBwo", readKeyInfo)->result, 0x84);  // there is no such key
+    EXPECT_FALSE(ask(*client, "gone", readKeyInfo));
+    EXPECT_TRUE(ask(*client, "lost", readKeyInfo) && !ask(*client, "lost", readKey));
+    std::array<std::uint8_t, 79> small{};
+    EXPECT_FALSE(client->callStruct(2, small, small));
+}
+
+TEST_F(DescribedMachineTest, CountersAreSampledAndSubtracted) {
+    using enum ReportOperation;
+    auto& machine = describe(R"({"ioReport": {"paths": ["/second"], "missingOperations": ["channelGetUnitLabel"],
+        "subscriptions": {"list": [true, false]}, "samples": {"list": [true, true, false, null]},
+        "groups": [
+            {"group": "CPU", "subgroup": "a", "channels": [
+                {"name": "E", "states": [{"name": "IDLE", "residency": 5}, {"name": null, "residency": {"start": 7, "rate": 2}}]}]},
+            {"group": "CPU", "subgroup": "b", "channels": [{"unit": "mJ", "value": {"list": [10, 30, 20]}}]},
+            {"group": "GPU", "subgroup": "a", "channels": null}]}})");
+    EXPECT_FALSE(machine.ioReport().open("/first"));
+    ReportLibrary& library = *machine.ioReport().open("/second");
+    EXPECT_TRUE(library.has(copyChannelsInGroup) && library.has(stateGetResidency) &&
+                !library.has(channelGetUnitLabel));
+    EXPECT_FALSE(library.copyChannelsInGroup("GPU", std::nullopt) || library.copyChannelsInGroup("CPU", "c"));
+    {
+        const auto all = library.copyChannelsInGroup("CPU", std::nullopt);
+        const auto merged = library.copyChannelsInGroup("CPU", "b")->mutableCopy();
+        library.mergeChannels(*merged, *library.copyChannelsInGroup("CPU", "a"));
+        ReportSubscription& subscription = *library.createSubscription(*merged);
+        EXPECT_FALSE(library.createSubscription(*merged));
+        const auto first = library.createSamples(subscription, *merged);
+        clock_.advance(Seconds(3));
+        const auto second = library.createSamples(subscription, *merged);
+        EXPECT_FALSE(library.createSamples(subscription, *merged)->channels());
+        EXPECT_FALSE(library.createSamples(subscription, *merged));
+        const auto delta = library.createSamplesDelta(*first, *second);
+        EXPECT_EQ(machine.liveHandles(), 5u);
+        const auto channels = *delta->channels();
+        ASSERT_EQ(channels.size(), 2u);
+        EXPECT_FALSE(library.channelGetChannelName(*channels[0]));
+        EXPECT_EQ(library.channelGetUnitLabel(*channels[0]), "mJ");
+        EXPECT_EQ(library.simpleGetIntegerValue(*channels[0]), 20);
+        EXPECT_EQ(library.stateGetCount(*channels[0]), 0);
+        EXPECT_EQ(library.channelGetChannelName(*channels[1]), "E");
+        EXPECT_EQ(library.stateGetCount(*channels[1]), 2);
+        EXPECT_EQ(library.stateGetName(*channels[1], 0), "IDLE");
+        EXPECT_FALSE(library.stateGetName(*channels[1], 1));
+        EXPECT_EQ(library.stateGetResidency(*channels[1], 1), 6);
+    }
+    EXPECT_EQ(machine.liveHandles(), 0u);
+}
+
+TEST_F(DescribedMachineTest, PowerSourcesAndSensorsMayMissAnything) {
+    auto& machine = describe(R"({
+        "powerSources": {"sources": {"list": [[{"Type": "UPS"}, null, {"Max Capacity": {"list": [100, null]}}], null]},
+                         "adapter": {"list": [{"Watts": 94}, 5, null]}},
+        "temperatureSensors": {"list": [[{"product": "PMU tdie1", "temperature": {"list": [41, null]}},
+                                         {"temperature": {"float": "-inf"}}, {"product": null}], null]}})");
+    const auto sources = *machine.powerSources().descriptions();
+    ASSERT_EQ(sources.size(), 3u);
+    EXPECT_EQ(*asText(find(*sources[0], "Type")), "UPS");
+    EXPECT_FALSE(sources[1]);
+    EXPECT_EQ(asNumber(find(*sources[2], "Max Capacity")), 100);
+    EXPECT_FALSE(machine.powerSources().descriptions());
+    EXPECT_EQ(*machine.powerSources().adapterDetails(), PropertyValue(PropertyDictionary{{"Watts", std::int64_t{94}}}));
+    EXPECT_EQ(*machine.powerSources().adapterDetails(), PropertyValue(std::int64_t{5}));
+    EXPECT_FALSE(machine.powerSources().adapterDetails());
+    {
+        const auto sensors = *machine.temperatureSensors().sensors();
+        EXPECT_EQ(machine.liveHandles(), 3u);
+        EXPECT_EQ(sensors[0]->product(), "PMU tdie1");
+        EXPECT_EQ(sensors[0]->temperature(), 41);
+        EXPECT_FALSE(sensors[0]->temperature());
+        EXPECT_FALSE(sensors[1]->product());
+        EXPECT_EQ(sensors[1]->temperature(), -INFINITY);
+        EXPECT_FALSE(sensors[2]->product() || sensors[2]->temperature());
+    }
+    EXPECT_EQ(machine.liveHandles(), 0u);
+    EXPECT_FALSE(machine.temperatureSensors().sensors());
 }
 
 TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
@@ -163,6 +283,20 @@ TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
               "/registry/AppleARMPE/0/children/0/properties/n: must be a number"},
              {cores + R"("properties": {"n": {"bytes": "00", "start": 1}}}]}]}})",
               "/registry/AppleARMPE/0/children/0/properties/n/bytes: unknown key"},
+             {cores + R"("userClient": {"PST": null}}]}]}})",
+              "/registry/AppleARMPE/0/children/0/userClient/PST: must be a key of 4 bytes"},
+             {cores + R"("userClient": {"PSTR": {"type": "flt ", "value": {"bytes": "0"}}}}]}]}})",
+              "/registry/AppleARMPE/0/children/0/userClient/PSTR/value/bytes: must be pairs of hex"},
+             {cores + R"("userClient": {"PSTR": {"type": "flt", "value": 1, "result": 256}}}]}]}})",
+              "/registry/AppleARMPE/0/children/0/userClient/PSTR/type: must be a text of 4 bytes"},
+             {R"({"ioReport": {"groups": []}})", "/ioReport: has no \"paths\""},
+             {R"({"ioReport": {"missingOperations": ["open"]}})", "/ioReport/missingOperations/0: is none of"},
+             {R"({"ioReport": {"groups": [{"channels": [{"states": [{"residency": 1.5}]}]}]}})",
+              "/ioReport/groups/0/channels/0/states/0/residency: must be a whole number"},
+             {R"({"ioReport": {"samples": {"list": [true, 1]}}})", "/ioReport/samples/list/1: must be true or false"},
+             {R"({"powerSources": {"sources": [null, 5]}})", "/powerSources/sources/1: must be an object"},
+             {R"({"temperatureSensors": [{"temperature": {"float": "NaN"}}]})",
+              "/temperatureSensors/0/temperature/float: must be \"nan\", "},
          }) {
         const auto message = faultOf(text);
         EXPECT_THAT(message, testing::StartsWith(start));
@@ -187,7 +321,6 @@ TEST_F(DescribedMachineTest, CountsTheHandlesThatAreOut) {
         const auto children = (*services)[0]->children();
         EXPECT_EQ(machine.liveHandles(), 3u);
         EXPECT_EQ(*(*children)[1]->name(), "b");
-        EXPECT_FALSE((*children)[1]->open(0));
     }
     EXPECT_EQ(machine.liveHandles(), 0u);
 }

@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "Platform/Described/DescribedIOReport.h"
+#include "Platform/Described/DescribedRegistry.h"
 #include "Platform/Described/DescribedServices.h"
 #include "Platform/Described/MachineFormat.h"
 #include "Platform/Described/Reading.h"

@@ -7,13 +7,6 @@
 namespace zqm {
 namespace {
 
-/// The value under `key`, or nullptr.
-const Json* memberOf(const Json* object, std::string_view key) {
-    if (!object) return nullptr;
-    const auto found = object->find(key);
-    return found == object->end() ? nullptr : &*found;
-}
-
 /// What this reading finds under `section` and `key`.
 const Json* readMember(Reading& reading, MachineModel& model, std::string_view section, std::string_view key) {
     const Json* node = memberOf(memberOf(&model.description, section), key);
@@ -37,40 +30,21 @@ private:
     bool hasFailed_ = false;
 };
 
-class DescribedEntry final : public RegistryEntry {
+class DescribedSensor final : public TemperatureSensor {
 public:
-    DescribedEntry(MachineModel& model, const Json& entry) : model_(model), entry_(entry), handle_(model) {}
+    DescribedSensor(MachineModel& model, const Json& sensor) : model_(model), sensor_(sensor), handle_(model) {}
 
-    std::optional<std::string> name() const override {
-        const Json* name = Reading(model_).value(entry_["name"]);
-        return name ? std::optional(name->get<std::string>()) : std::nullopt;
+    std::optional<std::string> product() const override { return Reading(model_).text(memberOf(&sensor_, "product")); }
+    std::optional<double> temperature() const override {
+        const Json* node = memberOf(&sensor_, "temperature");
+        return node ? Reading(model_).real(*node) : std::nullopt;
     }
-    std::optional<std::vector<std::unique_ptr<RegistryEntry>>> children() const override;
-    std::optional<PropertyValue> property(std::string_view key) const override {
-        const Json* node = memberOf(memberOf(&entry_, "properties"), key);
-        return node ? Reading(model_).property(*node) : std::nullopt;
-    }
-    std::unique_ptr<UserClient> open(std::uint32_t) const override { return nullptr; }  // no driver is described
 
 private:
     MachineModel& model_;
-    const Json& entry_;
+    const Json& sensor_;
     CountedHandle handle_;
 };
-
-/// Handles of the entries in the array that this reading finds at `node`; none when there is no such node.
-std::optional<std::vector<std::unique_ptr<RegistryEntry>>> entriesAt(MachineModel& model, const Json* node) {
-    std::vector<std::unique_ptr<RegistryEntry>> entries;
-    if (!node) return entries;
-    const Json* array = Reading(model).value(*node);
-    if (!array) return std::nullopt;
-    for (const Json& entry : *array) entries.push_back(std::make_unique<DescribedEntry>(model, entry));
-    return entries;
-}
-
-std::optional<std::vector<std::unique_ptr<RegistryEntry>>> DescribedEntry::children() const {
-    return entriesAt(model_, memberOf(&entry_, "children"));
-}
 
 }  // namespace
 
@@ -128,24 +102,31 @@ std::optional<std::vector<LinkInterface>> DescribedNetworkInterfaces::links() {
     return links;
 }
 
-std::optional<std::vector<std::unique_ptr<RegistryEntry>>> DescribedRegistry::services(std::string_view className) {
-    return entriesAt(model_, memberOf(memberOf(&model_.description, "registry"), className));
-}
-
-ReportLibrary* DescribedIOReport::open(std::string_view) {
-    return nullptr;
-}
-
 std::optional<std::vector<std::optional<PropertyDictionary>>> DescribedPowerSources::descriptions() {
-    return std::nullopt;
+    Reading reading(model_);
+    const Json* sources = readMember(reading, model_, "powerSources", "sources");
+    if (!sources) return std::nullopt;
+    std::vector<std::optional<PropertyDictionary>> descriptions;
+    for (const Json& source : *sources) {
+        auto read = reading.property(source);
+        auto* dictionary = read ? std::get_if<PropertyDictionary>(&*read) : nullptr;
+        descriptions.push_back(dictionary ? std::optional(std::move(*dictionary)) : std::nullopt);
+    }
+    return descriptions;
 }
 
 std::optional<PropertyValue> DescribedPowerSources::adapterDetails() {
-    return std::nullopt;
+    const Json* node = memberOf(memberOf(&model_.description, "powerSources"), "adapter");
+    return node ? Reading(model_).property(*node) : std::nullopt;
 }
 
 std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> DescribedTemperatureSensors::sensors() {
-    return std::nullopt;
+    const Json* node = memberOf(&model_.description, "temperatureSensors");
+    const Json* array = node ? Reading(model_).value(*node) : nullptr;
+    if (!array) return std::nullopt;
+    std::vector<std::unique_ptr<TemperatureSensor>> sensors;
+    for (const Json& sensor : *array) sensors.push_back(std::make_unique<DescribedSensor>(model_, sensor));
+    return sensors;
 }
 
 }  // namespace zqm

@@ -2,15 +2,13 @@
 
 #include "Platform/Described/MachineModel.h"
 #include "Platform/HostStatistics.h"
-#include "Platform/IOReport.h"
 #include "Platform/NetworkInterfaces.h"
 #include "Platform/PowerSources.h"
-#include "Platform/Registry.h"
 #include "Platform/Sysctl.h"
 #include "Platform/TemperatureSensors.h"
 
 /// The sections of a description as services of the seam. A section or value that the description leaves out cannot be
-/// read, except that a registry without a class simply holds no services of it. Every service is callable from several
+/// read. Every service is callable from several
 /// threads at once.
 namespace zqm {
 
@@ -43,24 +41,6 @@ private:
     MachineModel& model_;
 };
 
-class DescribedRegistry final : public Registry {
-public:
-    explicit DescribedRegistry(MachineModel& model) : model_(model) {}
-    std::optional<std::vector<std::unique_ptr<RegistryEntry>>> services(std::string_view className) override;
-
-private:
-    MachineModel& model_;
-};
-
-class DescribedIOReport final : public IOReport {
-public:
-    explicit DescribedIOReport(MachineModel& model) : model_(model) {}
-    ReportLibrary* open(std::string_view path) override;
-
-private:
-    [[maybe_unused]] MachineModel& model_;
-};
-
 class DescribedPowerSources final : public PowerSources {
 public:
     explicit DescribedPowerSources(MachineModel& model) : model_(model) {}
@@ -68,7 +48,7 @@ public:
     std::optional<PropertyValue> adapterDetails() override;
 
 private:
-    [[maybe_unused]] MachineModel& model_;
+    MachineModel& model_;
 };
 
 class DescribedTemperatureSensors final : public TemperatureSensors {
@@ -77,7 +57,7 @@ public:
     std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> sensors() override;
 
 private:
-    [[maybe_unused]] MachineModel& model_;
+    MachineModel& model_;
 };
 
 }  // namespace zqm

@@ -36,6 +36,12 @@ void appendHex(Bytes& bytes, const std::string& digits) {
 
 }  // namespace
 
+const Json* memberOf(const Json* object, std::string_view key) {
+    if (!object) return nullptr;
+    const auto found = object->find(key);
+    return found == object->end() ? nullptr : &*found;
+}
+
 const Json* Reading::value(const Json& node) {
     const Json* result = &node;
     if (node.is_object() && node.contains("list")) {
@@ -55,6 +61,25 @@ std::optional<std::uint64_t> Reading::count(const Json& node) {
     const Json* number = value(node);
     if (!number) return std::nullopt;
     return number->is_object() ? moved<std::uint64_t>(*number, growth(*number)) : number->get<std::uint64_t>();
+}
+
+std::optional<std::int64_t> Reading::integer(const Json& node) {
+    const Json* found = value(node);
+    if (!found) return std::nullopt;
+    return found->is_object() ? moved<std::int64_t>(*found, growth(*found)) : found->get<std::int64_t>();
+}
+
+std::optional<double> Reading::real(const Json& node) {
+    const Json* found = value(node);
+    if (!found) return std::nullopt;
+    const PropertyValue read = number(*found);
+    const auto* whole = std::get_if<std::int64_t>(&read);
+    return whole ? static_cast<double>(*whole) : std::get<double>(read);
+}
+
+std::optional<std::string> Reading::text(const Json* node) {
+    const Json* found = node ? value(*node) : nullptr;
+    return found ? std::optional(found->get<std::string>()) : std::nullopt;
 }
 
 bool Reading::appendPart(Bytes& bytes, const Json& part) {
@@ -85,13 +110,17 @@ std::optional<Bytes> Reading::bytes(const Json& parts) {
     return isWhole ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
-PropertyValue Reading::number(const Json& constantOrMoving) const {
-    const bool isMoving = constantOrMoving.is_object();
-    const Json& start = isMoving ? constantOrMoving["start"] : constantOrMoving;
-    if (start.is_number_integer()) {
-        return isMoving ? moved<std::int64_t>(constantOrMoving, growth(constantOrMoving)) : start.get<std::int64_t>();
+PropertyValue Reading::number(const Json& node) const {
+    if (const Json* special = node.is_object() ? memberOf(&node, "float") : nullptr) {
+        if (*special == "nan") return std::numeric_limits<double>::quiet_NaN();
+        return *special == "inf" ? std::numeric_limits<double>::infinity() : -std::numeric_limits<double>::infinity();
     }
-    const double rate = isMoving ? constantOrMoving["rate"].get<double>() : 0;
+    const bool isMoving = node.is_object();
+    const Json& start = isMoving ? node["start"] : node;
+    if (start.is_number_integer()) {
+        return isMoving ? moved<std::int64_t>(node, growth(node)) : start.get<std::int64_t>();
+    }
+    const double rate = isMoving ? node["rate"].get<double>() : 0;
     const double sum = start.get<double>() + rate * elapsed_.count();
     constexpr double bound = std::numeric_limits<double>::max();
     return std::clamp(sum, -bound, bound);
@@ -117,7 +146,7 @@ std::optional<PropertyValue> Reading::property(const Json& node) {
         }
         return array;
     }
-    if (found->is_number() || found->contains("start")) return number(*found);
+    if (found->is_number() || found->contains("start") || found->contains("float")) return number(*found);
     if (found->contains("bytes")) {
         auto read = bytes((*found)["bytes"]);
         return read ? std::optional<PropertyValue>(std::move(*read)) : std::nullopt;

@@ -2,11 +2,16 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "Platform/Described/MachineModel.h"
 #include "Platform/PropertyValue.h"
 
 namespace zqm {
+
+/// The member under `key`; null when there is none, or no object.
+const Json* memberOf(const Json* object, std::string_view key);
 
 /// One reading of described values: one call through the seam, all of it at one instant. nullopt and null mean that the
 /// description lets this reading fail.
@@ -20,13 +25,17 @@ public:
     /// The value itself, or the list's element whose turn it is.
     const Json* value(const Json& node);
     std::optional<std::uint64_t> count(const Json& node);
+    std::optional<std::int64_t> integer(const Json& node);
+    std::optional<double> real(const Json& node);
     std::optional<PropertyValue> property(const Json& node);
+    /// A text; nullopt also when there is no node.
+    std::optional<std::string> text(const Json* node);
     /// The value of a "bytes" form: hexadecimal digits, an integer of stated width, or an array of such parts.
     std::optional<Bytes> bytes(const Json& parts);
 
 private:
     std::int64_t growth(const Json& moving) const;
-    PropertyValue number(const Json& constantOrMoving) const;
+    PropertyValue number(const Json& node) const;
     PropertyValue dictionary(const Json& members);
     bool appendPart(Bytes& bytes, const Json& part);
 

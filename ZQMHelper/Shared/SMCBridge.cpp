@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstring>
 
-#include "ZQMHelper/Shared/SMCRecord.h"
+#include "Platform/SMCRecord.h"
 
 namespace zqm {
 namespace {

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <initializer_list>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "Platform/Described/MachineModel.h"
+
+/// The checks of which the format of a machine file is put together: each looks at one value and throws at the first
+/// thing that is wrong with it.
+namespace zqm::shape {
+
+/// Where a value stands; lives on the stack of the check that looks at it.
+struct Place {
+    const Place* parent = nullptr;
+    std::string_view key;
+    std::size_t index = 0;  // when there is no key
+
+    std::string pointer() const;  // as a JSON pointer
+};
+
+/// Thrown by a check.
+struct ShapeError {
+    std::string pointer, what;
+};
+
+using Check = void (*)(const Json& value, const Place& place);
+
+void require(bool condition, const Place& place, std::string_view what);
+
+struct Member {
+    std::string_view name;
+    Check check;
+    bool isRequired = false;
+};
+
+/// An object with these members and no others.
+void record(const Json& value, const Place& place, std::initializer_list<Member> members);
+
+template <Check check>
+void arrayOf(const Json& value, const Place& place) {
+    require(value.is_array(), place, "must be an array");
+    for (std::size_t i = 0; i < value.size(); ++i) check(value[i], Place{&place, {}, i});
+}
+
+template <Check check>
+void membersOf(const Json& value, const Place& place) {
+    require(value.is_object(), place, "must be an object");
+    for (const auto& [name, child] : value.items()) check(child, Place{&place, name});
+}
+
+template <Check check>
+void orNull(const Json& value, const Place& place) {
+    if (!value.is_null()) check(value, place);
+}
+
+/// A value that may differ from reading to reading: itself, null for a failure, or a list of such.
+template <Check check>
+void readable(const Json& value, const Place& place) {
+    if (!value.is_object() || !value.contains("list")) return orNull<check>(value, place);
+    record(value, place, {{"list", arrayOf<orNull<check>>}});
+    require(!value["list"].empty(), Place{&place, "list"}, "must not be empty");
+}
+
+void rate(const Json& value, const Place& place);
+void wrapBits(const Json& value, const Place& place);
+
+/// A constant, or `{"start": …, "rate": …}`.
+template <Check constant>
+void movable(const Json& value, const Place& place) {
+    if (!value.is_object()) return constant(value, place);
+    record(value, place, {{"start", constant, true}, {"rate", rate, true}, {"wrapBits", wrapBits}});
+    require(!value.contains("wrapBits") || value["start"].is_number_integer(), place,
+            "\"wrapBits\" needs a whole \"start\"");
+}
+
+void flag(const Json& value, const Place& place);
+void text(const Json& value, const Place& place);
+void count(const Json& value, const Place& place);    // 64 bits, unsigned
+void integer(const Json& value, const Place& place);  // 64 bits, signed
+void word(const Json& value, const Place& place);     // 64 bits, signed or not
+/// A number as a property holds it: whole and signed or floating-point, moving or not, `{"float": "nan"}` among them.
+void number(const Json& value, const Place& place);
+void wordOfWidth(const Json& value, const Place& place);
+/// The value of a "bytes" form.
+void byteParts(const Json& value, const Place& place);
+void property(const Json& value, const Place& place);
+
+inline constexpr Check counter = readable<movable<count>>;
+
+}  // namespace zqm::shape
