@@ -10,6 +10,7 @@
 #include "Platform/Linux/LinuxSysctl.h"
 #include "Platform/Linux/LinuxTemperatureSensors.h"
 #include "Platform/Machine.h"
+#include "Platform/Posix/PosixClock.h"
 
 namespace zqm {
 
@@ -17,7 +18,10 @@ namespace zqm {
 /// Files are opened when they are first asked for.
 class LinuxMachine final : public Machine {
 public:
-    explicit LinuxMachine(std::string_view root = "/") : root_(root) {}
+    explicit LinuxMachine(std::string_view root = "/") : LinuxMachine(root, systemClock_) {}
+    /// With a clock for the intervals between readings.
+    LinuxMachine(std::string_view root, Clock& clock)
+        : root_(root), clock_(clock), cards_(root_, clock_, root == "/" ? "libnvidia-ml.so.1" : "") {}
 
     HostStatistics& hostStatistics() override { return hostStatistics_; }
     Sysctl& sysctl() override { return sysctl_; }
@@ -28,16 +32,23 @@ public:
     TemperatureSensors& temperatureSensors() override { return temperatureSensors_; }
 
 private:
+    PosixClock systemClock_;
     RootDirectory root_;
+    Clock& clock_;
     LinuxProcessors processors_{root_};
+    ProcessorFrequencies frequencies_{root_, processors_, clock_};
     MemoryInfoSource memory_{root_};
+    EnergyZones energy_{root_, clock_};
+    Batteries batteries_{root_, clock_};
+    GraphicsCards cards_;  // NVIDIA's library knows only this machine's
+    PowerController controller_{energy_, batteries_};
     LinuxHostStatistics hostStatistics_{root_, processors_, memory_};
     LinuxSysctl sysctl_{root_, processors_, memory_};
     LinuxNetworkInterfaces networkInterfaces_{root_};
-    LinuxRegistry registry_{root_, processors_};
-    LinuxIOReport ioReport_;
-    LinuxPowerSources powerSources_;
-    LinuxTemperatureSensors temperatureSensors_;
+    LinuxRegistry registry_{{root_, processors_, frequencies_, cards_, batteries_, controller_}};
+    LinuxIOReport ioReport_{frequencies_, cards_, energy_};
+    LinuxPowerSources powerSources_{batteries_};
+    LinuxTemperatureSensors temperatureSensors_{root_, clock_, cards_};
 };
 
 }  // namespace zqm

@@ -1,14 +1,20 @@
 #pragma once
 
+#include "Platform/Linux/Batteries.h"
 #include "Platform/PowerSources.h"
 
 namespace zqm {
 
-/// Batteries and adapters of /sys/class/power_supply.
+/// The machine's batteries as one internal battery, and what its adapter may give.
 class LinuxPowerSources final : public PowerSources {
 public:
+    explicit LinuxPowerSources(Batteries& batteries) : batteries_(batteries) {}
+
     std::optional<std::vector<std::optional<PropertyDictionary>>> descriptions() override;
     std::optional<PropertyValue> adapterDetails() override;
+
+private:
+    Batteries& batteries_;
 };
 
 }  // namespace zqm

@@ -1,26 +1,43 @@
 #pragma once
 
+#include "Platform/Linux/Batteries.h"
 #include "Platform/Linux/BlockDrives.h"
+#include "Platform/Linux/GraphicsCards.h"
 #include "Platform/Linux/LinuxProcessors.h"
+#include "Platform/Linux/PowerController.h"
+#include "Platform/Linux/ProcessorFrequencies.h"
 #include "Platform/Registry.h"
 #include "Support/Mutex.h"
 
 namespace zqm {
 
+/// Where the registry's entries come from.
+struct RegistrySources {
+    const RootDirectory& root;
+    LinuxProcessors& processors;
+    ProcessorFrequencies& frequencies;
+    GraphicsCards& cards;
+    Batteries& batteries;
+    PowerController& controller;
+};
+
 /// The registry's classes, put together from /proc and /sys. Classes without a source on Linux have no services.
 class LinuxRegistry final : public Registry {
 public:
-    LinuxRegistry(const RootDirectory& root, LinuxProcessors& processors)
-        : root_(root), processors_(processors), drives_(root) {}
+    explicit LinuxRegistry(const RegistrySources& sources) : sources_(sources), drives_(sources.root) {}
 
     std::optional<std::vector<std::unique_ptr<RegistryEntry>>> services(std::string_view className) override;
 
 private:
-    std::unique_ptr<RegistryEntry> machine();
-    std::vector<std::unique_ptr<RegistryEntry>> drives();
+    using Entries = std::vector<std::unique_ptr<RegistryEntry>>;
+    Entries machine();
+    Entries powerManager();
+    Entries drives();
+    Entries graphics();
+    Entries battery();
+    Entries controller();
 
-    const RootDirectory& root_;
-    LinuxProcessors& processors_;
+    const RegistrySources sources_;
     Mutex mutex_;
     BlockDrives drives_ ZQM_GUARDED_BY(mutex_);
 };

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <map>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "Platform/Linux/KernelText.h"
@@ -44,21 +42,6 @@ std::optional<Figures> readFigures(std::span<const unsigned> numbers, Read read)
         figures.push_back(*figure);
     }
     return figures;
-}
-
-/// Each processor's frequency directory: that of its policy, or its own.
-std::map<unsigned, std::string> frequencyDirectories(const RootDirectory& root, std::span<const unsigned> numbers) {
-    std::map<unsigned, std::string> directories;
-    for (const unsigned number : numbers) {
-        directories[number] = processorDirectory + "/cpu" + std::to_string(number) + "/cpufreq";
-    }
-    for (const std::string& policy : root.names(processorDirectory + "/cpufreq", "policy")) {
-        const std::string directory = processorDirectory + "/cpufreq/" + policy;
-        const std::string related = root.text(directory + "/related_cpus").value_or("");
-        std::string_view rest = related;
-        while (const auto number = takeCount(rest)) directories[static_cast<unsigned>(*number)] = directory;
-    }
-    return directories;
 }
 
 std::optional<std::vector<ProcessorKind>> kindsByHybridLists(const RootDirectory& root,
@@ -110,6 +93,20 @@ std::vector<ProcessorKind> readProcessorKinds(const RootDirectory& root, std::sp
     if (auto kinds = kindsByCapacity(root, numbers)) return *kinds;
     if (auto kinds = kindsByFrequency(root, numbers)) return *kinds;
     return std::vector<ProcessorKind>(numbers.size(), ProcessorKind::performance);
+}
+
+std::map<unsigned, std::string> frequencyDirectories(const RootDirectory& root, std::span<const unsigned> numbers) {
+    std::map<unsigned, std::string> directories;
+    for (const unsigned number : numbers) {
+        directories[number] = processorDirectory + "/cpu" + std::to_string(number) + "/cpufreq";
+    }
+    for (const std::string& policy : root.names(processorDirectory + "/cpufreq", "policy")) {
+        const std::string directory = processorDirectory + "/cpufreq/" + policy;
+        const std::string related = root.text(directory + "/related_cpus").value_or("");
+        std::string_view rest = related;
+        while (const auto number = takeCount(rest)) directories[static_cast<unsigned>(*number)] = directory;
+    }
+    return directories;
 }
 
 }  // namespace zqm

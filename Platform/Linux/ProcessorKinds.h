@@ -1,6 +1,8 @@
 #pragma once
 
+#include <map>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "Platform/Linux/RootDirectory.h"
@@ -16,5 +18,8 @@ constexpr unsigned processorNumberLimit = 8192;  // the largest number of proces
 /// does not clearly have more than one kind. The sources, best first: the lists of a hybrid machine, the scheduler's
 /// capacities, the frequencies.
 std::vector<ProcessorKind> readProcessorKinds(const RootDirectory& root, std::span<const unsigned> numbers);
+
+/// The directory of each processor's frequency files, which need not exist: that of its policy, or its own.
+std::map<unsigned, std::string> frequencyDirectories(const RootDirectory& root, std::span<const unsigned> numbers);
 
 }  // namespace zqm
