@@ -10,6 +10,7 @@ class IOReport;
 class NetworkInterfaces;
 class PowerSources;
 class Registry;
+class SourceReport;
 class Sysctl;
 class TemperatureSensors;
 
@@ -25,6 +26,7 @@ public:
     virtual IOReport& ioReport() = 0;
     virtual PowerSources& powerSources() = 0;
     virtual TemperatureSensors& temperatureSensors() = 0;
+    virtual SourceReport& sourceReport() = 0;
 };
 
 /// The machine that the program runs on; the backend that is linked in supplies it. `root` takes the place of "/" where

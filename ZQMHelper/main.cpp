@@ -9,6 +9,7 @@
 #include "Platform/Posix/PosixProcess.h"
 #include "Platform/Posix/PosixServices.h"
 #include "ZQMHelper/HelperAppDelegate.h"
+#include "ZQMHelper/SourcesReport.h"
 
 namespace zqm {
 namespace {
@@ -19,6 +20,7 @@ struct Options {
     std::uint16_t port = 18932;
     std::filesystem::path root = "/";
     std::filesystem::path machine;
+    bool sources = false;
 };
 
 /// One line on standard error, whatever the message holds.
@@ -39,12 +41,17 @@ void declare(CLI::App& app, Options& options) {
     app.add_option("--machine", options.machine, "Run on the machine that FILE describes")
         ->option_text("FILE")
         ->excludes(root);
+    app.add_flag("--sources", options.sources, "Print where each figure comes from and what it is now, and exit");
 }
 
-int serve(PosixServices& process, Machine& machine, std::uint16_t port) {
+int runOn(Machine& machine, PosixServices& process, const Options& options) {
     Platform platform = process.platformOn(machine);
     const ScopedPlatform current(platform);
-    HelperAppDelegate delegate(port, platform);
+    if (options.sources) {
+        const bool isPrinted = std::fputs(sourcesReport(machine.sourceReport(), platform).c_str(), stdout) >= 0;
+        return isPrinted && std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
+    HelperAppDelegate delegate(options.port, platform);
     if (!delegate.applicationDidFinishLaunching()) return EXIT_FAILURE;
     platform.mainLoop.run();
     return EXIT_SUCCESS;
@@ -64,10 +71,10 @@ int run(int argc, char** argv) {
     ignoreBrokenPipes();
     raiseDescriptorLimit();
     PosixServices process;
-    if (options.machine.empty()) return serve(process, *makeNativeMachine(options.root), options.port);
+    if (options.machine.empty()) return runOn(*makeNativeMachine(options.root), process, options);
     auto loaded = DescribedMachine::load(options.machine, process.clock);
     if (const auto* fault = std::get_if<MachineFault>(&loaded)) return complain(fault->message);
-    return serve(process, *std::get<std::unique_ptr<DescribedMachine>>(loaded), options.port);
+    return runOn(*std::get<std::unique_ptr<DescribedMachine>>(loaded), process, options);
 }
 
 }  // namespace

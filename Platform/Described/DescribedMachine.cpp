@@ -6,6 +6,7 @@
 #include "Platform/Described/DescribedIOReport.h"
 #include "Platform/Described/DescribedRegistry.h"
 #include "Platform/Described/DescribedServices.h"
+#include "Platform/Described/DescribedSources.h"
 #include "Platform/Described/MachineFormat.h"
 #include "Platform/Described/Reading.h"
 
@@ -23,6 +24,7 @@ struct DescribedMachine::Parts {
     DescribedIOReport ioReport{model};
     DescribedPowerSources powerSources{model};
     DescribedTemperatureSensors temperatureSensors{model};
+    DescribedSources sources{model};
 };
 
 DescribedMachine::DescribedMachine(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
@@ -66,6 +68,9 @@ PowerSources& DescribedMachine::powerSources() {
 }
 TemperatureSensors& DescribedMachine::temperatureSensors() {
     return parts_->temperatureSensors;
+}
+SourceReport& DescribedMachine::sourceReport() {
+    return parts_->sources;
 }
 
 std::size_t DescribedMachine::liveHandles() const {

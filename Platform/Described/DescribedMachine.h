@@ -33,8 +33,8 @@ public:
     IOReport& ioReport() override;
     PowerSources& powerSources() override;
     TemperatureSensors& temperatureSensors() override;
-    /// Registry entries, connections to drivers, sensors, samples and dictionaries of channels that were handed out and
-    /// not yet given back. Any thread.
+    SourceReport& sourceReport() override;
+    /// Registry entries that were handed out and not yet given back. Any thread.
     std::size_t liveHandles() const;
 
 private:

@@ -7,6 +7,7 @@
 #include "Platform/Linux/LinuxNetworkInterfaces.h"
 #include "Platform/Linux/LinuxPowerSources.h"
 #include "Platform/Linux/LinuxRegistry.h"
+#include "Platform/Linux/LinuxSources.h"
 #include "Platform/Linux/LinuxSysctl.h"
 #include "Platform/Linux/LinuxTemperatureSensors.h"
 #include "Platform/Machine.h"
@@ -30,6 +31,7 @@ public:
     IOReport& ioReport() override { return ioReport_; }
     PowerSources& powerSources() override { return powerSources_; }
     TemperatureSensors& temperatureSensors() override { return temperatureSensors_; }
+    SourceReport& sourceReport() override { return sources_; }
 
 private:
     PosixClock systemClock_;
@@ -45,10 +47,11 @@ private:
     LinuxHostStatistics hostStatistics_{root_, processors_, memory_};
     LinuxSysctl sysctl_{root_, processors_, memory_};
     LinuxNetworkInterfaces networkInterfaces_{root_};
-    LinuxRegistry registry_{{root_, processors_, frequencies_, cards_, batteries_, controller_}};
-    LinuxIOReport ioReport_{frequencies_, cards_, energy_};
-    LinuxPowerSources powerSources_{batteries_};
-    LinuxTemperatureSensors temperatureSensors_{root_, clock_, cards_};
+    LinuxRegistry registry_{root_, processors_};
+    LinuxIOReport ioReport_;
+    LinuxPowerSources powerSources_;
+    LinuxTemperatureSensors temperatureSensors_;
+    LinuxSources sources_{root_};
 };
 
 }  // namespace zqm
