@@ -34,9 +34,9 @@ constexpr std::pair<MetricFamily, std::string_view> places[]{
     {displayPower, "/registry/AppleSMC"},
     {cpuTemperature, "/temperatureSensors"},
     {gpuTemperature, "/temperatureSensors"},
-    {battery, "/powerSources"},
+    {battery, "/powerSources/sources"},
     {battery, "/registry/AppleSmartBattery"},
-    {adapter, "/powerSources"},
+    {adapter, "/powerSources/adapter"},
 };
 
 }  // namespace
