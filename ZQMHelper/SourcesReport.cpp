@@ -142,8 +142,8 @@ std::string coreFrequencies(const Readings& now) {
     if (cores.empty()) return "";
     const auto [least, most] = std::minmax_element(
         cores.begin(), cores.end(), [](const auto& left, const auto& right) { return left.second < right.second; });
-    return std::to_string(cores.size()) + " cores, " + fixed(least->second, 0) + " to " + fixed(most->second, 0) +
-           " MHz";
+    return std::to_string(cores.size()) + (cores.size() == 1 ? " core, " : " cores, ") + fixed(least->second, 0) +
+           " to " + fixed(most->second, 0) + " MHz";
 }
 
 std::string gpuFrequency(const Readings& now) {
