@@ -35,7 +35,7 @@ TEST(Sources, NameTheFileThatIsReadOrSayWhyNone) {
     tree.write("sys/class/thermal/thermal_zone4/type", "x86_pkg_temp\n");
     tree.write("sys/class/thermal/thermal_zone4/temp", "51000\n");
     tree.write("sys/class/power_supply/hid-00:1f:20:aa:bb:cc-battery/type", "Battery\n");  // a mouse's
-    tree.write("sys/class/power_supply/hid-00:1f:20:aa:bb:cc-battery/status", "Discharging\n");
+    tree.write("sys/class/power_supply/hid-00:1f:20:aa:bb:cc-battery/uevent", "POWER_SUPPLY_STATUS=Discharging\n");
     tree.write("sys/class/power_supply/hid-00:1f:20:aa:bb:cc-battery/scope", "Device\n");
     const RootDirectory root(tree.root());
     LinuxSources sources(root);
@@ -55,7 +55,7 @@ TEST(Sources, NameTheFileThatIsReadOrSayWhyNone) {
              {systemPower, "/sys/class/powercap/intel-rapl:0/energy_uj"},
              {anePower, ": not measured on Linux"},
              {cpuTemperature, "/sys/class/thermal/thermal_zone4/temp"},
-             {battery, "/sys/class/power_supply/*/status (Battery): no such file"},
+             {battery, "/sys/class/power_supply/*/uevent (Battery): no such file"},
          }) {
         EXPECT_EQ(describe(sources, family), described);
     }

@@ -34,7 +34,8 @@ public:
     PowerSources& powerSources() override;
     TemperatureSensors& temperatureSensors() override;
     SourceReport& sourceReport() override;
-    /// Registry entries that were handed out and not yet given back. Any thread.
+    /// Registry entries, connections to drivers, sensors, samples and dictionaries of channels that were handed out and
+    /// not yet given back. Any thread.
     std::size_t liveHandles() const;
 
 private:

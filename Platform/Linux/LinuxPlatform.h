@@ -47,10 +47,10 @@ private:
     LinuxHostStatistics hostStatistics_{root_, processors_, memory_};
     LinuxSysctl sysctl_{root_, processors_, memory_};
     LinuxNetworkInterfaces networkInterfaces_{root_};
-    LinuxRegistry registry_{root_, processors_};
-    LinuxIOReport ioReport_;
-    LinuxPowerSources powerSources_;
-    LinuxTemperatureSensors temperatureSensors_;
+    LinuxRegistry registry_{{root_, processors_, frequencies_, cards_, batteries_, controller_}};
+    LinuxIOReport ioReport_{frequencies_, cards_, energy_};
+    LinuxPowerSources powerSources_{batteries_};
+    LinuxTemperatureSensors temperatureSensors_{root_, clock_, cards_};
     LinuxSources sources_{root_};
 };
 

@@ -25,10 +25,12 @@ struct Candidate {
     std::string_view file = {};
 };
 
-constexpr std::string_view processorChips = "coretemp k10temp zenpower cpu_thermal cpu-thermal soc_thermal";
-constexpr std::string_view processorZones = "x86_pkg_temp cpu soc acpitz";
+constexpr std::string_view processorChips = "coretemp k10temp zenpower k8temp via_cputemp";
+constexpr std::string_view processorZones = "x86_pkg_temp cpu big mid little soc bcm2835_thermal";
 constexpr std::string_view graphicsChips = "amdgpu radeon nouveau i915 xe";
-constexpr std::string_view graphicsZones = "gpu";
+constexpr std::string_view graphicsZones = "gpu g3d";
+constexpr std::string_view nvidiaCards =
+    "/sys/bus/pci/drivers/nvidia/*/power/runtime_status";  // of the library's cards
 
 /// Per family the best first.
 constexpr Candidate candidates[]{
@@ -43,31 +45,33 @@ constexpr Candidate candidates[]{
     {network, "/proc/net/dev"},
     {disk, "/proc/diskstats"},
     {gpuUtilization, "/sys/class/drm/card*/device/gpu_busy_percent"},
-    {gpuUtilization, "/proc/driver/nvidia/version"},
+    {gpuUtilization, "/sys/class/drm/card*/gt/gt*/rc6_residency_ms"},
+    {gpuUtilization, "/sys/class/drm/card*/power/rc6_residency_ms"},
+    {gpuUtilization, "/sys/class/drm/card*/device/tile*/gt*/gtidle/idle_residency_ms"},
+    {gpuUtilization, nvidiaCards},
     {gpuFrequency, "/sys/class/drm/card*/device/hwmon/hwmon*/freq1_input"},
+    {gpuFrequency, "/sys/class/drm/card*/device/pp_dpm_sclk"},
+    {gpuFrequency, "/sys/class/drm/card*/gt/gt*/rps_act_freq_mhz"},
     {gpuFrequency, "/sys/class/drm/card*/gt_act_freq_mhz"},
     {gpuFrequency, "/sys/class/drm/card*/device/tile*/gt*/freq0/act_freq"},
-    {gpuFrequency, "/proc/driver/nvidia/version"},
+    {gpuFrequency, nvidiaCards},
     {cpuFrequency, "/sys/devices/system/cpu/cpufreq/policy*/stats/time_in_state"},
     {cpuFrequency, "/sys/devices/system/cpu/cpu[0-9]*/cpufreq/scaling_cur_freq"},
     {cpuFrequency, "/proc/cpuinfo"},
     {coreFrequency, "/sys/devices/system/cpu/cpu[0-9]*/cpufreq/scaling_cur_freq"},
     {coreFrequency, "/proc/cpuinfo"},
-    {cpuPower, "/sys/class/powercap/*/name", "package", "energy_uj"},
-    {gpuPower, "/sys/class/powercap/*/name", "uncore", "energy_uj"},
-    {gpuPower, "/sys/class/drm/card*/device/hwmon/hwmon*/power1_average"},
-    {gpuPower, "/proc/driver/nvidia/version"},
-    {dramPower, "/sys/class/powercap/*/name", "dram", "energy_uj"},
-    {systemPower, "/sys/class/powercap/*/name", "psys", "energy_uj"},
-    {systemPower, "/sys/class/power_supply/*/type", "Battery", "power_now"},
-    {systemPower, "/sys/class/power_supply/*/type", "Battery", "current_now"},
+    {cpuPower, "/sys/class/powercap/intel-rapl:*/name", "package", "energy_uj"},
+    {gpuPower, "/sys/class/powercap/intel-rapl:*/name", "uncore", "energy_uj"},
+    {dramPower, "/sys/class/powercap/intel-rapl:*/name", "dram", "energy_uj"},
+    {systemPower, "/sys/class/powercap/intel-rapl:*/name", "psys", "energy_uj"},
+    {systemPower, "/sys/class/power_supply/*/type", "Battery", "uevent"},
     {cpuTemperature, "/sys/class/hwmon/hwmon*/name", processorChips, "temp1_input"},
     {cpuTemperature, "/sys/class/thermal/thermal_zone*/type", processorZones, "temp"},
     {gpuTemperature, "/sys/class/hwmon/hwmon*/name", graphicsChips, "temp1_input"},
     {gpuTemperature, "/sys/class/thermal/thermal_zone*/type", graphicsZones, "temp"},
-    {gpuTemperature, "/proc/driver/nvidia/version"},
-    {battery, "/sys/class/power_supply/*/type", "Battery", "status"},
-    {adapter, "/sys/class/power_supply/*/type", "Mains USB", "online"},
+    {gpuTemperature, nvidiaCards},
+    {battery, "/sys/class/power_supply/*/type", "Battery", "uevent"},
+    {adapter, "/sys/class/power_supply/*/type", "Mains USB", "uevent"},
 };
 
 /// What helps a person who finds nothing.
