@@ -325,25 +325,5 @@ TEST_F(DescribedMachineTest, CountsTheHandlesThatAreOut) {
     EXPECT_EQ(machine.liveHandles(), 0u);
 }
 
-/// Every machine that is shipped loads and has what the helper asks of an Apple computer.
-TEST_F(DescribedMachineTest, ShippedMachinesLoad) {
-    for (const auto& file : std::filesystem::directory_iterator(ZQM_MACHINES)) {
-        auto result = DescribedMachine::load(file.path(), clock_);
-        ASSERT_FALSE(std::get_if<MachineFault>(&result)) << std::get<MachineFault>(result).message;
-        auto& machine = *std::get<std::unique_ptr<DescribedMachine>>(result);
-        const auto before = machine.hostStatistics().processorTicks();
-        clock_.advance(Seconds(1));
-        const auto after = machine.hostStatistics().processorTicks();
-        ASSERT_TRUE(before && after && !before->empty()) << file;
-        EXPECT_GT((*after)[0].idle, (*before)[0].idle);
-        const auto root = machine.registry().services("AppleARMPE");
-        EXPECT_EQ((*root)[0]->children()->size(), before->size());
-        const auto drives = machine.registry().services("IOBlockStorageDriver");
-        const auto statistics = (*drives)[0]->property("Statistics");
-        EXPECT_TRUE(statistics && asDictionary(&*statistics)) << file;
-        EXPECT_TRUE(sysctlValue<std::uint64_t>(machine.sysctl(), "hw.memsize"));
-    }
-}
-
 }  // namespace
 }  // namespace zqm
