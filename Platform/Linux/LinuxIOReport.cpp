@@ -9,7 +9,7 @@
 namespace zqm {
 namespace {
 
-constexpr std::int64_t wholeTime = std::int64_t{1} << 40;  // residency of a sample; fine enough for exact means
+constexpr std::int64_t wholeTime = std::int64_t{1} << 50;  // residency of a sample; fine enough for exact means
 
 enum Group : std::size_t { clusterStates, coreStates, graphicsStates, energyModel, groupCount };
 using Groups = std::bitset<groupCount>;
@@ -106,9 +106,12 @@ std::unique_ptr<ReportChannels> LinuxIOReport::copyChannelsInGroup(std::string_v
     // Without a clock to show, nobody needs to wait for residencies. The energy group stands even when it is empty:
     // with it readers go on to the power of the whole machine, which has other sources.
     using enum ProcessorKind;
-    const auto isUnknown = [this](ProcessorKind kind) { return processors_.steps(kind).empty(); };
-    if (isUnknown(performance) && isUnknown(efficiency)) groups[clusterStates] = groups[coreStates] = false;
-    if (groups[graphicsStates] && cards_.steps().empty()) groups[graphicsStates] = false;
+    const auto isKnown = [this](ProcessorKind kind) { return !processors_.steps(kind).empty(); };
+    const bool hasGraphics = !cards_.steps().empty();
+    if (!hasGraphics) groups[graphicsStates] = false;
+    // Readers ask for the cards' clocks only together with the processors'.
+    if (!isKnown(performance) && !isKnown(efficiency) && !hasGraphics)
+        groups[clusterStates] = groups[coreStates] = false;
     return groups.any() ? std::make_unique<Channels>(groups) : nullptr;
 }
 

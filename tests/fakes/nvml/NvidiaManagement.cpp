@@ -1,0 +1,38 @@
+// Stands in for NVIDIA's management library, with one card.
+
+#include <cstring>
+
+namespace {
+int theCard;
+int tell(void* card, unsigned value, unsigned* result) {
+    if (card != &theCard) return 2;
+    *result = value;
+    return 0;
+}
+}  // namespace
+
+extern "C" {
+int nvmlInit_v2() {
+    return 0;
+}
+int nvmlShutdown() {
+    return 0;
+}
+int nvmlDeviceGetHandleByPciBusId_v2(const char* address, void** card) {
+    *card = &theCard;
+    return std::strcmp(address, "0000:01:00.0") == 0 ? 0 : 6;
+}
+int nvmlDeviceGetUtilizationRates(void* card, unsigned* gpuAndMemory) {
+    gpuAndMemory[1] = 7;
+    return tell(card, 40, gpuAndMemory);
+}
+int nvmlDeviceGetClockInfo(void* card, int type, unsigned* megahertz) {
+    return tell(card, type == 0 ? 1500 : 9000, megahertz);
+}
+int nvmlDeviceGetMaxClockInfo(void* card, int type, unsigned* megahertz) {
+    return tell(card, type == 0 ? 1980 : 9500, megahertz);
+}
+int nvmlDeviceGetTemperature(void* card, int sensor, unsigned* celsius) {
+    return tell(card, sensor == 0 ? 61 : 99, celsius);
+}
+}
