@@ -170,13 +170,14 @@ TEST(LinuxBattery, AdaptersDecideWhereThePowerComesFrom) {
     }
 }
 
-TEST(LinuxBattery, SingleFilesServeWithoutTheSummary) {
+TEST(LinuxBattery, SingleFilesComeBeforeTheSummary) {
     TreeMachine machine;
     machine.write(supplies + "BAT0", {{"type", "Battery"},
                                       {"status", "Discharging"},
                                       {"energy_now", "30000000"},
                                       {"energy_full", "60000000"},
-                                      {"power_now", "10000000"}});
+                                      {"power_now", "10000000"},
+                                      {"uevent", "POWER_SUPPLY_STATUS=Full\nPOWER_SUPPLY_ENERGY_NOW=1"}});
     const BatteryMetrics battery = BatteryReader(machine.platform).sample();
     EXPECT_DOUBLE_EQ(battery.level, 0.5);
     EXPECT_EQ(battery.timeRemainingMinutes, 180);

@@ -15,7 +15,7 @@ namespace {
 const std::string supplyDirectory = "/sys/class/power_supply";
 constexpr std::string_view keyPrefix = "POWER_SUPPLY_";
 
-/// The files that say the same as "uevent", for kernels and recordings that have no such file.
+/// The files of a supply that are read, where it has them.
 constexpr std::array fileNames{"status",
                                "present",
                                "online",
@@ -39,6 +39,13 @@ constexpr double mostVolts = 1000;
 constexpr double mostAmperes = 1000;
 constexpr double mostWatts = 10'000;
 constexpr double mostWattHours = 100'000;
+
+/// What "uevent" calls the value of a file: "POWER_SUPPLY_ENERGY_NOW".
+std::string propertyName(std::string_view file) {
+    std::string name(keyPrefix);
+    for (const char c : file) name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return name;
+}
 
 class Properties {
 public:
@@ -196,9 +203,13 @@ void Batteries::discover() {
         const std::string directory = supplyDirectory + "/" + name;
         const std::string type = root_.text(directory + "/type").value_or("");
         if (type.empty() || type == "UPS" || root_.text(directory + "/scope") == "Device") continue;
-        supplies_.push_back({.isBattery = type == "Battery",
-                             .properties = KernelFile(root_.path(directory + "/uevent")),
-                             .directory = directory});
+        Supply supply{
+            .isBattery = type == "Battery", .files = {}, .summary = KernelFile(root_.path(directory + "/uevent"))};
+        for (const std::string_view file : fileNames) {
+            const std::string path = directory + "/" + std::string(file);
+            if (root_.exists(path)) supply.files.emplace_back(propertyName(file), KernelFile(root_.path(path)));
+        }
+        supplies_.push_back(std::move(supply));
     }
 }
 
@@ -232,19 +243,12 @@ PowerSupply Batteries::readAll() {
 }
 
 std::string Batteries::propertiesOf(Supply& supply) {
-    std::string text(supply.properties.read().value_or(""));
-    for (const char* sign : {"_STATUS=", "_CAPACITY=", "_ONLINE=", "_PRESENT="}) {
-        if (text.find(sign) != std::string::npos) return text;
+    std::string text;
+    for (auto& [name, file] : supply.files) {
+        const std::string_view value = file.read().value_or("");
+        if (value.ends_with('\n')) text += name + "=" + std::string(value);
     }
-    text.clear();
-    for (const std::string_view name : fileNames) {
-        const auto value = root_.text(supply.directory + "/" + std::string(name));
-        if (!value) continue;
-        text += keyPrefix;
-        for (const char c : name) text += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        text += "=" + *value + "\n";
-    }
-    return text;
+    return text.empty() ? std::string(supply.summary.read().value_or("")) : text;
 }
 
 }  // namespace zqm

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Platform/Clock.h"
@@ -55,12 +56,12 @@ public:
 private:
     struct Supply {
         bool isBattery = false;
-        KernelFile properties;
-        std::string directory;
+        std::vector<std::pair<std::string, KernelFile>> files;  // by property
+        KernelFile summary;                                     // "uevent", where there are no such files
     };
     void discover() ZQM_REQUIRES(mutex_);
     PowerSupply readAll() ZQM_REQUIRES(mutex_);
-    std::string propertiesOf(Supply& supply) ZQM_REQUIRES(mutex_);
+    static std::string propertiesOf(Supply& supply);
 
     const RootDirectory& root_;
     Clock& clock_;

@@ -133,18 +133,19 @@ void GraphicsCards::settleSteps() {
 }
 
 void GraphicsCards::addSteps(const std::string& card) {
-    auto add = [&](std::optional<std::uint64_t> megahertz) {
-        if (!plausible(megahertz) || *megahertz == 0) return;
-        steps_.push_back(static_cast<std::uint32_t>(*megahertz) * kilohertzPerMegahertz);
-    };
+    std::vector<std::optional<std::uint64_t>> found;  // MHz
     const std::string levels = root_.text(card + "/device/pp_dpm_sclk").value_or("");
     std::string_view rest = levels;
     while (!rest.empty()) {
-        if (const auto level = parseLevel(takeUntil(rest, '\n'))) add(level->megahertz);
+        if (const auto level = parseLevel(takeUntil(rest, '\n'))) found.emplace_back(level->megahertz);
     }
     for (const char* limit : {"/gt_RPn_freq_mhz", "/gt_RP0_freq_mhz", "/device/tile0/gt0/freq0/rpn_freq",
                               "/device/tile0/gt0/freq0/rp0_freq"}) {
-        add(root_.number(card + limit));
+        found.push_back(root_.number(card + limit));
+    }
+    for (const auto& megahertz : found) {
+        if (!plausible(megahertz) || *megahertz == 0) continue;
+        steps_.push_back(static_cast<std::uint32_t>(*megahertz) * kilohertzPerMegahertz);
     }
 }
 
