@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <ostream>
 #include <sstream>
 
 #include "ZQMHelper/Shared/MonitorEngine.h"
@@ -67,6 +68,7 @@ struct Case {
         std::replace(name.begin(), name.end(), '-', '_');
         return name;
     }
+    friend void PrintTo(const Case& printed, std::ostream* out) { *out << printed.path.filename(); }
 };
 
 std::vector<Case> casesIn(const fs::path& folder) {
