@@ -28,7 +28,8 @@ public:
     virtual std::optional<TaskPower> power() const = 0;  // nullopt when the query fails
 };
 
-/// Counters of single processes. Callable from any thread; keeps no state between calls.
+/// Counters of single processes. Called from one thread at a time, the one that reads the ProcessTable where there is
+/// one: an implementation may answer from its latest reading.
 class TaskCounters {
 public:
     virtual ~TaskCounters() = default;

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "Platform/Linux/RootDirectory.h"
+
+namespace zqm {
+
+/// The inode numbers of the TCP and UDP sockets in this process's network namespace. One thread at a time.
+class LinuxSocketInodes {
+public:
+    explicit LinuxSocketInodes(const RootDirectory& root) : root_(root), asksKernel_(root.path("").empty()) {}
+
+    /// Takes all of them anew: on this machine from the kernel's socket dumps, where those are refused and below
+    /// another root from /proc/net. False when neither can be read.
+    bool read();
+    bool contains(std::uint64_t inode) const;
+    bool empty() const { return inodes_.empty(); }
+
+private:
+    bool readDumps();
+    bool readTables();
+
+    const RootDirectory& root_;
+    bool asksKernel_;
+    std::vector<std::uint64_t> inodes_;  // ascending after a successful read
+};
+
+}  // namespace zqm

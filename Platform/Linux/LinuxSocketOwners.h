@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "Platform/Clock.h"
+#include "Platform/Linux/LinuxProcessFiles.h"
+#include "Platform/Linux/LinuxProcesses.h"
+#include "Platform/Linux/LinuxSocketInodes.h"
+#include "Platform/Linux/RootDirectory.h"
+#include "Platform/ProcessTable.h"
+
+namespace zqm {
+
+/// Counts the descriptors of internet sockets that processes hold.
+///
+/// A call looks at descriptors for at most 20 ms. What does not fit is looked at by the next calls, process after
+/// process around the table and within one with very many descriptors too; until then a process keeps its last count.
+/// Processes whose descriptors may not be listed are asked once in their life. One thread at a time.
+class LinuxSocketOwners {
+public:
+    LinuxSocketOwners(const RootDirectory& root, Clock& clock) : root_(root), clock_(clock), inodes_(root) {}
+
+    /// Brings the counts of `processes` (ascending by pid) forward and gives the processes that hold sockets, in the
+    /// same order; nullopt when the sockets cannot be listed.
+    std::optional<std::vector<SocketOwner>> update(std::vector<LinuxProcess>& processes);
+
+private:
+    /// The process whose descriptors are being looked at, over several calls where needed.
+    struct Visit {
+        std::int32_t pid = 0;
+        std::uint64_t startTime = 0;
+        std::uint64_t sockets = 0;
+        DirectoryStream descriptors;
+    };
+    void visitAll(std::vector<LinuxProcess>& processes);
+    bool visit(LinuxProcess& process, int directory, MonotonicTime deadline);
+    bool begin(LinuxProcess& process, int directory);
+
+    const RootDirectory& root_;
+    Clock& clock_;
+    LinuxSocketInodes inodes_;
+    Visit visit_;            // no directory: none is under way
+    std::int32_t next_ = 0;  // the pid to go on from
+};
+
+}  // namespace zqm
