@@ -1,5 +1,6 @@
 #include "Platform/Linux/LinuxProcesses.h"
 
+#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -29,8 +30,11 @@ bool isBefore(const LinuxProcess& process, std::int32_t pid) {
 
 std::optional<ProcessStat> parseProcessStat(std::string_view text) {
     const std::size_t open = text.find('(');
-    const std::size_t close = text.rfind(')');
-    if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
+    // Faster than rfind; the figures behind the name are most of the text.
+    const void* const last = text.empty() ? nullptr : ::memrchr(text.data(), ')', text.size());
+    if (open == std::string_view::npos || !last) return std::nullopt;
+    const auto close = static_cast<std::size_t>(static_cast<const char*>(last) - text.data());
+    if (close < open) return std::nullopt;
     std::string_view rest = text.substr(close + 1);
     skipFields(rest, 11);  // state … cmajflt
     const auto user = takeCount(rest);

@@ -88,6 +88,16 @@ bool takeDump(int socket, std::vector<char>& buffer, Inodes& inodes) {
     return state == Dump::complete;
 }
 
+bool readDumps(int socket, Inodes& inodes) {
+    std::vector<char> buffer(bufferSize);
+    for (const std::uint8_t protocol : {IPPROTO_TCP, IPPROTO_UDP}) {
+        for (const std::uint8_t family : {AF_INET, AF_INET6}) {
+            if (!requestDump(socket, family, protocol) || !takeDump(socket, buffer, inodes)) return false;
+        }
+    }
+    return true;
+}
+
 /// Reads a table of /proc/net piece by piece: with 100,000 sockets it has 15 MB.
 bool takeTable(int file, std::vector<char>& buffer, Inodes& inodes) {
     std::size_t kept = 0;  // the beginning of a line whose end is to come
@@ -112,9 +122,11 @@ bool takeTable(int file, std::vector<char>& buffer, Inodes& inodes) {
 
 bool LinuxSocketInodes::read() {
     inodes_.clear();
-    if (asksKernel_ && !readDumps()) {
-        asksKernel_ = false;
-        inodes_.clear();
+    if (asksKernel_) {
+        const Descriptor socket = openDumps();
+        if (!socket && (errno == EMFILE || errno == ENFILE)) return false;  // will pass; the tables need one as well
+        asksKernel_ = socket && readDumps(socket.get(), inodes_);
+        if (!asksKernel_) inodes_.clear();
     }
     if (!asksKernel_ && !readTables()) return false;
     std::sort(inodes_.begin(), inodes_.end());
@@ -123,19 +135,6 @@ bool LinuxSocketInodes::read() {
 
 bool LinuxSocketInodes::contains(std::uint64_t inode) const {
     return std::binary_search(inodes_.begin(), inodes_.end(), inode);
-}
-
-bool LinuxSocketInodes::readDumps() {
-    const Descriptor socket = openDumps();
-    if (!socket) return false;
-    std::vector<char> buffer(bufferSize);
-    for (const std::uint8_t protocol : {IPPROTO_TCP, IPPROTO_UDP}) {
-        for (const std::uint8_t family : {AF_INET, AF_INET6}) {
-            if (!requestDump(socket.get(), family, protocol)) return false;
-            if (!takeDump(socket.get(), buffer, inodes_)) return false;
-        }
-    }
-    return true;
 }
 
 /// A table that does not exist (IPv6 switched off) has no sockets; without any the read has failed.

@@ -17,10 +17,8 @@ public:
     /// another root from /proc/net. False when neither can be read.
     bool read();
     bool contains(std::uint64_t inode) const;
-    bool empty() const { return inodes_.empty(); }
 
 private:
-    bool readDumps();
     bool readTables();
 
     const RootDirectory& root_;

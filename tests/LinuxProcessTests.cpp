@@ -1,0 +1,284 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "Platform/Linux/LinuxProcessFiles.h"
+#include "Platform/Linux/LinuxProcessTable.h"
+#include "Platform/Linux/LinuxTaskCounters.h"
+#include "Platform/Posix/PosixClock.h"
+#include "tests/fakes/TemporaryTree.h"
+#include "tests/fakes/VirtualClock.h"
+
+namespace zqm {
+namespace {
+
+using testing::DoubleEq;
+using testing::ElementsAre;
+using testing::Field;
+using testing::IsEmpty;
+using testing::Optional;
+using testing::SizeIs;
+
+struct Stat {
+    std::string name = "a";
+    std::uint64_t user = 0, system = 0, start = 0, pages = 0;  // ticks of 10 ms
+};
+
+std::string statText(int pid, const Stat& stat) {
+    return std::to_string(pid) + " (" + stat.name + ") S 1 2 3 0 -1 4194560 1 2 3 4 " + std::to_string(stat.user) +
+           " " + std::to_string(stat.system) + " 700 800 20 0 1 0 " + std::to_string(stat.start) + " 56274944 " +
+           std::to_string(stat.pages) + " 18446744073709551615 1 1 0 0\n";
+}
+
+/// A machine that has been up for 1000 s.
+class LinuxProcessTest : public testing::Test {
+protected:
+    LinuxProcessTest() { tree.write("proc/uptime", "1000.00 1900.00\n"); }
+
+    void write(int pid, const Stat& stat) { tree.write(file(pid, "stat"), statText(pid, stat)); }
+    void remove(int pid) { tree.remove("proc/" + std::to_string(pid)); }
+    static std::string file(int pid, std::string_view name) {
+        return std::string("proc/") + ProcessPath(pid, name).text();
+    }
+
+    std::vector<double> percents() {
+        std::vector<double> percents;
+        const auto rows = table.processes();
+        for (const ProcessRow& row : rows.value()) percents.push_back(row.cpuPercent);
+        return percents;
+    }
+
+    TemporaryTree tree;
+    VirtualClock clock;
+    RootDirectory root{tree.root()};
+    std::optional<double> millijoules;
+    LinuxProcessTable table{root, clock, [this] { return millijoules; }};
+    LinuxTaskCounters counters{root, table.known()};
+};
+
+TEST_F(LinuxProcessTest, AreReadWithTheirNamesAsTheyAre) {
+    const std::string names[] = {"vim",
+                                 "((a b ) ( c d) )",
+                                 "a) S 1 (b",
+                                 ")",
+                                 "(",
+                                 "",
+                                 "a\nb",
+                                 "\xff\xfe\x80",
+                                 "it's \"q\"",
+                                 "\\x20",
+                                 " 1 2 ",
+                                 "fifteen bytes..",
+                                 "kworker/u8:2-events_unbound"};
+    int pid = 1;
+    for (const std::string& name : names) write(pid++, {.name = name, .start = 90000, .pages = 155});
+    tree.write("proc/self/stat", statText(99, {}));
+    tree.write("proc/0123/stat", statText(123, {}));
+    tree.write("proc/99999999999/stat", statText(99, {}));
+    const auto rows = table.processes().value();
+    ASSERT_THAT(rows, SizeIs(std::size(names)));
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        EXPECT_EQ(rows[i].name, names[i]);
+        EXPECT_EQ(rows[i].pid, static_cast<int>(i) + 1);
+        EXPECT_EQ(rows[i].startTime, 90000u);
+        EXPECT_EQ(rows[i].residentBytes, 155u * static_cast<unsigned>(::sysconf(_SC_PAGESIZE)));
+    }
+}
+
+TEST_F(LinuxProcessTest, PercentsAreOfOneProcessorBetweenPasses) {
+    write(5, {.user = 1000, .system = 500, .start = 90000});  // 15 s of processor time in a life of 100 s
+    write(6, {.user = 0, .start = 100});
+    write(7, {.user = 3, .start = 99999});   // began 10 ms ago
+    write(8, {.user = 5, .start = 200000});  // begins later than now: a clock that was set
+    EXPECT_THAT(percents(), ElementsAre(DoubleEq(15), 0, DoubleEq(30), DoubleEq(50)));
+    clock.advance(Seconds(2));
+    tree.write("proc/uptime", "1002.00 1900.00\n");
+    write(5, {.user = 1100, .system = 600, .start = 90000});  // two seconds
+    write(6, {.user = 1, .start = 100});
+    write(7, {.user = 2, .start = 99999});    // fell
+    write(8, {.user = 20, .start = 100100});  // another process: 200 ms since it began a second ago
+    EXPECT_THAT(percents(), ElementsAre(DoubleEq(100), DoubleEq(0.5), 0, DoubleEq(10)));
+    clock.advance(Seconds(0));
+    write(5, {.user = 1101, .system = 600, .start = 90000});
+    EXPECT_THAT(percents(), ElementsAre(DoubleEq(10), 0, 0, 0)) << "over no shorter time than 0.1 s";
+    tree.remove("proc/uptime");
+    clock.advance(Seconds(1));
+    remove(6);
+    write(9, {.user = 100, .start = 100150});
+    write(5, {.user = 1111, .system = 600, .start = 90000});
+    EXPECT_THAT(percents(), ElementsAre(DoubleEq(10), 0, 0, 0)) << "age unknown";
+    tree.remove("proc");
+    EXPECT_EQ(table.processes(), std::nullopt);
+}
+
+TEST_F(LinuxProcessTest, LeavesOutWhatIsMalformedOrGone) {
+    const std::string whole = statText(26231, {.name = "a (b)", .user = 1, .system = 2, .start = 3, .pages = 4});
+    const std::size_t needed = whole.find(" 4 18446") + 3;
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        EXPECT_EQ(parseProcessStat(whole.substr(0, size)).has_value(), size >= needed) << size;
+    }
+    for (const char* text : {") 1 (", "1 (a) S 1 1 1 1 1 1 1 1 1 1 -1 2 3 4 5 6 7 8 9 10 11 12\n",
+                             "1 (a) S 1 1 1 1 1 1 1 1 1 1 99999999999999999999 2 3 4 5 6 7 8 9 10 11 12\n"}) {
+        EXPECT_FALSE(parseProcessStat(text)) << text;
+    }
+    tree.write("proc/1/status", "Name: a\n");
+    tree.write("proc/2/stat", "");
+    tree.write("proc/3/stat/directory", "");
+    write(4, {.user = UINT64_MAX, .system = UINT64_MAX, .start = UINT64_MAX, .pages = UINT64_MAX});
+    const auto rows = table.processes().value();
+    ASSERT_THAT(rows, ElementsAre(Field(&ProcessRow::residentBytes, UINT64_MAX)));
+    EXPECT_TRUE(std::isfinite(rows[0].cpuPercent));
+    EXPECT_NE(counters.taskName(4)->power()->userTime, 0u);
+}
+
+TEST_F(LinuxProcessTest, ThisMachineShowsThisProcess) {
+    PosixClock realClock;
+    RootDirectory realRoot("/");
+    LinuxProcessTable realTable(realRoot, realClock);
+    for (int pass = 0; pass < 2; ++pass) {
+        const auto rows = realTable.processes().value();
+        const auto own = std::find_if(rows.begin(), rows.end(), [](const auto& row) { return row.pid == ::getpid(); });
+        ASSERT_NE(own, rows.end());
+        EXPECT_EQ(realTable.fullName(*own), "zqm_tests");
+        EXPECT_GT(own->residentBytes, 100'000u);
+        EXPECT_LT(own->cpuPercent, 10'000);
+        EXPECT_TRUE(LinuxTaskCounters(realRoot, realTable.known()).disk(::getpid()));
+    }
+}
+
+TEST_F(LinuxProcessTest, ManyComeAndGo) {
+    for (int pid = 1; pid <= 300; ++pid) write(pid, {.name = std::to_string(pid), .user = 1, .start = 1});
+    ASSERT_THAT(table.processes().value(), SizeIs(300));
+    for (int pid = 1; pid <= 300; pid += 10) remove(pid);
+    write(201, {.name = "new", .user = 30, .start = 100'000});
+    write(202, {.name = "202", .user = 101, .start = 1});
+    write(301, {.name = "last", .start = 1});
+    clock.advance(Seconds(1));
+    const auto rows = table.processes().value();
+    ASSERT_THAT(rows, SizeIs(272));
+    for (const ProcessRow& row : rows) {
+        EXPECT_NEAR(row.cpuPercent, row.pid == 201 ? 30 : row.pid == 202 ? 100 : 0, 1e-9) << row.pid;
+    }
+}
+
+TEST(LinuxProcessNames, AreCompletedFromTheArguments) {
+    using namespace std::string_literals;
+    const struct {
+        std::string cut, arguments, full;
+    } cases[] = {
+        {"chromium-browse", "/usr/lib/chromium-browser/chromium-browser\0--type=a\0"s, "chromium-browser"},
+        {"chromium-browse", "/usr/lib/chromium-browser --type=zygote --dir=/tmp/chromium-browse2\0"s,
+         "chromium-browser"},
+        {"gnome-keyring-d", "gnome-keyring-daemon"s, "gnome-keyring-daemon"},
+        {"My Very Long Na", "/opt/My Very Long Name/My Very Long Name App\0-x\0"s, "My Very Long Name App"},
+        {"gunicorn: maste", "gunicorn: master [app]    \0\0\0\0"s, "gunicorn: master [app]"},
+        {"networkd-dispat", "/usr/bin/python3\0-u\0/usr/bin/networkd-dispatcher\0--run\0"s, "networkd-dispatcher"},
+        {"networkd-dispat", "/usr/bin/python3\0other\0networkd-dispatcher\0"s, "networkd-dispat"},
+        {"Web Content pro", "/usr/lib/firefox/firefox\0-contentproc\0"s, "Web Content pro"},
+        {"kernel-thread-1", "", "kernel-thread-1"},
+        {"aaaaaaaaaaaaaaa", std::string(256, 'a'), "aaaaaaaaaaaaaaa"},
+        {"exactly-fifteen", "/bin/exactly-fifteen\0"s, "exactly-fifteen"},
+        {"\xc3\xa9"
+         "aaaaaaaaaaaa\xc3",
+         "/bin/\xc3\xa9"
+         "aaaaaaaaaaaa\xc3\xa9\0"s,
+         "\xc3\xa9"
+         "aaaaaaaaaaaa\xc3\xa9"},
+    };
+    for (const auto& [cut, arguments, full] : cases) EXPECT_EQ(completeProcessName(cut, arguments), full);
+}
+
+TEST_F(LinuxProcessTest, FullNamesAreRememberedByProcess) {
+    auto name = [&](std::uint64_t startTime, const std::string& cut) {
+        return table.fullName({.pid = 7, .startTime = startTime, .name = cut});
+    };
+    EXPECT_EQ(name(1, "dbus-update-act"), "dbus-update-act");  // is gone
+    tree.write("proc/7/cmdline", "dbus-update-activation-environment");
+    EXPECT_EQ(name(1, "dbus-update-act"), "dbus-update-act");
+    EXPECT_EQ(name(2, "dbus-update-act"), "dbus-update-activation-environment");
+    tree.remove("proc/7/cmdline");
+    EXPECT_EQ(name(2, "dbus-update-act"), "dbus-update-activation-environment");
+    EXPECT_EQ(name(2, "dbus"), "dbus");
+    for (std::uint64_t start = 100; start < 400; ++start) name(start, "dbus-update-act");
+    EXPECT_EQ(name(2, "dbus-update-act"), "dbus-update-act") << "forgotten after many others";
+}
+
+TEST_F(LinuxProcessTest, TimesAndDiskBytesOfTheProcessesOfThePass) {
+    const auto nothing = std::optional<std::uint64_t>();
+    const struct {
+        std::string io;
+        std::optional<std::uint64_t> read, written;
+    } cases[] = {
+        {"rchar: 750339\nwchar: 818609\nread_bytes: 1024\nwrite_bytes: 2048\ncancelled_write_bytes: -1024\n", 1024,
+         2048},
+        {"read_bytes: 18446744073709551615\nwrite_bytes: 0\n", UINT64_MAX, 0},
+        {"read_bytes: 1024\n", nothing, nothing},
+        {"read_bytes: 1024\nwrite_bytes: 20", nothing, nothing},
+        {"read_bytes: -1\nwrite_bytes: 20\n", nothing, nothing},
+        {"", nothing, nothing},
+    };
+    write(5, {.user = 1677, .system = 44});
+    EXPECT_FALSE(counters.taskName(5)) << "before the first pass";
+    table.processes();
+    for (const auto& [io, read, written] : cases) {
+        tree.write("proc/5/io", io);
+        const auto disk = counters.disk(5);
+        EXPECT_EQ(disk ? std::optional(disk->bytesRead) : nothing, read) << io;
+        EXPECT_EQ(disk ? std::optional(disk->bytesWritten) : nothing, written) << io;
+    }
+    const auto power = counters.taskName(5)->power().value();
+    EXPECT_EQ(power.userTime, 16'770'000'000u);
+    EXPECT_EQ(power.systemTime, 440'000'000u);
+    EXPECT_FALSE(counters.taskName(6));
+    EXPECT_FALSE(counters.disk(6));
+}
+
+TEST_F(LinuxProcessTest, ARefusedDiskIsAskedOnceInALife) {
+    write(5, {.start = 1});
+    table.processes();
+    table.known().find(5)->hidesDisk = true;
+    tree.write("proc/5/io", "read_bytes: 1\nwrite_bytes: 2\n");
+    table.processes();
+    EXPECT_FALSE(counters.disk(5));
+    write(5, {.start = 2});
+    table.processes();
+    EXPECT_TRUE(counters.disk(5));
+}
+
+TEST_F(LinuxProcessTest, EnergyIsSharedByProcessorTime) {
+    auto energies = [&] {
+        clock.advance(Seconds(2));
+        table.processes();
+        std::vector<std::uint64_t> nanojoules;
+        for (const LinuxProcess& each : table.known().all()) {
+            nanojoules.push_back(counters.taskName(each.row.pid)->power()->energy);
+        }
+        return nanojoules;
+    };
+    write(1, {.user = 1000, .start = 1});
+    write(2, {.user = 3000, .start = 1});
+    EXPECT_THAT(energies(), ElementsAre(0, 0));
+    millijoules = 5000;
+    EXPECT_THAT(energies(), ElementsAre(0, 0)) << "nothing to compare with";
+    millijoules = 5400;
+    write(1, {.user = 1010, .start = 1});
+    write(2, {.user = 3020, .system = 10, .start = 1});
+    EXPECT_THAT(energies(), ElementsAre(100'000'000, 300'000'000));
+    millijoules = 5500;
+    EXPECT_THAT(energies(), ElementsAre(100'000'000, 300'000'000)) << "nobody ran";
+    millijoules = 100;  // fell
+    write(1, {.user = 1020, .start = 1});
+    EXPECT_THAT(energies(), ElementsAre(100'000'000, 300'000'000));
+    millijoules = 300;
+    write(1, {.user = 1030, .start = 1});
+    write(2, {.user = 0, .start = 99'900});  // another process
+    EXPECT_THAT(energies(), ElementsAre(300'000'000, 0));
+    millijoules.reset();
+    write(1, {.user = 1040, .start = 1});
+    EXPECT_THAT(energies(), ElementsAre(300'000'000, 0));
+}
+
+}  // namespace
+}  // namespace zqm

@@ -1,0 +1,196 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "Platform/Linux/LinuxProcessTable.h"
+#include "Platform/Posix/Descriptor.h"
+#include "Platform/Posix/PosixClock.h"
+#include "tests/fakes/TemporaryTree.h"
+
+namespace zqm {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
+using testing::Pair;
+
+constexpr std::string_view titles =
+    "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid"
+    "  timeout inode\n";
+
+std::string line(std::uint64_t inode) {
+    return "   0: 0500000A:0016 00000000:0000 0A 00000000:00000001 00:00000000 00000000     0        0 " +
+           std::to_string(inode) + " 1 ffff88003d3af3c0 100 0 0 10 0\n";
+}
+
+/// Time that passes with each look at it.
+class BusyClock final : public Clock {
+public:
+    WallTime wall() override { return {}; }
+    MonotonicTime monotonic() override { return now += perLook; }
+    ContinuousTime continuous() override { return {}; }
+    void sleep(Seconds) override {}
+
+    MonotonicTime now{};
+    Seconds perLook{0};
+};
+
+class LinuxSocketTest : public testing::Test {
+protected:
+    void addTable(const char* name, const std::vector<std::uint64_t>& inodes) {
+        std::string text(titles);
+        for (const std::uint64_t inode : inodes) text += line(inode);
+        tree.write("proc/net/" + std::string(name), text);
+    }
+    void addProcess(int pid, const std::vector<std::string>& links, int startTime = 5) {
+        const std::string directory = "proc/" + std::to_string(pid);
+        tree.write(directory + "/stat", "1 (p" + std::to_string(pid) + ") S 1 1 1 1 1 1 1 1 1 1 2 2 2 2 2 2 2 2 " +
+                                            std::to_string(startTime) + " 1 1 1\n");
+        tree.remove(directory + "/fd");
+        std::filesystem::create_directories(tree.path(directory + "/fd"));
+        for (std::size_t i = 0; i < links.size(); ++i) {
+            std::filesystem::create_symlink(links[i], tree.path(directory + "/fd/" + std::to_string(i)));
+        }
+    }
+    static std::string socket(std::uint64_t inode) { return "socket:[" + std::to_string(inode) + "]"; }
+
+    using Counts = std::vector<std::pair<int, std::uint64_t>>;
+    std::optional<Counts> counts() {
+        table.processes();
+        const auto owners = table.socketOwners();
+        if (!owners) return std::nullopt;
+        Counts result;
+        for (const SocketOwner& owner : *owners) {
+            EXPECT_EQ(owner.name, "p" + std::to_string(owner.pid));
+            result.emplace_back(owner.pid, owner.sockets);
+        }
+        return result;
+    }
+
+    TemporaryTree tree;
+    BusyClock clock;
+    RootDirectory root{tree.root()};
+    LinuxProcessTable table{root, clock};
+};
+
+TEST_F(LinuxSocketTest, EveryDescriptorOfAnInternetSocketCounts) {
+    addTable("tcp", {100, 101, 0, 0});
+    addTable("tcp6", {200});
+    addTable("udp", {300, 100});
+    addTable("udp6", {});
+    addProcess(10, {"/dev/null", socket(100), socket(100), socket(300), "pipe:[101]", "anon_inode:[eventpoll]"});
+    addProcess(11,
+               {socket(400), socket(0), "socket:[", "socket:[x]", "socket:[100", "socket:[-100]", socket(100) + "x"});
+    addProcess(12, {socket(200), "/" + std::string(200, 'x')});
+    addProcess(13, {});
+    addProcess(14, {socket(100)});
+    tree.remove("proc/14/fd");
+    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(10, 3), Pair(12, 1))));
+    addTable("tcp6", {});
+    addProcess(13, {socket(101)});
+    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(10, 3), Pair(13, 1))));
+}
+
+TEST_F(LinuxSocketTest, TablesMayBeMalformedOrMissing) {
+    addProcess(10, {socket(2740), socket(27)});
+    EXPECT_EQ(counts(), std::nullopt);
+    tree.write("proc/net/tcp", "");
+    EXPECT_THAT(counts(), Optional(IsEmpty()));
+    for (const std::string& text : {std::string(titles), std::string("   1: 00000000:0016 00000000:0000 0A\n"),
+                                    line(2740).substr(0, line(2740).find("40 1")), std::string("\n\n \n\0\n", 6)}) {
+        tree.write("proc/net/tcp", text);
+        EXPECT_THAT(counts(), Optional(IsEmpty())) << text;
+        tree.write("proc/net/tcp", text + "\n" + line(2740));
+        EXPECT_THAT(counts().value().size(), 1u) << text;
+    }
+    tree.write("proc/net/tcp", std::string(200'000, 'x'));
+    EXPECT_EQ(counts(), std::nullopt);
+    tree.remove("proc/net/tcp");
+    tree.write("proc/net/tcp/directory", "");
+    addTable("udp", {27});
+    EXPECT_EQ(counts(), std::nullopt);
+}
+
+TEST_F(LinuxSocketTest, AHundredThousandSockets) {
+    std::vector<std::uint64_t> inodes;
+    for (std::uint64_t i = 100'000; i > 0; --i) inodes.push_back(i * 10);
+    addTable("tcp", inodes);
+    std::vector<std::string> links;
+    for (const std::uint64_t inode : inodes) {
+        if (inode % 1000 == 0) links.insert(links.end(), {socket(inode), socket(inode + 1)});
+    }
+    addProcess(10, links);
+    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(10, 1000))));
+}
+
+TEST_F(LinuxSocketTest, WhatTakesTooLongIsSpreadOverCalls) {
+    addTable("tcp", {1});
+    const std::vector<std::string> five(5, socket(1));
+    for (int pid = 10; pid <= 13; ++pid) addProcess(pid, five);
+    clock.perLook = Seconds(0.003);  // seven looks a call
+    auto known = [&] {
+        std::vector<int> pids;
+        const Counts all = counts().value();
+        for (const auto& [pid, sockets] : all) {
+            EXPECT_EQ(sockets, 5u);
+            pids.push_back(pid);
+        }
+        return pids;
+    };
+    EXPECT_THAT(known(), ElementsAre(10));
+    EXPECT_THAT(known(), ElementsAre(10, 11));
+    EXPECT_THAT(known(), ElementsAre(10, 11, 12, 13)) << "begun by the call before, then a whole one";
+    addProcess(12, five, 6);  // another process: the count does not carry over
+    EXPECT_THAT(known(), ElementsAre(10, 11, 13));
+    clock.perLook = Seconds(0);
+    EXPECT_THAT(known(), ElementsAre(10, 11, 12, 13));
+}
+
+TEST_F(LinuxSocketTest, ARefusedProcessIsAskedOnceInItsLife) {
+    addTable("tcp", {1});
+    addProcess(10, {socket(1)});
+    addProcess(11, {socket(1)});
+    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(10, 1), Pair(11, 1))));
+    table.known().find(10)->hidesDescriptors = true;
+    table.known().find(10)->sockets = 0;
+    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(11, 1))));
+    addProcess(10, {socket(1)}, 6);
+    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(10, 1), Pair(11, 1))));
+}
+
+TEST(LinuxSocketInodes, OfThisMachineHoldThoseOfThisProcess) {
+    auto inodeOf = [](const Descriptor& descriptor) {
+        struct stat information {};
+        ::fstat(descriptor.get(), &information);
+        return static_cast<std::uint64_t>(information.st_ino);
+    };
+    auto bound = [](int type) {
+        Descriptor socket(::socket(AF_INET, type | SOCK_CLOEXEC, 0));
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        return socket;
+    };
+    const Descriptor tcp = bound(SOCK_STREAM);
+    ASSERT_EQ(::listen(tcp.get(), 1), 0);
+    const Descriptor udp = bound(SOCK_DGRAM);
+    const Descriptor unix(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    for (const char* directory : {"/", "/proc/self/root"}) {  // by the kernel's dumps and by its tables
+        const RootDirectory root(directory);
+        LinuxSocketInodes inodes(root);
+        ASSERT_TRUE(inodes.read());
+        EXPECT_TRUE(inodes.contains(inodeOf(tcp))) << directory;
+        EXPECT_TRUE(inodes.contains(inodeOf(udp))) << directory;
+        EXPECT_FALSE(inodes.contains(inodeOf(unix))) << directory;
+    }
+}
+
+}  // namespace
+}  // namespace zqm
