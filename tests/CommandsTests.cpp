@@ -35,13 +35,10 @@ protected:
         return output;
     }
 
-    static void readUntil(Child& child, std::string_view text) {
+    static std::string readLine(Child& child) {
         std::string output;
-        while (output.find(text) == std::string::npos) {
-            const auto piece = child.read(longEnough);
-            ASSERT_TRUE(piece);
-            output += *piece;
-        }
+        while (output.find('\n') == std::string::npos) output += child.read(longEnough).value();
+        return output;
     }
 
     PosixCommands commands_;
@@ -112,11 +109,13 @@ TEST_F(Commands, ReadWaitsNoLongerThanItsPatience) {
 }
 
 TEST_F(Commands, EndWhenKilled) {
-    const char* const stubborn[] = {"trap '' TERM; echo ready; while :; do sleep 0.01; done",
-                                    "echo ready; kill -STOP $$; echo continued"};
-    for (const char* script : stubborn) {
-        const auto child = shell(script);
-        readUntil(*child, "ready\n");
+    for (const bool stopped : {false, true}) {
+        const auto child = shell("trap '' TERM; echo $$; while :; do sleep 0.01; done");
+        const pid_t pid = static_cast<pid_t>(std::stoi(readLine(*child)));
+        if (stopped) {
+            ::kill(pid, SIGSTOP);
+            ASSERT_EQ(::waitpid(pid, nullptr, WUNTRACED), pid);
+        }
         child->terminate();
         EXPECT_EQ(child->read(Seconds(0.05)), "");
         EXPECT_TRUE(child->isRunning());
@@ -124,8 +123,8 @@ TEST_F(Commands, EndWhenKilled) {
         EXPECT_EQ(child->read(longEnough), std::nullopt);
         child->terminate();
         child->kill();
-        shell(script);  // dropped at once
     }
+    shell("sleep 1000");  // dropped while it runs
 }
 
 TEST_F(Commands, AGrandchildDoesNotKeepAReaderWaiting) {

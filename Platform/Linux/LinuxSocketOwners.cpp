@@ -13,7 +13,8 @@
 namespace zqm {
 namespace {
 
-constexpr Seconds budget{0.02};  // per call
+constexpr Seconds firstBudget{0.5};  // once, so that the first answer is whole on all but the largest machines
+constexpr Seconds budget{0.02};      // per call
 
 /// The inode of a link such as "socket:[4711]".
 std::optional<std::uint64_t> socketInode(std::string_view link) {
@@ -36,7 +37,7 @@ std::optional<std::vector<SocketOwner>> LinuxSocketOwners::update(std::vector<Li
 }
 
 void LinuxSocketOwners::visitAll(std::vector<LinuxProcess>& processes) {
-    const MonotonicTime deadline = clock_.monotonic() + budget;
+    const MonotonicTime deadline = clock_.monotonic() + (std::exchange(isFirst_, false) ? firstBudget : budget);
     const DirectoryStream directory(::opendir(root_.path("/proc").c_str()));
     if (!directory) return;
     const auto first = std::find_if(processes.begin(), processes.end(),

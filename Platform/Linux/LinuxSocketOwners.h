@@ -15,9 +15,10 @@ namespace zqm {
 
 /// Counts the descriptors of internet sockets that processes hold.
 ///
-/// A call looks at descriptors for at most 20 ms. What does not fit is looked at by the next calls, process after
-/// process around the table and within one with very many descriptors too; until then a process keeps its last count.
-/// Processes whose descriptors may not be listed are asked once in their life. One thread at a time.
+/// A call looks at descriptors for at most 20 ms, the first one for half a second. What does not fit is looked at by
+/// the next calls, process after process around the table and within one with very many descriptors too; until then a
+/// process keeps its last count. Processes whose descriptors may not be listed are asked once in their life. One thread
+/// at a time.
 class LinuxSocketOwners {
 public:
     LinuxSocketOwners(const RootDirectory& root, Clock& clock) : root_(root), clock_(clock), inodes_(root) {}
@@ -41,6 +42,7 @@ private:
     const RootDirectory& root_;
     Clock& clock_;
     LinuxSocketInodes inodes_;
+    bool isFirst_ = true;
     Visit visit_;            // no directory: none is under way
     std::int32_t next_ = 0;  // the pid to go on from
 };
