@@ -88,7 +88,7 @@ TEST_F(Commands, StartWithCleanSignals) {
 
 TEST_F(Commands, InheritNoDescriptorOfOurs) {
     const std::string alone = readAll(*commands_.launch("/bin/ls", {"/dev/fd/"}));
-    const auto other = shell("sleep 1000");
+    const auto other = shell("exec sleep 1000");
     EXPECT_EQ(readAll(*commands_.launch("/bin/ls", {"/dev/fd/"})), alone);
     EXPECT_THAT(alone, testing::StartsWith("0\n1\n"));
 }
@@ -100,7 +100,7 @@ TEST_F(Commands, CannotStartWhatIsNoProgram) {
 }
 
 TEST_F(Commands, ReadWaitsNoLongerThanItsPatience) {
-    const auto child = shell("sleep 1000");
+    const auto child = shell("exec sleep 1000");
     EXPECT_EQ(child->read(Seconds(0)), "");
     EXPECT_EQ(child->read(Seconds(0.02)), "");
     EXPECT_TRUE(child->isRunning());
@@ -124,7 +124,7 @@ TEST_F(Commands, EndWhenKilled) {
         child->terminate();
         child->kill();
     }
-    shell("sleep 1000");  // dropped while it runs
+    shell("exec sleep 1000");  // dropped while it runs
 }
 
 TEST_F(Commands, AGrandchildDoesNotKeepAReaderWaiting) {
