@@ -5,13 +5,16 @@
 
 namespace zqm {
 
+class Commands;
 class HostStatistics;
 class IOReport;
 class NetworkInterfaces;
 class PowerSources;
+class ProcessTable;
 class Registry;
 class SourceReport;
 class Sysctl;
+class TaskCounters;
 class TemperatureSensors;
 
 /// Where a machine's services come from: the machine that the program runs on, or one described in a file. The services
@@ -27,6 +30,9 @@ public:
     virtual PowerSources& powerSources() = 0;
     virtual TemperatureSensors& temperatureSensors() = 0;
     virtual SourceReport& sourceReport() = 0;
+    virtual TaskCounters& taskCounters() = 0;
+    virtual ProcessTable* processTable() = 0;  // null: commands print the table
+    virtual Commands* commands() = 0;          // null: the system's own
 };
 
 /// The machine that the program runs on; the backend that is linked in supplies it. `root` takes the place of "/" where

@@ -3,6 +3,7 @@
 namespace zqm {
 
 class Clock;
+class Commands;
 class Dispatch;
 class Files;
 class HostStatistics;
@@ -12,9 +13,11 @@ class LoopbackListener;
 class MainLoop;
 class NetworkInterfaces;
 class PowerSources;
+class ProcessTable;
 class Registry;
 class Sysctl;
 class SystemSettings;
+class TaskCounters;
 class TemperatureSensors;
 class UserDefaults;
 
@@ -31,6 +34,9 @@ struct Platform {
     IOReport& ioReport;
     PowerSources& powerSources;
     TemperatureSensors& temperatureSensors;
+    TaskCounters& taskCounters;
+    ProcessTable* processTable;  // null: the machine has none, commands print the same
+    Commands& commands;          // on a described machine they print what the description says
     // The user and the process.
     UserDefaults& userDefaults;
     SystemSettings& systemSettings;

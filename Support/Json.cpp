@@ -53,7 +53,7 @@ void appendJsonString(std::string& out, std::string_view text, bool escapeSolidu
     if (!isValidUtf8(text)) return appendJsonString(out, repairUtf8(text), escapeSolidus);
     out += '"';
     for (char c : text) {
-        const bool control = static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+        const bool control = static_cast<unsigned char>(c) < 0x20;
         if (control || c == '"' || c == '\\' || (c == '/' && escapeSolidus)) {
             appendEscaped(out, c);
         } else {

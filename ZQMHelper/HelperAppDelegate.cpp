@@ -23,6 +23,9 @@ bool HelperAppDelegate::applicationDidFinishLaunching() {
         return false;
     }
     const std::string token = loadOrCreateToken(*container, platform_.files);
+    const auto processReader = std::make_shared<ProcessReader>(platform_);
+    sensorSnapshot_.setProcessReader(processReader);
+    processReader->start();
     const auto settings = std::make_shared<SettingsStore>(platform_);
     platform_.mainLoop.post([this, settings] {
         const auto engine =

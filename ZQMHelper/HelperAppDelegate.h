@@ -13,9 +13,10 @@ namespace zqm {
 class HelperAppDelegate {
 public:
     explicit HelperAppDelegate(std::uint16_t port, Platform& platform = Platform::current())
-        : port_(port), platform_(platform) {}
+        : port_(port), platform_(platform), sensorSnapshot_(platform) {}
 
-    /// The launch handler: token, settings, engine, routes, server, in this order. Called once, on the main thread.
+    /// The launch handler: token, process rankings, settings, engine, routes,
+    /// server, in this order. Called once, on the main thread.
     /// False when there is no shared container: nothing has been started, the reason stands on standard error, and the
     /// process is to end.
     bool applicationDidFinishLaunching();

@@ -1,8 +1,39 @@
 #include "ZQMHelper/SensorSnapshot.h"
 
+#include <array>
+#include <cassert>
+#include <charconv>
+#include <cmath>
 #include <utility>
 
+#include "Support/Finite.h"
+#include "Support/Json.h"
+
 namespace zqm {
+namespace {
+
+constexpr std::size_t entriesPerCategory = 10;
+
+/// The shortest decimal form that reads back to the same double: plain from 1e-4 up to below 1e16, else with an
+/// exponent.
+void appendValue(std::string& out, double value) {
+    std::array<char, 32> buffer;
+    const double size = std::abs(value);
+    const bool isPlain = size == 0 || (size >= 1e-4 && size < 1e16);
+    const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
+                                   isPlain ? std::chars_format::fixed : std::chars_format::scientific)
+                         .ptr;
+    const std::string_view digits(buffer.data(), static_cast<std::size_t>(end - buffer.data()));
+    out += digits;
+    if (isPlain && digits.find('.') == std::string_view::npos) out += ".0";
+}
+
+}  // namespace
+
+void SensorSnapshot::setProcessReader(std::shared_ptr<ProcessReader> reader) {
+    processReader_ = std::move(reader);
+    processReader_->onUpdate([this] { publish(); });
+}
 
 void SensorSnapshot::setEngine(std::shared_ptr<MonitorEngine> engine) {
     engine_ = std::move(engine);
@@ -11,7 +42,8 @@ void SensorSnapshot::setEngine(std::shared_ptr<MonitorEngine> engine) {
 }
 
 void SensorSnapshot::publish() {
-    auto text = std::make_shared<const std::string>(engine_->snapshotJSON());
+    if (!engine_) return;
+    auto text = std::make_shared<const std::string>(withProcesses(engine_->snapshotJSON(), processes()));
     const MutexLock hold(lock_);
     text_.swap(text);
 }
@@ -22,6 +54,34 @@ std::string SensorSnapshot::text() const {
         return text_;
     }();
     return *current;
+}
+
+std::string SensorSnapshot::processes() const {
+    assert(mainLoop_.isCurrent());
+    std::string out = "{";
+    for (const ProcessCategory category : allCases<ProcessCategory>()) {
+        if (out.size() > 1) out += ',';
+        appendJsonString(out, rawValue(category));
+        out += ':';
+        appendRanking(
+            out, processReader_ ? processReader_->cached(category, entriesPerCategory) : std::vector<TopProcess>{});
+    }
+    return out + '}';
+}
+
+void appendRanking(std::string& out, const std::vector<TopProcess>& ranking) {
+    out += '[';
+    for (const TopProcess& process : ranking) {
+        if (&process != &ranking.front()) out += ',';
+        out += "{\"pid\":";
+        out += std::to_string(process.pid);
+        out += ",\"name\":";
+        appendJsonString(out, process.name);
+        out += ",\"value\":";
+        appendValue(out, finite(process.value));
+        out += '}';
+    }
+    out += ']';
 }
 
 std::string withProcesses(std::string snapshot, std::string_view processes) {

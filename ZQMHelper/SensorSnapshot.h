@@ -6,25 +6,36 @@
 
 #include "Support/Mutex.h"
 #include "ZQMHelper/Shared/MonitorEngine.h"
+#include "ZQMHelper/Shared/ProcessReader.h"
 
 namespace zqm {
 
 /// The body of the snapshot route.
 ///
-/// The main thread, which alone touches the engine, composes it anew whenever a sample is published; requests take the
-/// text composed last, whole, from any thread, without waiting for the main thread. A thousand clients thereby cost no
-/// more readings and no more encoding than none.
+/// The main thread, which alone touches the engine, composes it anew whenever a sample or a ranking of processes is
+/// published; requests take the text composed last, whole, from any thread, without waiting for the main thread. A
+/// thousand clients thereby cost no more readings and no more encoding than none.
 class SensorSnapshot {
 public:
+    explicit SensorSnapshot(Platform& platform = Platform::current()) : mainLoop_(platform.mainLoop) {}
+
+    /// Follows the process rankings from now on. Main thread.
+    void setProcessReader(std::shared_ptr<ProcessReader> reader);
     /// Follows the engine's samples from now on. Main thread.
     void setEngine(std::shared_ptr<MonitorEngine> engine);
 
     /// What the route answers now. Any thread.
     std::string text() const;
 
+    /// The rankings as a JSON object with one array per category, all six in their order, at most ten entries each.
+    /// Main thread.
+    std::string processes() const;
+
 private:
     void publish();
 
+    MainLoop& mainLoop_;
+    std::shared_ptr<ProcessReader> processReader_;
     std::shared_ptr<MonitorEngine> engine_;
     mutable Mutex lock_;
     std::shared_ptr<const std::string> text_ ZQM_GUARDED_BY(lock_) =
@@ -34,5 +45,8 @@ private:
 /// The object `snapshot` with the member "processes" (a JSON text) added last; "{}" becomes an object of that member
 /// alone.
 std::string withProcesses(std::string snapshot, std::string_view processes);
+
+/// Appends a ranking's entries as a JSON array. Values always have a fraction or an exponent: 3.0, 1e-05, 1e+16.
+void appendRanking(std::string& out, const std::vector<TopProcess>& ranking);
 
 }  // namespace zqm

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Platform/Described/DescribedIOReport.h"
+#include "Platform/Described/DescribedProcesses.h"
 #include "Platform/Described/DescribedRegistry.h"
 #include "Platform/Described/DescribedServices.h"
 #include "Platform/Described/DescribedSources.h"
@@ -25,6 +26,8 @@ struct DescribedMachine::Parts {
     DescribedPowerSources powerSources{model};
     DescribedTemperatureSensors temperatureSensors{model};
     DescribedSources sources{model};
+    DescribedTaskCounters taskCounters{model};
+    DescribedCommands commands{model};
 };
 
 DescribedMachine::DescribedMachine(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
@@ -71,6 +74,12 @@ TemperatureSensors& DescribedMachine::temperatureSensors() {
 }
 SourceReport& DescribedMachine::sourceReport() {
     return parts_->sources;
+}
+TaskCounters& DescribedMachine::taskCounters() {
+    return parts_->taskCounters;
+}
+Commands* DescribedMachine::commands() {
+    return &parts_->commands;
 }
 
 std::size_t DescribedMachine::liveHandles() const {

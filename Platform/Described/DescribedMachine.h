@@ -34,6 +34,9 @@ public:
     PowerSources& powerSources() override;
     TemperatureSensors& temperatureSensors() override;
     SourceReport& sourceReport() override;
+    TaskCounters& taskCounters() override;
+    ProcessTable* processTable() override { return nullptr; }
+    Commands* commands() override;
     /// Registry entries, connections to drivers, sensors, samples and dictionaries of channels that were handed out and
     /// not yet given back. Any thread.
     std::size_t liveHandles() const;

@@ -129,6 +129,10 @@ void sensor(const Json& value, const Place& place) {
     record(value, place, {{"product", readable<text>}, {"temperature", readable<number>}});
 }
 
+void process(const Json& value, const Place& place) {
+    record(value, place, {{"energy", counter}, {"bytesRead", counter}, {"bytesWritten", counter}});
+}
+
 void about(const Json& value, const Place& place) {
     value.is_array() ? arrayOf<text>(value, place) : text(value, place);
 }
@@ -145,7 +149,9 @@ std::optional<MachineFault> findFormatFault(const nlohmann::ordered_json& descri
                 {"registry", membersOf<readable<arrayOf<entry>>>},
                 {"ioReport", ioReport},
                 {"powerSources", powerSources},
-                {"temperatureSensors", readable<arrayOf<sensor>>}});
+                {"temperatureSensors", readable<arrayOf<sensor>>},
+                {"commands", membersOf<readable<arrayOf<text>>>},
+                {"processes", membersOf<process>}});
     } catch (const ShapeError& error) {
         return MachineFault{(error.pointer.empty() ? "the whole file" : error.pointer) + ": " + error.what};
     }

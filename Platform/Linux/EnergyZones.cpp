@@ -56,6 +56,17 @@ std::vector<PackageEnergy> EnergyZones::read() {
     return energies;
 }
 
+std::optional<double> EnergyZones::packageMillijoules() {
+    constexpr double microjoulesPerMillijoule = 1000;
+    const auto packages = read();
+    if (packages.empty()) return std::nullopt;
+    double sum = 0;
+    for (const PackageEnergy& package : packages) {
+        sum += static_cast<double>(package.processor) + static_cast<double>(package.gpu.value_or(0));
+    }
+    return sum / microjoulesPerMillijoule;
+}
+
 std::optional<double> EnergyZones::systemPower() {
     MutexLock lock(mutex_);
     discover();

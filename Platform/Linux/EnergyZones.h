@@ -45,6 +45,8 @@ public:
     EnergyZones(const RootDirectory& root, Clock& clock) : root_(root), clock_(clock) {}
 
     std::vector<PackageEnergy> read();
+    /// All that the packages have used, their GPUs included, mJ; nullopt when none can be read.
+    std::optional<double> packageMillijoules();
     /// Power of the whole machine since the last call, watts; nullopt on the first call and on machines without such a
     /// counter.
     std::optional<double> systemPower();

@@ -6,9 +6,11 @@
 #include "Platform/Linux/LinuxIOReport.h"
 #include "Platform/Linux/LinuxNetworkInterfaces.h"
 #include "Platform/Linux/LinuxPowerSources.h"
+#include "Platform/Linux/LinuxProcessTable.h"
 #include "Platform/Linux/LinuxRegistry.h"
 #include "Platform/Linux/LinuxSources.h"
 #include "Platform/Linux/LinuxSysctl.h"
+#include "Platform/Linux/LinuxTaskCounters.h"
 #include "Platform/Linux/LinuxTemperatureSensors.h"
 #include "Platform/Machine.h"
 #include "Platform/Posix/PosixClock.h"
@@ -32,6 +34,9 @@ public:
     PowerSources& powerSources() override { return powerSources_; }
     TemperatureSensors& temperatureSensors() override { return temperatureSensors_; }
     SourceReport& sourceReport() override { return sources_; }
+    TaskCounters& taskCounters() override { return taskCounters_; }
+    ProcessTable* processTable() override { return &processTable_; }
+    Commands* commands() override { return nullptr; }
 
 private:
     PosixClock systemClock_;
@@ -52,6 +57,8 @@ private:
     LinuxPowerSources powerSources_{batteries_};
     LinuxTemperatureSensors temperatureSensors_{root_, clock_, cards_};
     LinuxSources sources_{root_};
+    LinuxProcessTable processTable_{root_, clock_, [this] { return energy_.packageMillijoules(); }};
+    LinuxTaskCounters taskCounters_{root_, processTable_.known()};
 };
 
 }  // namespace zqm

@@ -11,7 +11,7 @@ namespace zqm {
 /// so all of that is called from the one thread that samples processes.
 class LinuxProcessTable final : public ProcessTable {
 public:
-    LinuxProcessTable(const RootDirectory& root, Clock& clock, PackageEnergy packageEnergy = nullptr)
+    LinuxProcessTable(const RootDirectory& root, Clock& clock, PackageEnergySource packageEnergy = nullptr)
         : processes_(root, clock, std::move(packageEnergy)), names_(root), sockets_(root, clock) {}
 
     /// Ascending by pid.

@@ -52,7 +52,7 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
                        .residentPages = *resident};
 }
 
-LinuxProcesses::LinuxProcesses(const RootDirectory& root, Clock& clock, PackageEnergy packageEnergy)
+LinuxProcesses::LinuxProcesses(const RootDirectory& root, Clock& clock, PackageEnergySource packageEnergy)
     : root_(root),
       clock_(clock),
       packageEnergy_(std::move(packageEnergy)),

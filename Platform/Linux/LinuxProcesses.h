@@ -38,13 +38,13 @@ struct LinuxProcess {
 };
 
 /// Cumulative energy of the processor packages in millijoules; nullopt where it cannot be read.
-using PackageEnergy = std::function<std::optional<double>()>;
+using PackageEnergySource = std::function<std::optional<double>()>;
 
 /// The processes of the machine, as the last pass over /proc found them. One thread at a time.
 class LinuxProcesses {
 public:
     /// Without `packageEnergy` no process is given any energy.
-    LinuxProcesses(const RootDirectory& root, Clock& clock, PackageEnergy packageEnergy);
+    LinuxProcesses(const RootDirectory& root, Clock& clock, PackageEnergySource packageEnergy);
 
     /// Looks at every process: one file read each. False, with the previous state kept, when /proc cannot be listed.
     bool pass();
@@ -64,7 +64,7 @@ private:
 
     const RootDirectory& root_;
     Clock& clock_;
-    PackageEnergy packageEnergy_;
+    PackageEnergySource packageEnergy_;
     KernelFile uptimeFile_;
     const double ticksPerSecond_;
     const std::uint64_t pageSize_;

@@ -5,6 +5,7 @@
 #include "Platform/Posix/AsioMainLoop.h"
 #include "Platform/Posix/JsonUserDefaults.h"
 #include "Platform/Posix/PosixClock.h"
+#include "Platform/Posix/PosixCommands.h"
 #include "Platform/Posix/PosixFiles.h"
 #include "Platform/Posix/PosixLog.h"
 #include "Platform/Posix/PosixSettings.h"
@@ -30,6 +31,7 @@ private:
     AsioMainLoop mainLoop_;
     ThreadQueues dispatch_;
     AsioListener listener_;
+    PosixCommands commands_;
 };
 
 }  // namespace zqm

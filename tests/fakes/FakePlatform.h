@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 
+#include "Platform/Commands.h"
 #include "Platform/Files.h"
 #include "Platform/HostStatistics.h"
 #include "Platform/IOReport.h"
@@ -12,9 +13,11 @@
 #include "Platform/NetworkInterfaces.h"
 #include "Platform/Platform.h"
 #include "Platform/PowerSources.h"
+#include "Platform/ProcessTable.h"
 #include "Platform/Registry.h"
 #include "Platform/Sysctl.h"
 #include "Platform/SystemSettings.h"
+#include "Platform/TaskCounters.h"
 #include "Platform/TemperatureSensors.h"
 #include "Platform/UserDefaults.h"
 #include "tests/fakes/VirtualLoop.h"
@@ -109,6 +112,79 @@ struct AbsentTemperatureSensors final : TemperatureSensors {
     std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> sensors() override { return std::nullopt; }
 };
 
+/// Processes as a test lists them; nullopt: the table cannot be read.
+struct FakeProcessTable final : ProcessTable {
+    std::optional<std::vector<ProcessRow>> processes() override { return rows; }
+    std::optional<std::vector<SocketOwner>> socketOwners() override { return owners; }
+    std::string fullName(const ProcessRow& row) override { return row.name; }
+    std::optional<std::vector<ProcessRow>> rows = std::vector<ProcessRow>{};
+    std::optional<std::vector<SocketOwner>> owners = std::vector<SocketOwner>{};
+};
+
+/// Counters by pid; a process without is refused.
+struct FakeTaskCounters final : TaskCounters {
+    struct Name final : TaskName {
+        explicit Name(std::optional<TaskPower> answer) : counters(answer) {}
+        std::optional<TaskPower> power() const override { return counters; }
+        std::optional<TaskPower> counters;
+    };
+    std::unique_ptr<TaskName> taskName(std::int32_t pid) override {
+        ++queries;
+        return powers.contains(pid) ? std::make_unique<Name>(powers[pid]) : nullptr;
+    }
+    std::optional<TaskDisk> disk(std::int32_t pid) override {
+        return disks.contains(pid) ? std::optional(disks[pid]) : std::nullopt;
+    }
+    std::map<std::int32_t, std::optional<TaskPower>> powers;
+    std::map<std::int32_t, TaskDisk> disks;
+    int queries = 0;
+};
+
+/// Programs by path: the pieces that each writes, one per read; a program without cannot be started. After its pieces
+/// it has ended, unless it hangs.
+struct FakeCommands final : Commands {
+    struct Script {
+        std::vector<std::string> pieces;
+        bool hangs = false;
+        bool ignoresTermination = false;
+    };
+    struct Running final : Child {
+        Running(FakeCommands& from, Script program) : commands(from), script(std::move(program)) {}
+        std::optional<std::string> read(Seconds patience) override {
+            if (next < script.pieces.size()) return script.pieces[next++];
+            if (!script.hangs) return std::nullopt;
+            commands.clock.advance(patience);
+            return "";
+        }
+        bool isRunning() override { return script.hangs; }
+        void terminate() override {
+            commands.signals.emplace_back("terminate");
+            if (!script.ignoresTermination) script.hangs = false;
+        }
+        void kill() override {
+            commands.signals.emplace_back("kill");
+            script.hangs = false;
+        }
+        FakeCommands& commands;
+        Script script;
+        std::size_t next = 0;
+    };
+
+    explicit FakeCommands(VirtualClock& time) : clock(time) {}
+    std::unique_ptr<Child> launch(std::string_view path, const std::vector<std::string>& arguments) override {
+        std::string line(path);
+        for (const std::string& argument : arguments) line += " " + argument;
+        lines.push_back(line);
+        const auto found = scripts.find(path);
+        return found == scripts.end() ? nullptr : std::make_unique<Running>(*this, found->second);
+    }
+
+    VirtualClock& clock;
+    std::map<std::string, Script, std::less<>> scripts;
+    std::vector<std::string> lines;    // what was launched
+    std::vector<std::string> signals;  // what was sent
+};
+
 /// No preferences but those of the typed maps; conversions are the real store's business.
 struct FakeUserDefaults final : UserDefaults {
     template <class Map>
@@ -191,11 +267,14 @@ struct FakePlatform {
     AbsentIOReport ioReport;
     AbsentPowerSources powerSources;
     AbsentTemperatureSensors temperatureSensors;
+    FakeTaskCounters taskCounters;
+    FakeProcessTable processTable;
     FakeUserDefaults userDefaults;
     FakeSystemSettings systemSettings;
     FakeFiles files;
     VirtualClock clock;
     VirtualLoop loop{clock};
+    FakeCommands commands{clock};
     FakeListener listener;
     FakeLog log;
     Platform platform = with(loop, listener, log);
@@ -210,6 +289,9 @@ struct FakePlatform {
                 .ioReport = ioReport,
                 .powerSources = powerSources,
                 .temperatureSensors = temperatureSensors,
+                .taskCounters = taskCounters,
+                .processTable = &processTable,
+                .commands = commands,
                 .userDefaults = userDefaults,
                 .systemSettings = systemSettings,
                 .files = files,

@@ -310,6 +310,9 @@ public:
     PowerSources& powerSources() override { return powerSources_; }
     TemperatureSensors& temperatureSensors() override { return temperatureSensors_; }
     SourceReport& sourceReport() override { return machine_.sourceReport(); }
+    TaskCounters& taskCounters() override { return machine_.taskCounters(); }
+    ProcessTable* processTable() override { return machine_.processTable(); }
+    Commands* commands() override { return machine_.commands(); }
 
 private:
     Machine& machine_;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Linux/LinuxPlatform.h"
-#include "tests/fakes/FakePlatform.h"
+#include "tests/fakes/MachinePlatform.h"
 #include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {
@@ -12,21 +12,7 @@ struct RootMachine {
 
     FakePlatform fakes;
     LinuxMachine machine;
-    Platform platform{.hostStatistics = machine.hostStatistics(),
-                      .sysctl = machine.sysctl(),
-                      .networkInterfaces = machine.networkInterfaces(),
-                      .registry = machine.registry(),
-                      .ioReport = machine.ioReport(),
-                      .powerSources = machine.powerSources(),
-                      .temperatureSensors = machine.temperatureSensors(),
-                      .userDefaults = fakes.userDefaults,
-                      .systemSettings = fakes.systemSettings,
-                      .files = fakes.files,
-                      .clock = fakes.clock,
-                      .mainLoop = fakes.loop,
-                      .dispatch = fakes.loop,
-                      .listener = fakes.listener,
-                      .log = fakes.log};
+    Platform platform = platformOn(machine, fakes);
 };
 
 struct TreeOwner {
