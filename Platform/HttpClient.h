@@ -13,7 +13,7 @@ struct HttpRequest {
     std::string method = "GET";
     std::string contentType;  // sent as "Content-Type" when not empty
     std::string body;
-    Seconds timeout{60};
+    Seconds timeout{60};  // for the whole request, from its start to the last byte of the answer
 };
 
 struct HttpReply {
@@ -26,8 +26,6 @@ struct HttpReply {
 class HttpClient {
 public:
     virtual ~HttpClient() = default;
-    /// Whether `url` can be asked at all; nothing is sent.
-    virtual bool isValidUrl(const std::string& url) = 0;
     /// Starts the request and returns at once; `completion` runs once, on a thread of the session's choosing.
     virtual void start(HttpRequest request, std::function<void(HttpReply)> completion) = 0;
 };
