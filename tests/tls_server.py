@@ -4,7 +4,7 @@
 usage: tls_server.py DIRECTORY
 
 Makes an authority (DIRECTORY/authority.pem) and the certificates, prints one line "NAME PORT" for each server and then
-"ready"; afterwards "stalled" for each upload that it leaves unread. Ends when its standard input does.
+"ready"; afterwards the NAME of each upload to /stall?NAME, which it leaves unread. Ends when its standard input does.
 """
 
 import socket
@@ -68,7 +68,10 @@ class Connection(socketserver.StreamRequestHandler):
             pass
 
     def serve(self):
-        method, target, _ = self.rfile.readline().decode().split()
+        request = self.rfile.readline().decode()
+        if not request:
+            return
+        method, target, _ = request.split()
         headers = {}
         while line := self.rfile.readline().decode().strip():
             name, _, value = line.partition(":")
@@ -120,7 +123,7 @@ class Connection(socketserver.StreamRequestHandler):
         self.answer(200, str(together.wait()).encode())
 
     def stall(self, method, headers, argument):
-        print("stalled", flush=True)
+        print(argument, flush=True)
         threading.Event().wait()  # reads no further
 
 
