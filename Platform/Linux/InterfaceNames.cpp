@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
-#include <optional>
 #include <utility>
 
 #include "Platform/Linux/KernelText.h"
@@ -33,6 +32,12 @@ const std::vector<std::string>& InterfaceNames::present(const std::vector<std::s
     kinds_ = std::move(kinds);
     number();
     return presented_;
+}
+
+std::optional<std::string> InterfaceNames::find(std::string_view name) const {
+    const auto found = std::find(names_.begin(), names_.end(), name);
+    if (found == names_.end()) return std::nullopt;
+    return presented_[static_cast<std::size_t>(found - names_.begin())];
 }
 
 InterfaceNames::Kind InterfaceNames::look(const std::string& name) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,9 @@ public:
     /// The presented names of the interfaces that the kernel calls `names`, in the same order; valid until the next
     /// call. They change only when `names` does.
     const std::vector<std::string>& present(const std::vector<std::string_view>& names);
+
+    /// The presented name of one of the interfaces that were named last; nullopt when it was not among them.
+    std::optional<std::string> find(std::string_view name) const;
 
 private:
     enum class Kind { device, tunnel, loopback, other };

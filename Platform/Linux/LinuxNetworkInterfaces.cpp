@@ -37,4 +37,10 @@ std::optional<std::vector<LinkInterface>> LinuxNetworkInterfaces::links() {
     return links;
 }
 
+std::optional<std::string> LinuxNetworkInterfaces::presentedName(std::string_view kernelName) {
+    auto name = names_.find(kernelName);
+    if (!name && links()) name = names_.find(kernelName);
+    return name;
+}
+
 }  // namespace zqm

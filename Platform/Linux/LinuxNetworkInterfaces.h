@@ -16,6 +16,10 @@ public:
 
     std::optional<std::vector<LinkInterface>> links() override;
 
+    /// The name under which links() lists the interface that the kernel calls `kernelName`; the list is read again only
+    /// when it did not know the interface yet. nullopt: there is none. Not during a call of links().
+    std::optional<std::string> presentedName(std::string_view kernelName);
+
 private:
     KernelFile devices_;
     InterfaceNames names_;

@@ -14,6 +14,8 @@ class RootDirectory {
 public:
     explicit RootDirectory(std::string_view directory);
 
+    /// Whether this is the machine that the program runs on, so that the kernel may be asked as well.
+    bool isThisMachine() const { return directory_.empty(); }
     std::string path(std::string_view below) const { return directory_ + std::string(below); }
     bool exists(std::string_view below) const;
     /// A small file without the white space and control characters at its ends; nullopt when it cannot be read.

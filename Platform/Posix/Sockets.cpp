@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <string>
 
 namespace zqm {
 namespace {
@@ -75,6 +76,12 @@ std::size_t connectionLimit() {
     const auto limit = static_cast<std::size_t>(files.rlim_cur);
     const std::size_t reserve = std::clamp<std::size_t>(limit / 2, 16, 64);
     return limit > reserve ? limit - reserve : 1;
+}
+
+std::optional<std::uint32_t> parseIPv4(std::string_view text) {
+    in_addr address{};
+    if (::inet_pton(AF_INET, std::string(text).c_str(), &address) != 1) return std::nullopt;
+    return ntohl(address.s_addr);
 }
 
 }  // namespace zqm

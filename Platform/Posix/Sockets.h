@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 #include "Platform/Posix/Descriptor.h"
 
@@ -20,5 +22,8 @@ std::uint16_t boundPort(int socket);
 
 /// How many connections may be open so that the rest of the process keeps descriptors for its files; at least 1.
 std::size_t connectionLimit();
+
+/// An address in dotted form, in host byte order; nullopt when `text` is none.
+std::optional<std::uint32_t> parseIPv4(std::string_view text);
 
 }  // namespace zqm
