@@ -14,6 +14,7 @@
 #include "Platform/Registry.h"
 #include "Platform/SMCRecord.h"
 #include "Platform/Sysctl.h"
+#include "Platform/SystemSettings.h"
 #include "Platform/TemperatureSensors.h"
 #include "Support/ByteOrder.h"
 #include "tests/fakes/VirtualClock.h"
@@ -148,6 +149,30 @@ TEST_F(DescribedMachineTest, InterfacesWithoutCountersStayInTheList) {
     EXPECT_FALSE((*network.links())[0].counters);
 }
 
+TEST_F(DescribedMachineTest, SystemFactsAndAddressesMayFail) {
+    auto& machine = describe(R"({
+        "interfaceAddresses": {"list": [[{"name": "utun3", "ipv4": "10.8.0.2"}], null, []]},
+        "systemFacts": {"proxySettings": {"list": [{"HTTPEnable": 1, "HTTPProxy": "proxy"}, null]},
+                        "bundle": {"CFBundleVersion": "7"}, "systemVersion": {"list": ["Version 14", null]}}})");
+    const auto addresses = machine.interfaceAddresses().ipv4().value();
+    ASSERT_EQ(addresses.size(), 1u);
+    EXPECT_EQ(addresses[0].name, "utun3");
+    EXPECT_EQ(addresses[0].ipv4, 0x0A080002u);
+    EXPECT_FALSE(machine.interfaceAddresses().ipv4());
+    EXPECT_TRUE(machine.interfaceAddresses().ipv4()->empty());
+    auto& facts = machine.systemFacts();
+    const auto proxies = facts.proxySettings().value();
+    EXPECT_EQ(asInteger(find(proxies, "HTTPEnable")), 1);
+    EXPECT_EQ(*asText(find(proxies, "HTTPProxy")), "proxy");
+    EXPECT_FALSE(facts.proxySettings());
+    EXPECT_EQ(facts.bundleText("CFBundleVersion"), "7");
+    EXPECT_FALSE(facts.bundleText("CFBundleShortVersionString"));
+    EXPECT_EQ(facts.systemVersion(), "Version 14");
+    EXPECT_EQ(facts.systemVersion(), "unknown");
+    EXPECT_FALSE(describe("{}").interfaceAddresses().ipv4());
+    EXPECT_FALSE(machine_->systemFacts().proxySettings());
+}
+
 /// The reply to one request of a controller's user client; nothing when the call fails.
 std::optional<SMCRecord> ask(UserClient& client, const char* key, SMCCommand command) {
     SMCRecord request;
@@ -277,6 +302,9 @@ TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
              {R"({"hostStatistics": {"pageSize": {"start": 1}}})", "/hostStatistics/pageSize: has no \"rate\""},
              {R"({"hostStatistics": {"processors": [{}]}})", "/hostStatistics/processors/0: has no \"user\""},
              {R"({"networkInterfaces": [{"name": "en0", "sent": 1}]})", "/networkInterfaces/0: needs both"},
+             {R"({"interfaceAddresses": [{"name": "en0", "ipv4": "10.0.0.256"}]})",
+              "/interfaceAddresses/0/ipv4: must be an IPv4 address"},
+             {R"({"systemFacts": {"proxySettings": 1}})", "/systemFacts/proxySettings: must be an object"},
              {cores + R"("properties": {"cluster-type": {"bytes": "4"}}}]}]}})",
               "/registry/AppleARMPE/0/children/0/properties/cluster-type/bytes: must be pairs of hex"},
              {cores + R"("properties": {"n": 9223372036854775808}}]}]}})",

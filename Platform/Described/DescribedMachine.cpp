@@ -21,6 +21,8 @@ struct DescribedMachine::Parts {
     DescribedHostStatistics hostStatistics{model};
     DescribedSysctl sysctl{model};
     DescribedNetworkInterfaces networkInterfaces{model};
+    DescribedInterfaceAddresses interfaceAddresses{model};
+    DescribedSystemFacts systemFacts{model};
     DescribedRegistry registry{model};
     DescribedIOReport ioReport{model};
     DescribedPowerSources powerSources{model};
@@ -80,6 +82,13 @@ TaskCounters& DescribedMachine::taskCounters() {
 }
 Commands* DescribedMachine::commands() {
     return &parts_->commands;
+}
+
+InterfaceAddresses& DescribedMachine::interfaceAddresses() {
+    return parts_->interfaceAddresses;
+}
+SystemFacts& DescribedMachine::systemFacts() {
+    return parts_->systemFacts;
 }
 
 std::size_t DescribedMachine::liveHandles() const {

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Platform/Described/Reading.h"
+#include "Platform/Posix/Sockets.h"
 
 namespace zqm {
 namespace {
@@ -100,6 +101,35 @@ std::optional<std::vector<LinkInterface>> DescribedNetworkInterfaces::links() {
         if (!record.hasFailed()) link.counters = counters;
     }
     return links;
+}
+
+std::optional<std::vector<InterfaceAddress>> DescribedInterfaceAddresses::ipv4() {
+    const Json* node = memberOf(&model_.description, "interfaceAddresses");
+    const Json* described = node ? Reading(model_).value(*node) : nullptr;
+    if (!described) return std::nullopt;
+    std::vector<InterfaceAddress> addresses;
+    for (const Json& address : *described) {
+        const auto ipv4 = parseIPv4(address["ipv4"].get_ref<const std::string&>());
+        addresses.push_back({address["name"].get<std::string>(), ipv4.value_or(0)});
+    }
+    return addresses;
+}
+
+std::optional<PropertyDictionary> DescribedSystemFacts::proxySettings() {
+    const Json* node = memberOf(memberOf(&model_.description, "systemFacts"), "proxySettings");
+    auto read = node ? Reading(model_).property(*node) : std::nullopt;
+    auto* dictionary = read ? std::get_if<PropertyDictionary>(&*read) : nullptr;
+    return dictionary ? std::optional(std::move(*dictionary)) : std::nullopt;
+}
+
+std::optional<std::string> DescribedSystemFacts::bundleText(std::string_view key) {
+    const Json* bundle = memberOf(memberOf(&model_.description, "systemFacts"), "bundle");
+    return Reading(model_).text(memberOf(bundle, key));
+}
+
+std::string DescribedSystemFacts::systemVersion() {
+    const Json* node = memberOf(memberOf(&model_.description, "systemFacts"), "systemVersion");
+    return Reading(model_).text(node).value_or("unknown");
 }
 
 std::optional<std::vector<std::optional<PropertyDictionary>>> DescribedPowerSources::descriptions() {

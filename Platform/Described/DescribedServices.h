@@ -5,6 +5,7 @@
 #include "Platform/NetworkInterfaces.h"
 #include "Platform/PowerSources.h"
 #include "Platform/Sysctl.h"
+#include "Platform/SystemSettings.h"
 #include "Platform/TemperatureSensors.h"
 
 /// The sections of a description as services of the seam. A section or value that the description leaves out cannot be
@@ -36,6 +37,27 @@ class DescribedNetworkInterfaces final : public NetworkInterfaces {
 public:
     explicit DescribedNetworkInterfaces(MachineModel& model) : model_(model) {}
     std::optional<std::vector<LinkInterface>> links() override;
+
+private:
+    MachineModel& model_;
+};
+
+class DescribedInterfaceAddresses final : public InterfaceAddresses {
+public:
+    explicit DescribedInterfaceAddresses(MachineModel& model) : model_(model) {}
+    std::optional<std::vector<InterfaceAddress>> ipv4() override;
+
+private:
+    MachineModel& model_;
+};
+
+class DescribedSystemFacts final : public SystemFacts {
+public:
+    explicit DescribedSystemFacts(MachineModel& model) : model_(model) {}
+    std::optional<PropertyDictionary> proxySettings() override;
+    std::optional<std::string> bundleText(std::string_view key) override;
+    /// "unknown" when it is left out or fails.
+    std::string systemVersion() override;
 
 private:
     MachineModel& model_;

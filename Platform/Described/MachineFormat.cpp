@@ -2,6 +2,7 @@
 
 #include "Platform/Described/DescribedIOReport.h"
 #include "Platform/Described/MachineShape.h"
+#include "Platform/Posix/Sockets.h"
 
 namespace zqm {
 namespace {
@@ -83,6 +84,16 @@ void link(const Json& value, const Place& place) {
             "needs both \"received\" and \"sent\", or neither");
 }
 
+void dottedAddress(const Json& value, const Place& place) {
+    text(value, place);
+    require(parseIPv4(value.get_ref<const std::string&>()).has_value(), place,
+            "must be an IPv4 address, as in \"192.168.1.10\"");
+}
+
+void address(const Json& value, const Place& place) {
+    record(value, place, {{"name", text, true}, {"ipv4", dottedAddress, true}});
+}
+
 void operationName(const Json& value, const Place& place) {
     text(value, place);
     require(isReportOperation(value.get_ref<const std::string&>()), place, "is none of the library's operations");
@@ -115,14 +126,20 @@ void ioReport(const Json& value, const Place& place) {
             {"groups", arrayOf<channelGroup>, true}});
 }
 
-void sourceDescription(const Json& value, const Place& place) {
+void dictionary(const Json& value, const Place& place) {
     require(value.is_object(), place, "must be an object");
     property(value, place);
 }
 
-void powerSources(const Json& value, const Place& place) {
+void systemFacts(const Json& value, const Place& place) {
     record(value, place,
-           {{"sources", readable<arrayOf<readable<sourceDescription>>>}, {"adapter", readable<property>}});
+           {{"proxySettings", readable<dictionary>},
+            {"bundle", membersOf<readable<text>>},
+            {"systemVersion", readable<text>}});
+}
+
+void powerSources(const Json& value, const Place& place) {
+    record(value, place, {{"sources", readable<arrayOf<readable<dictionary>>>}, {"adapter", readable<property>}});
 }
 
 void sensor(const Json& value, const Place& place) {
@@ -146,6 +163,8 @@ std::optional<MachineFault> findFormatFault(const nlohmann::ordered_json& descri
                 {"hostStatistics", hostStatistics},
                 {"sysctl", membersOf<readable<sysctlValue>>},
                 {"networkInterfaces", readable<arrayOf<link>>},
+                {"interfaceAddresses", readable<arrayOf<address>>},
+                {"systemFacts", systemFacts},
                 {"registry", membersOf<readable<arrayOf<entry>>>},
                 {"ioReport", ioReport},
                 {"powerSources", powerSources},
