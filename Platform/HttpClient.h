@@ -28,6 +28,9 @@ public:
     virtual ~HttpClient() = default;
     /// Starts the request and returns at once; `completion` runs once, on a thread of the session's choosing.
     virtual void start(HttpRequest request, std::function<void(HttpReply)> completion) = 0;
+    /// Fails what is under way and whatever is started later, so that nobody waits for an answer while the process
+    /// ends.
+    virtual void stop() = 0;
 };
 
 }  // namespace zqm

@@ -7,6 +7,7 @@ namespace zqm {
 
 class Commands;
 class HostStatistics;
+class InterfaceAddresses;
 class IOReport;
 class NetworkInterfaces;
 class PowerSources;
@@ -14,6 +15,7 @@ class ProcessTable;
 class Registry;
 class SourceReport;
 class Sysctl;
+class SystemFacts;
 class TaskCounters;
 class TemperatureSensors;
 
@@ -25,6 +27,7 @@ public:
     virtual HostStatistics& hostStatistics() = 0;
     virtual Sysctl& sysctl() = 0;
     virtual NetworkInterfaces& networkInterfaces() = 0;
+    virtual InterfaceAddresses& interfaceAddresses() = 0;
     virtual Registry& registry() = 0;
     virtual IOReport& ioReport() = 0;
     virtual PowerSources& powerSources() = 0;
@@ -32,7 +35,8 @@ public:
     virtual SourceReport& sourceReport() = 0;
     virtual TaskCounters& taskCounters() = 0;
     virtual ProcessTable* processTable() = 0;  // null: commands print the table
-    virtual Commands* commands() = 0;          // null: the system's own
+    virtual SystemFacts& systemFacts() = 0;
+    virtual Commands* commands() = 0;  // null: the system's own
 };
 
 /// The machine that the program runs on; the backend that is linked in supplies it. `root` takes the place of "/" where

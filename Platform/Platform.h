@@ -7,6 +7,8 @@ class Commands;
 class Dispatch;
 class Files;
 class HostStatistics;
+class HttpClient;
+class InterfaceAddresses;
 class IOReport;
 class Log;
 class LoopbackListener;
@@ -16,6 +18,7 @@ class PowerSources;
 class ProcessTable;
 class Registry;
 class Sysctl;
+class SystemFacts;
 class SystemSettings;
 class TaskCounters;
 class TemperatureSensors;
@@ -30,6 +33,7 @@ struct Platform {
     HostStatistics& hostStatistics;
     Sysctl& sysctl;
     NetworkInterfaces& networkInterfaces;
+    InterfaceAddresses& interfaceAddresses;
     Registry& registry;
     IOReport& ioReport;
     PowerSources& powerSources;
@@ -40,6 +44,8 @@ struct Platform {
     // The user and the process.
     UserDefaults& userDefaults;
     SystemSettings& systemSettings;
+    SystemFacts& systemFacts;
+    HttpClient& httpClient;
     Files& files;
     Clock& clock;
     MainLoop& mainLoop;

@@ -3,10 +3,12 @@
 #include <cstdio>
 #include <string>
 
+#include "Platform/HttpClient.h"
 #include "Platform/Log.h"
 #include "Platform/MainLoop.h"
 #include "Platform/SystemSettings.h"
 #include "ZQMHelper/AccessToken.h"
+#include "ZQMHelper/ReportUpload.h"
 
 namespace zqm {
 namespace {
@@ -26,10 +28,10 @@ bool HelperAppDelegate::applicationDidFinishLaunching() {
     const auto processReader = std::make_shared<ProcessReader>(platform_);
     sensorSnapshot_.setProcessReader(processReader);
     processReader->start();
+    warmUpDiagnostics();
     const auto settings = std::make_shared<SettingsStore>(platform_);
     platform_.mainLoop.post([this, settings] {
-        const auto engine =
-            std::make_shared<MonitorEngine>(settings, std::make_shared<SMCBridge>(platform_), platform_);
+        const auto engine = std::make_shared<MonitorEngine>(settings, smc_, platform_);
         sensorSnapshot_.setEngine(engine);
         engine->start();
     });
@@ -41,12 +43,28 @@ bool HelperAppDelegate::applicationDidFinishLaunching() {
     return true;
 }
 
+/// The first report takes its time; whoever asks for it soon finds it made.
+void HelperAppDelegate::warmUpDiagnostics() {
+    warmUp_ = platform_.dispatch.makeQueue("zqm.warmup", 1);
+    warmUp_->post([this] {
+        diagnostics_.collect(false);
+        platform_.log.print("[ZQMHelper] diagnostics cache warmed");
+    });
+}
+
+HelperAppDelegate::~HelperAppDelegate() {
+    platform_.httpClient.stop();  // an upload that waits for its answer must not hold up the end
+}
+
 RouteTable HelperAppDelegate::routes(const std::string& token) {
     return {
         {"/api/snapshot",
          {.expectedToken = token, .handler = [this] { return sensorSnapshot_.text(); }, .mayBlock = false}},
         {"/api/ping",
          {.expectedToken = token, .handler = [] { return std::string(R"({"ok":true})"); }, .mayBlock = false}},
+        {"/api/diagnostics", {.expectedToken = token, .handler = [this] { return diagnostics_.collect(false); }}},
+        {"/api/diagnostics/report",
+         {.expectedToken = std::nullopt, .handler = [this] { return uploadReport(diagnostics_, platform_); }}},
     };
 }
 

@@ -1,11 +1,9 @@
 #include "ZQMHelper/SensorSnapshot.h"
 
-#include <array>
 #include <cassert>
-#include <charconv>
-#include <cmath>
 #include <utility>
 
+#include "Support/Decimal.h"
 #include "Support/Finite.h"
 #include "Support/Json.h"
 
@@ -13,20 +11,6 @@ namespace zqm {
 namespace {
 
 constexpr std::size_t entriesPerCategory = 10;
-
-/// The shortest decimal form that reads back to the same double: plain from 1e-4 up to below 1e16, else with an
-/// exponent.
-void appendValue(std::string& out, double value) {
-    std::array<char, 32> buffer;
-    const double size = std::abs(value);
-    const bool isPlain = size == 0 || (size >= 1e-4 && size < 1e16);
-    const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                                   isPlain ? std::chars_format::fixed : std::chars_format::scientific)
-                         .ptr;
-    const std::string_view digits(buffer.data(), static_cast<std::size_t>(end - buffer.data()));
-    out += digits;
-    if (isPlain && digits.find('.') == std::string_view::npos) out += ".0";
-}
 
 }  // namespace
 
@@ -78,7 +62,7 @@ void appendRanking(std::string& out, const std::vector<TopProcess>& ranking) {
         out += ",\"name\":";
         appendJsonString(out, process.name);
         out += ",\"value\":";
-        appendValue(out, finite(process.value));
+        appendDecimal(out, finite(process.value));
         out += '}';
     }
     out += ']';

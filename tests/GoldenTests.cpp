@@ -8,11 +8,12 @@
 #include <ostream>
 #include <sstream>
 
+#include "ZQMHelper/Shared/DiagnosticsCollector.h"
 #include "ZQMHelper/Shared/MonitorEngine.h"
 #include "tests/fakes/MachinePlatform.h"
 
-// The whole snapshot of whole machines, compared with texts that a person has reviewed. After an intended change
-// rewrite them with ZQM_UPDATE_GOLDEN=1 and look at what moved.
+// The whole snapshot and the diagnostics report of whole machines, compared with texts that a person has reviewed.
+// After an intended change rewrite them with ZQM_UPDATE_GOLDEN=1 and look at what moved.
 
 namespace zqm {
 namespace {
@@ -55,8 +56,14 @@ std::string secondSnapshot(Machine& machine, FakePlatform& process) {
     return pretty(engine->snapshotJSON());
 }
 
+/// The diagnostics report at that time.
+std::string report(Machine& machine, FakePlatform& process) {
+    Platform platform = platformOn(machine, process);
+    return DiagnosticsCollector(std::make_shared<SMCBridge>(platform), platform).collect(false) + "\n";
+}
+
 void expectGolden(const std::string& name, const std::string& actual) {
-    const fs::path file = fs::path(ZQM_TEST_DATA) / "golden" / (name + ".json");
+    const fs::path file = fs::path(ZQM_TEST_DATA) / "golden" / name;
     if (std::getenv("ZQM_UPDATE_GOLDEN")) std::ofstream(file, std::ios::binary) << actual;
     EXPECT_EQ(actual, contentOf(file)) << "see CONTRIBUTING.md, Golden snapshots";
 }
@@ -84,7 +91,9 @@ struct GoldenMachine : testing::TestWithParam<Case> {};
 TEST_P(GoldenMachine, LooksAsReviewed) {
     FakePlatform process;
     const auto machine = machineOf(DescribedMachine::load(GetParam().path, process.clock));
-    expectGolden(GetParam().path.stem(), secondSnapshot(*machine, process));
+    const std::string name = GetParam().path.stem();
+    expectGolden(name + ".json", secondSnapshot(*machine, process));
+    expectGolden(name + ".txt", report(*machine, process));
     EXPECT_EQ(machine->liveHandles(), 0u);
 }
 INSTANTIATE_TEST_SUITE_P(Golden, GoldenMachine, testing::ValuesIn(casesIn(ZQM_MACHINES)), nameOf);
@@ -94,7 +103,7 @@ struct GoldenTree : testing::TestWithParam<Case> {};
 TEST_P(GoldenTree, LooksAsReviewed) {
     FakePlatform process;
     const auto machine = makeNativeMachine(GetParam().path);
-    expectGolden(GetParam().path.stem(), secondSnapshot(*machine, process));
+    expectGolden(GetParam().path.stem().string() + ".json", secondSnapshot(*machine, process));
 }
 INSTANTIATE_TEST_SUITE_P(Golden, GoldenTree, testing::ValuesIn(casesIn(fs::path(ZQM_TEST_DATA) / "trees")), nameOf);
 

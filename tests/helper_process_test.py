@@ -40,7 +40,7 @@ class HelperTest(unittest.TestCase):
         self.port = free_port()
 
     def environment(self):
-        return dict(os.environ, XDG_DATA_HOME=str(self.home), XDG_CONFIG_HOME=str(self.home / "config"))
+        return dict({name: value for name, value in os.environ.items() if not name.startswith("ZQM_")}, XDG_DATA_HOME=str(self.home), XDG_CONFIG_HOME=str(self.home / "config"))
 
     def start(self, *options, **popen):
         popen.setdefault("stdout", subprocess.PIPE)
@@ -85,7 +85,9 @@ class HelperTest(unittest.TestCase):
         helper = self.start()
         self.assertEqual(self.lines_until(helper, READY),
                          [f"[ZQMHelper] starting on 127.0.0.1:{self.port}", READY])
-        self.assertEqual(self.lines_until(helper, "[ZQM] scheduleTimer 触发"),
+        warmed = "[ZQMHelper] diagnostics cache warmed"  # in the background, at some moment
+        lines = self.lines_until(helper, "[ZQM] scheduleTimer 触发")
+        self.assertEqual([line for line in lines if line != warmed],
                          ["[ZQM] engine.start 调用", "[ZQM] scheduleTimer 触发"])
         deadline = time.monotonic() + PATIENCE
         snapshot = {"memory": {"totalBytes": 0}}
@@ -114,6 +116,22 @@ class HelperTest(unittest.TestCase):
         self.assertTrue(request(self.port, "GET /api/snapshot HTTP/1.1\r\n\r\n").startswith("HTTP/1.1 403 Forbidden"))
         self.assertTrue(request(self.port, "GET /else HTTP/1.1\r\n\r\n").startswith("HTTP/1.1 404 Not Found"))
         self.end(again)
+
+    def test_reports_the_machine_but_not_whose_it_is(self):
+        helper = self.start()
+        self.lines_until(helper, "[ZQMHelper] diagnostics cache warmed")
+        report = self.get("/api/diagnostics")
+        self.assertTrue(report.startswith("=== Zephlon Diagnostics ===\nDate: "), report)
+        self.assertIn("\n--- SMC keys ---\navailable: ", report)
+        names = [socket.gethostname(), str(self.home), os.environ.get("USER", ""), self.token(), "127.0.0.1"]
+        for serial in ("product_serial", "product_uuid", "board_serial"):
+            path = pathlib.Path("/sys/class/dmi/id", serial)
+            names.append(path.read_text().strip() if path.exists() and os.geteuid() == 0 else "")
+        for name in filter(lambda text: len(text) > 3, names):
+            self.assertNotIn(name, report)
+        reply = request(self.port, "POST /api/diagnostics/report HTTP/1.1\r\n\r\n").partition("\r\n\r\n")[2]
+        self.assertEqual(reply, '{"error":"invalid url"}')  # no host is configured: nothing is sent
+        self.end(helper)
 
     def test_lives_on_when_the_port_is_taken(self):
         with socket.socket() as holder:

@@ -13,8 +13,6 @@
 namespace zqm {
 
 class Clock;
-class InterfaceAddresses;
-class SystemFacts;
 
 /// A machine read from a data file (docs/machine-format.md), its counters moving with the clock that it is given. It
 /// outlives everything that its services hand out, and the clock outlives it.
@@ -39,8 +37,8 @@ public:
     TaskCounters& taskCounters() override;
     ProcessTable* processTable() override { return nullptr; }
     Commands* commands() override;
-    InterfaceAddresses& interfaceAddresses();
-    SystemFacts& systemFacts();
+    InterfaceAddresses& interfaceAddresses() override;
+    SystemFacts& systemFacts() override;
     /// Registry entries, connections to drivers, sensors, samples and dictionaries of channels that were handed out and
     /// not yet given back. Any thread.
     std::size_t liveHandles() const;

@@ -4,16 +4,19 @@
 
 #include "Platform/Linux/LinuxHostStatistics.h"
 #include "Platform/Linux/LinuxIOReport.h"
+#include "Platform/Linux/LinuxInterfaceAddresses.h"
 #include "Platform/Linux/LinuxNetworkInterfaces.h"
 #include "Platform/Linux/LinuxPowerSources.h"
 #include "Platform/Linux/LinuxProcessTable.h"
 #include "Platform/Linux/LinuxRegistry.h"
 #include "Platform/Linux/LinuxSources.h"
 #include "Platform/Linux/LinuxSysctl.h"
+#include "Platform/Linux/LinuxSystemFacts.h"
 #include "Platform/Linux/LinuxTaskCounters.h"
 #include "Platform/Linux/LinuxTemperatureSensors.h"
 #include "Platform/Machine.h"
 #include "Platform/Posix/PosixClock.h"
+#include "Platform/Posix/PosixSettings.h"
 
 namespace zqm {
 
@@ -29,6 +32,7 @@ public:
     HostStatistics& hostStatistics() override { return hostStatistics_; }
     Sysctl& sysctl() override { return sysctl_; }
     NetworkInterfaces& networkInterfaces() override { return networkInterfaces_; }
+    InterfaceAddresses& interfaceAddresses() override { return interfaceAddresses_; }
     Registry& registry() override { return registry_; }
     IOReport& ioReport() override { return ioReport_; }
     PowerSources& powerSources() override { return powerSources_; }
@@ -37,6 +41,7 @@ public:
     TaskCounters& taskCounters() override { return taskCounters_; }
     ProcessTable* processTable() override { return &processTable_; }
     Commands* commands() override { return nullptr; }
+    SystemFacts& systemFacts() override { return systemFacts_; }
 
 private:
     PosixClock systemClock_;
@@ -52,6 +57,7 @@ private:
     LinuxHostStatistics hostStatistics_{root_, processors_, memory_};
     LinuxSysctl sysctl_{root_, processors_, memory_};
     LinuxNetworkInterfaces networkInterfaces_{root_};
+    LinuxInterfaceAddresses interfaceAddresses_{root_, networkInterfaces_};
     LinuxRegistry registry_{{root_, processors_, frequencies_, cards_, batteries_, controller_}};
     LinuxIOReport ioReport_{frequencies_, cards_, energy_};
     LinuxPowerSources powerSources_{batteries_};
@@ -59,6 +65,8 @@ private:
     LinuxSources sources_{root_};
     LinuxProcessTable processTable_{root_, clock_, [this] { return energy_.packageMillijoules(); }};
     LinuxTaskCounters taskCounters_{root_, processTable_.known()};
+    PosixSettings environment_;
+    LinuxSystemFacts systemFacts_{root_, environment_, clock_, ZQM_VERSION};
 };
 
 }  // namespace zqm

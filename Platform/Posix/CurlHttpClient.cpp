@@ -46,19 +46,21 @@ public:
         if (const char* file = std::getenv("ZQM_CA_FILE")) authorityFile_ = file;
     }
 
-    ~Session() {
+    ~Session() { stop(); }
+
+    void stop() {
         std::optional<pthread_t> thread;
         {
             MutexLock lock(mutex_);
             isStopping_ = true;
             if (multi_) curl_.multiWakeup(multi_);
-            thread = thread_;
+            thread = std::exchange(thread_, std::nullopt);
         }
         if (thread) pthread_join(*thread, nullptr);
     }
 
     void start(HttpRequest request, Completion completion) {
-        if (!enqueue(std::move(request), completion)) fail(completion, "no thread for the request");
+        if (const auto refusal = enqueue(std::move(request), completion)) fail(completion, *refusal);
     }
 
 private:
@@ -69,19 +71,22 @@ private:
         bool isLast = false;  // the thread counts as gone
     };
 
-    bool enqueue(HttpRequest request, const Completion& completion) {
+    /// Why the request cannot be served; nullopt when it will be.
+    std::optional<std::string> enqueue(HttpRequest request, const Completion& completion) {
         const SteadyTime deadline = SteadyClock::now() + request.timeout;
         MutexLock lock(mutex_);
+        if (isStopping_) return "cancelled";
         waiting_.push_back({std::move(request), completion, deadline});
         if (isRunning_) {
             if (multi_) curl_.multiWakeup(multi_);
-            return true;
+            return std::nullopt;
         }
         if (thread_) pthread_join(*thread_, nullptr);  // on its last lines, which take no lock
         thread_ = startThread("zqm.urlsession", [this] { work(); });
         isRunning_ = thread_.has_value();
-        if (!isRunning_) waiting_.clear();
-        return isRunning_;
+        if (isRunning_) return std::nullopt;
+        waiting_.clear();
+        return "no thread for the request";
     }
 
     /// Body of the thread. `refusal` is what every request gets once there is no way to serve them.
@@ -209,6 +214,10 @@ CurlHttpClient::~CurlHttpClient() = default;
 
 void CurlHttpClient::start(HttpRequest request, std::function<void(HttpReply)> completion) {
     session_->start(std::move(request), std::move(completion));
+}
+
+void CurlHttpClient::stop() {
+    session_->stop();
 }
 
 }  // namespace zqm

@@ -17,12 +17,14 @@ namespace zqm {
 /// constructor, names a PEM file of authorities that are trusted beside the system's.
 ///
 /// Completions run on the session's thread, on the caller's when the system refuses a thread; they must not throw nor
-/// destroy the client. Destruction ends what is under way or waits with the error "cancelled".
+/// destroy the client. What is under way or waits at `stop`, or is started after it, ends with the error
+/// "cancelled".
 class CurlHttpClient final : public HttpClient {
 public:
     explicit CurlHttpClient(std::string library = "libcurl.so.4", Seconds idle = Seconds(10));
     ~CurlHttpClient() override;
     void start(HttpRequest request, std::function<void(HttpReply)> completion) override;
+    void stop() override;
 
 private:
     class Session;

@@ -3,6 +3,7 @@
 #include "Platform/Platform.h"
 #include "Platform/Posix/AsioListener.h"
 #include "Platform/Posix/AsioMainLoop.h"
+#include "Platform/Posix/CurlHttpClient.h"
 #include "Platform/Posix/JsonUserDefaults.h"
 #include "Platform/Posix/PosixClock.h"
 #include "Platform/Posix/PosixCommands.h"
@@ -32,6 +33,7 @@ private:
     ThreadQueues dispatch_;
     AsioListener listener_;
     PosixCommands commands_;
+    CurlHttpClient httpClient_;
 };
 
 }  // namespace zqm

@@ -22,6 +22,7 @@ MonitorEngine::MonitorEngine(std::shared_ptr<SettingsStore> settings, std::share
       gpuReader_(platform),
       frequencyReader_(platform),
       batteryReader_(platform),
+      ipReader_(platform),
       powerReader_(std::move(smc), platform),
       temperatureReader_(platform),
       sampler_(platform.dispatch.makeQueue("zqm.sampler", 1)) {}
@@ -73,6 +74,7 @@ SystemSnapshot MonitorEngine::collectSnapshot() {
     snapshot.gpu = gpuReader_.sample();
     snapshot.battery = batteryReader_.sample();
     snapshot.clock.now = platform_.clock.wall();
+    snapshot.ip = ipReader_.sample();
     snapshot.power = powerReader_.sample();
     addFrequencies(snapshot);
     const auto temperatures = temperatureReader_.sample();

@@ -11,6 +11,7 @@
 #include "ZQMHelper/Shared/DiskReader.h"
 #include "ZQMHelper/Shared/FrequencyReader.h"
 #include "ZQMHelper/Shared/GPUReader.h"
+#include "ZQMHelper/Shared/IPReader.h"
 #include "ZQMHelper/Shared/MemoryReader.h"
 #include "ZQMHelper/Shared/Metrics.h"
 #include "ZQMHelper/Shared/NetworkReader.h"
@@ -65,6 +66,7 @@ private:
     GPUReader gpuReader_;
     FrequencyReader frequencyReader_;
     BatteryReader batteryReader_;
+    IPReader ipReader_;
     PowerReader powerReader_;
     TemperatureReader temperatureReader_;
     std::unique_ptr<Timer> timer_;

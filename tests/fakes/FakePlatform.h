@@ -7,6 +7,7 @@
 #include "Platform/Commands.h"
 #include "Platform/Files.h"
 #include "Platform/HostStatistics.h"
+#include "Platform/HttpClient.h"
 #include "Platform/IOReport.h"
 #include "Platform/Log.h"
 #include "Platform/LoopbackListener.h"
@@ -98,6 +99,35 @@ struct FakeRegistry final : Registry {
     std::map<std::string, std::vector<FakeNode>, std::less<>> classes;
     std::set<std::string, std::less<>> failing;
     int live = 0;  // handles that have not been given back
+};
+
+struct FakeInterfaceAddresses final : InterfaceAddresses {
+    std::optional<std::vector<InterfaceAddress>> ipv4() override { return list; }
+    std::optional<std::vector<InterfaceAddress>> list;
+};
+
+struct FakeSystemFacts final : SystemFacts {
+    std::optional<PropertyDictionary> proxySettings() override { return proxies; }
+    std::optional<std::string> bundleText(std::string_view key) override {
+        const auto found = bundle.find(key);
+        return found == bundle.end() ? std::nullopt : std::optional(found->second);
+    }
+    std::string systemVersion() override { return "Version 15.1 (Build 24B83)"; }
+    std::optional<PropertyDictionary> proxies;
+    std::map<std::string, std::string, std::less<>> bundle;
+};
+
+/// Keeps what is asked of the net; a test answers it, or lets every request be answered at once.
+struct FakeHttpClient final : HttpClient {
+    void start(HttpRequest request, std::function<void(HttpReply)> completion) override {
+        requests.push_back(std::move(request));
+        completions.push_back(std::move(completion));
+        if (atOnce) completions.back()(*atOnce);
+    }
+    void stop() override {}
+    std::vector<HttpRequest> requests;
+    std::vector<std::function<void(HttpReply)>> completions;
+    std::optional<HttpReply> atOnce;
 };
 
 /// A counter library that cannot be opened, no power sources, no sensors.
@@ -264,6 +294,9 @@ struct FakePlatform {
     FakeSysctl sysctl;
     FakeNetworkInterfaces networkInterfaces;
     FakeRegistry registry;
+    FakeInterfaceAddresses interfaceAddresses;
+    FakeSystemFacts systemFacts;
+    FakeHttpClient httpClient;
     AbsentIOReport ioReport;
     AbsentPowerSources powerSources;
     AbsentTemperatureSensors temperatureSensors;
@@ -285,6 +318,7 @@ struct FakePlatform {
         return {.hostStatistics = hostStatistics,
                 .sysctl = sysctl,
                 .networkInterfaces = networkInterfaces,
+                .interfaceAddresses = interfaceAddresses,
                 .registry = registry,
                 .ioReport = ioReport,
                 .powerSources = powerSources,
@@ -294,6 +328,8 @@ struct FakePlatform {
                 .commands = commands,
                 .userDefaults = userDefaults,
                 .systemSettings = systemSettings,
+                .systemFacts = systemFacts,
+                .httpClient = httpClient,
                 .files = files,
                 .clock = clock,
                 .mainLoop = loop,

@@ -313,6 +313,8 @@ public:
     TaskCounters& taskCounters() override { return machine_.taskCounters(); }
     ProcessTable* processTable() override { return machine_.processTable(); }
     Commands* commands() override { return machine_.commands(); }
+    InterfaceAddresses& interfaceAddresses() override { return machine_.interfaceAddresses(); }
+    SystemFacts& systemFacts() override { return machine_.systemFacts(); }
 
 private:
     Machine& machine_;
