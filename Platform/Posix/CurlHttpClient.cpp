@@ -99,7 +99,7 @@ private:
         std::vector<Active> active;
         SteadyTime idleEnd = SteadyClock::now() + idle_;
         for (;;) {
-            Step step = nextStep(active.size(), refusal ? SteadyTime::min() : idleEnd);
+            Step step = nextStep(active.size(), !refusal, idleEnd);
             if (step.isLast) return;
             if (step.isStopping) refusal = "cancelled";
             if (refusal) {
@@ -120,17 +120,17 @@ private:
 
     /// Takes from the waiting requests those that there is room for and those that have waited too long; all of them
     /// when nothing is served any more.
-    Step nextStep(std::size_t activeCount, SteadyTime end) {
+    Step nextStep(std::size_t activeCount, bool isServing, SteadyTime idleEnd) {
         const SteadyTime now = SteadyClock::now();
-        const bool isIdle = activeCount == 0 && now >= end;
         std::size_t room = mostTransfers - activeCount;
         Step step;
         std::deque<Waiting> kept;
         MutexLock lock(mutex_);
         step.isStopping = isStopping_;
-        step.isLast = waiting_.empty() && activeCount == 0 && (isIdle || isStopping_);
+        isServing = isServing && !isStopping_;
+        step.isLast = waiting_.empty() && activeCount == 0 && (!isServing || now >= idleEnd);
         for (Waiting& waiting : waiting_) {
-            const bool isServed = !isStopping_ && end != SteadyTime::min() && waiting.deadline > now;
+            const bool isServed = isServing && waiting.deadline > now;
             if (isServed && room == 0) {
                 kept.push_back(std::move(waiting));
                 continue;

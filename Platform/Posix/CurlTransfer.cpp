@@ -31,7 +31,7 @@ CurlTransfer::CurlTransfer(const CurlLibrary& curl, HttpRequest request, const s
     set(CURLOPT_ERRORBUFFER, error_.data());
     set(CURLOPT_URL, request_.url.c_str());
     set(CURLOPT_TIMEOUT_MS, milliseconds(timeout));
-    set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_NOSIGNAL, 1L);  // a thread of ours takes no signals anyway
     // Requests are rare, and a connection of its own never suffers from what happened to an earlier one.
     set(CURLOPT_FORBID_REUSE, 1L);
     set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
