@@ -59,8 +59,8 @@ public:
         if (thread) pthread_join(*thread, nullptr);
     }
 
-    void start(HttpRequest request, Completion completion) {
-        if (const auto refusal = enqueue(std::move(request), completion)) fail(completion, *refusal);
+    void start(HttpRequest request, const Completion& completion) {
+        if (!enqueue(std::move(request), completion)) fail(completion, "no thread for the request");
     }
 
 private:
@@ -213,7 +213,7 @@ CurlHttpClient::CurlHttpClient(std::string library, Seconds idle)
 CurlHttpClient::~CurlHttpClient() = default;
 
 void CurlHttpClient::start(HttpRequest request, std::function<void(HttpReply)> completion) {
-    session_->start(std::move(request), std::move(completion));
+    session_->start(std::move(request), completion);
 }
 
 void CurlHttpClient::stop() {
