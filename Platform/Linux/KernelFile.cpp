@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/stat.h>
 #include <sys/vfs.h>
 
 #include <algorithm>
@@ -10,7 +11,8 @@
 namespace zqm {
 namespace {
 
-constexpr std::size_t initialSize = 4096;
+constexpr std::size_t sizeOfNumber = 128;  // most files hold one; there are hundreds, and small buffers stay in caches
+constexpr std::size_t sizeOfTable = 4096;
 constexpr std::size_t maximumSize = std::size_t{4} << 20;
 constexpr std::size_t surelyWhole = 3072;  // of a page of 4096; the longest line of a table is a few hundred bytes
 constexpr unsigned eagerAttempts = 3;      // a file that fails is tried again on the next reads, then only now and then
@@ -30,10 +32,10 @@ std::optional<std::string_view> KernelFile::read() {
         return std::nullopt;
     }
     std::optional<std::size_t> size;
-    if (file_) size = fill();
+    if (file_ && !isReplaced()) size = fill();
     // The device behind an open file may have gone and come back (ENODEV): one fresh start before giving up.
     if (!size && open()) size = fill();
-    if (!size || !keepsOpen_) file_.reset();
+    if (!size) file_.reset();
     failures_ = size ? 0 : failures_ + 1;
     if (!size) return std::nullopt;
     return std::string_view(buffer_).substr(0, *size);
@@ -47,8 +49,14 @@ bool KernelFile::open() {
     } while (descriptor < 0 && errno == EINTR);
     file_.reset(descriptor);
     if (!file_) return false;
-    keepsOpen_ = showsThePresent(descriptor);
+    mayBeReplaced_ = !showsThePresent(descriptor);
     return true;
+}
+
+/// Whether the open file was removed, or another one renamed over it.
+bool KernelFile::isReplaced() const {
+    struct stat information {};
+    return mayBeReplaced_ && (::fstat(file_.get(), &information) != 0 || information.st_nlink == 0);
 }
 
 /// Reads to the end. The kernel gives a long table in pieces, each a page filled with as many whole lines as fit: a
@@ -58,7 +66,7 @@ std::optional<std::size_t> KernelFile::fill() {
     while (true) {
         if (size == buffer_.size()) {
             if (size >= maximumSize) return std::nullopt;
-            buffer_.resize(std::max(initialSize, size * 2));
+            buffer_.resize(size == 0 ? sizeOfNumber : std::max(sizeOfTable, size * 2));
         }
         const ssize_t count =
             ::pread(file_.get(), buffer_.data() + size, buffer_.size() - size, static_cast<off_t>(size));

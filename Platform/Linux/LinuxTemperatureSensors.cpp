@@ -31,8 +31,9 @@ std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> LinuxTemperatureS
     MutexLock lock(mutex_);
     discover();
     std::vector<std::unique_ptr<TemperatureSensor>> list;
+    list.reserve(sources_.size());
     for (Source& source : sources_) {
-        if (source.isReadEachTime) source.celsius = read(source);
+        if (source.file) source.celsius = read(source);
         list.push_back(std::make_unique<Sensor>(source.name, source.celsius));
     }
     for (const GraphicsReading& card : cards_.read()) {
@@ -52,7 +53,7 @@ void LinuxTemperatureSensors::discover() {
     const std::vector<SensorName> names = nameSensors(found.descriptions);
     for (std::size_t i = 0; i < names.size(); ++i) {
         found.sources[i].name = names[i].text;
-        found.sources[i].isReadEachTime = names[i].counts;
+        if (!names[i].counts) found.sources[i].file.reset();
     }
     sources_ = std::move(found.sources);
 }
@@ -104,7 +105,7 @@ void LinuxTemperatureSensors::add(Found& found, SensorDescription description, c
 
 std::optional<double> LinuxTemperatureSensors::read(Source& source) {
     if (source.powerState && source.powerState->read().value_or("").starts_with("suspend")) return std::nullopt;
-    std::string_view rest = source.file.read().value_or("");
+    std::string_view rest = source.file->read().value_or("");
     const auto line = takeLine(rest);
     const auto thousandths = line ? parseInteger(trimWhitespace(*line)) : std::nullopt;
     return thousandths ? std::optional(static_cast<double>(*thousandths) / 1000) : std::nullopt;

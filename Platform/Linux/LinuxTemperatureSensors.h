@@ -28,10 +28,9 @@ public:
 
 private:
     struct Source {
-        KernelFile file;
+        std::optional<KernelFile> file;        // absent: read only when the sensors are looked for
         std::optional<KernelFile> powerState;  // of the device: one that sleeps is not woken for its temperature
         std::string name;
-        bool isReadEachTime = false;
         std::optional<double> celsius;
     };
     struct Found {
