@@ -1,7 +1,6 @@
 #include "Platform/Linux/KernelText.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <utility>
 
@@ -39,11 +38,18 @@ std::string_view takeField(std::string_view& line) {
 }
 
 std::optional<std::uint64_t> takeCount(std::string_view& line) {
-    const std::string_view field = takeField(line);
+    const char* at = line.data();
+    const char* const end = at + line.size();
+    while (at != end && isBlank(*at)) ++at;
+    bool isCount = at != end;
     std::uint64_t count = 0;
-    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), count);
-    if (error != std::errc{} || end != field.data() + field.size()) return std::nullopt;
-    return count;
+    for (; at != end && !isBlank(*at); ++at) {
+        const unsigned digit = static_cast<unsigned char>(*at) - unsigned{'0'};
+        isCount = isCount && digit <= 9 && !__builtin_mul_overflow(count, 10, &count) &&
+                  !__builtin_add_overflow(count, digit, &count);
+    }
+    line = {at, static_cast<std::size_t>(end - at)};
+    return isCount ? std::optional(count) : std::nullopt;
 }
 
 void skipFields(std::string_view& line, unsigned fields) {

@@ -174,6 +174,7 @@ void LinuxIOReport::addProcessors(Sample& sample, bool clusters, bool cores, boo
                                {ProcessorKind::middle, "MCPU", {}}}};
     for (Kind& kind : kinds) kind.steps = processors_.steps(kind.kind);
     const auto frequencies = withResidencies || cores ? processors_.read() : std::vector<ProcessorFrequency>{};
+    if (cores) sample.all.reserve(frequencies.size() + kinds.size() + 1);
     const std::size_t digits = std::to_string(frequencies.size()).size();
     for (const ProcessorFrequency& processor : frequencies) {
         Kind& kind =

@@ -102,9 +102,10 @@ std::optional<FrequencyReader::StatesByChannel> FrequencyReader::sampleStates(Su
     if (!channels) return std::nullopt;
     StatesByChannel byChannel;
     for (const ReportChannel* channel : *channels) {
-        const auto name = loader_.has(channelGetChannelName) ? library.channelGetChannelName(*channel) : std::nullopt;
+        auto name = loader_.has(channelGetChannelName) ? library.channelGetChannelName(*channel) : std::nullopt;
         if (!name || !loader_.has(stateGetCount) || library.stateGetCount(*channel) < 1) continue;
-        byChannel[*name] = states(*channel);
+        // Libraries list channels more or less in the order of their names.
+        byChannel.insert_or_assign(byChannel.end(), std::move(*name), states(*channel));
     }
     return byChannel;
 }
@@ -114,6 +115,7 @@ StateList FrequencyReader::states(const ReportChannel& channel) {
     if (!loader_.has(stateGetName, stateGetResidency)) return list;
     ReportLibrary& library = *loader_.library();
     const std::int32_t count = library.stateGetCount(channel);
+    list.reserve(static_cast<std::size_t>(std::clamp(count, 0, 64)));
     for (std::int32_t i = 0; i < count; ++i) {
         if (auto name = library.stateGetName(channel, i)) {
             list.emplace_back(std::move(*name), static_cast<double>(library.stateGetResidency(channel, i)));
@@ -144,15 +146,17 @@ std::map<std::string, double> FrequencyReader::samplePerCore() {
     struct Kind {
         std::string_view prefix;
         const FrequencyLadder& ladder;
+        std::vector<double>& last;
     };
-    for (const auto& [prefix, ladder] :
-         {Kind{"ECPU", ladders_.efficiency}, {"PCPU", ladders_.performance}, {"MCPU", middleLadder()}}) {
-        int position = 0;  // within the kind, in the text order of the names, which is the map's order
+    for (const auto& [prefix, ladder, last] : {Kind{"ECPU", ladders_.efficiency, efficiencyCoreCache_},
+                                               {"PCPU", ladders_.performance, performanceCoreCache_},
+                                               {"MCPU", middleLadder(), middleCoreCache_}}) {
+        std::size_t position = 0;  // within the kind, in the text order of the names, which is the map's order
         for (auto it = byChannel->lower_bound(std::string(prefix));
              it != byChannel->end() && it->first.starts_with(prefix); ++it, ++position) {
-            const std::string key = prefix.front() + std::to_string(position);
-            double& cached = perCoreCache_.try_emplace(key, 0).first->second;
-            perCore[key] = orLast(weighted(it->second, ladder) / hertzPerMegahertz, cached);
+            if (position == last.size()) last.push_back(0);
+            perCore.emplace(prefix.front() + std::to_string(position),
+                            orLast(weighted(it->second, ladder) / hertzPerMegahertz, last[position]));
         }
     }
     return middleForEfficiency_ ? legacyCoreFrequencies(perCore, physicalCoreTypes_) : perCore;

@@ -78,7 +78,10 @@ private:
     const bool middleForEfficiency_;  // cores of the third kind and no efficiency cores
     Subscription clusters_;
     Subscription cores_;
-    std::map<std::string, double> perCoreCache_;  // last positive values, MHz
+    // Last positive values, MHz; of cores by their place within the kind.
+    std::vector<double> efficiencyCoreCache_;
+    std::vector<double> performanceCoreCache_;
+    std::vector<double> middleCoreCache_;
     double efficiencyCache_ = 0;
     double performanceCache_ = 0;
     double gpuCache_ = 0;

@@ -1,5 +1,7 @@
 #include "ZQMHelper/Shared/TemperatureBridge.h"
 
+#include <utility>
+
 namespace zqm {
 
 std::optional<std::map<std::string, double>> ReadHIDTemperatures(TemperatureSensors& sensors) {
@@ -7,9 +9,10 @@ std::optional<std::map<std::string, double>> ReadHIDTemperatures(TemperatureSens
     if (!list) return std::nullopt;
     std::map<std::string, double> temperatures;
     for (const auto& sensor : *list) {
-        const auto name = sensor->product();
+        auto name = sensor->product();
         const auto temperature = sensor->temperature();
-        if (name && temperature && *temperature > 0 && *temperature <= 150) temperatures[*name] = *temperature;
+        if (!name || !temperature || !(*temperature > 0 && *temperature <= 150)) continue;
+        temperatures.insert_or_assign(std::move(*name), *temperature);
     }
     return temperatures;
 }
