@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+
+#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Platform.h"
+#include "Platform/Posix/PosixServices.h"
+#include "benchmarks/QuickClock.h"
+
+namespace zqm {
+
+/// The platform of the real program on the Linux machine below `root`, without its waiting.
+struct QuickPlatform {
+    explicit QuickPlatform(const std::string& root = "/") : machine(root, clock) {}
+
+    /// Lets the time pass that lies between the end of a tick, whose readers wait 0.2 s, and the next one.
+    void finishTick() { clock.sleep(Seconds(0.8)); }
+
+    QuickClock clock;
+    PosixServices process;
+    LinuxMachine machine;
+    Platform slow = process.platformOn(machine);
+    Platform platform{.hostStatistics = slow.hostStatistics,
+                      .sysctl = slow.sysctl,
+                      .networkInterfaces = slow.networkInterfaces,
+                      .registry = slow.registry,
+                      .ioReport = slow.ioReport,
+                      .powerSources = slow.powerSources,
+                      .temperatureSensors = slow.temperatureSensors,
+                      .userDefaults = slow.userDefaults,
+                      .systemSettings = slow.systemSettings,
+                      .files = slow.files,
+                      .clock = clock,
+                      .mainLoop = slow.mainLoop,
+                      .dispatch = slow.dispatch,
+                      .listener = slow.listener,
+                      .log = slow.log};
+    ScopedPlatform current{platform};
+};
+
+}  // namespace zqm
