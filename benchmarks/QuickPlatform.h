@@ -19,22 +19,7 @@ struct QuickPlatform {
     QuickClock clock;
     PosixServices process;
     LinuxMachine machine;
-    Platform slow = process.platformOn(machine);
-    Platform platform{.hostStatistics = slow.hostStatistics,
-                      .sysctl = slow.sysctl,
-                      .networkInterfaces = slow.networkInterfaces,
-                      .registry = slow.registry,
-                      .ioReport = slow.ioReport,
-                      .powerSources = slow.powerSources,
-                      .temperatureSensors = slow.temperatureSensors,
-                      .userDefaults = slow.userDefaults,
-                      .systemSettings = slow.systemSettings,
-                      .files = slow.files,
-                      .clock = clock,
-                      .mainLoop = slow.mainLoop,
-                      .dispatch = slow.dispatch,
-                      .listener = slow.listener,
-                      .log = slow.log};
+    Platform platform = process.platformOn(machine, clock);
     ScopedPlatform current{platform};
 };
 

@@ -4,7 +4,7 @@
 
 namespace zqm {
 
-Platform PosixServices::platformOn(Machine& machine) {
+Platform PosixServices::platformOn(Machine& machine, Clock& anyClock) {
     return {.hostStatistics = machine.hostStatistics(),
             .sysctl = machine.sysctl(),
             .networkInterfaces = machine.networkInterfaces(),
@@ -21,7 +21,7 @@ Platform PosixServices::platformOn(Machine& machine) {
             .systemFacts = machine.systemFacts(),
             .httpClient = httpClient_,
             .files = files_,
-            .clock = clock,
+            .clock = anyClock,
             .mainLoop = mainLoop_,
             .dispatch = dispatch_,
             .listener = listener_,

@@ -20,7 +20,9 @@ class Machine;
 class PosixServices {
 public:
     /// The platform of this process on `machine`, which must outlive it.
-    Platform platformOn(Machine& machine);
+    Platform platformOn(Machine& machine) { return platformOn(machine, clock); }
+    /// The same with another clock.
+    Platform platformOn(Machine& machine, Clock& anyClock);
 
     PosixClock clock;
 
