@@ -60,7 +60,7 @@ public:
     }
 
     void start(HttpRequest request, const Completion& completion) {
-        if (!enqueue(std::move(request), completion)) fail(completion, "no thread for the request");
+        if (const auto refusal = enqueue(std::move(request), completion)) fail(completion, *refusal);
     }
 
 private:
