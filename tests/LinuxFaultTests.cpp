@@ -1,16 +1,41 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include "Platform/Linux/LinuxPlatform.h"
 #include "tests/fakes/EngineSamples.h"
 #include "tests/fakes/TemporaryTree.h"
 
+namespace {
+
+// What a plain tree cannot answer: reading the one file fails with this error while it is not 0.
+std::string refusingFile;
+int refusal = 0;
+int refusedReads = 0;
+
+}  // namespace
+
+/// Stands before the C library's in this program.
+extern "C" ssize_t pread(int file, void* buffer, size_t size, off_t offset) {
+    if (refusal != 0) {
+        std::error_code ignored;
+        if (std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file), ignored) == refusingFile) {
+            ++refusedReads;
+            errno = refusal;
+            return -1;
+        }
+    }
+    return static_cast<ssize_t>(::syscall(SYS_pread64, file, buffer, size, offset));
+}
+
 namespace zqm {
 namespace {
 
-// To root nothing is unreadable by its mode, and a plain tree cannot answer EACCES, ENODEV or EAGAIN: the
-// damages below fail in opening (ENOENT, ELOOP), in reading (EISDIR, EIO, ESPIPE) and in what is read, which are the
-// only ways that a reader tells apart.
+// Files fail in being opened (ENOENT, ELOOP; to root nothing is unreadable by its mode), in being read (EISDIR, ESPIPE,
+// and what drivers answer) and in what they hold.
 
 struct Source {
     std::string path;
@@ -72,6 +97,13 @@ std::string withAbsurdNumbers(Text content) {
     return absurd;
 }
 
+template <int error>
+void refuse(Text path, Text content) {
+    write(path, content);
+    refusingFile = std::filesystem::canonical(path);
+    refusal = error;
+}
+
 struct Damage {
     std::string_view name;
     void (*inflict)(Text path, Text content);  // the file has been removed
@@ -88,6 +120,10 @@ constexpr Damage damages[]{
     {"a link to itself", [](Text path, Text) { std::filesystem::create_symlink(path, path); }},
     {"memory that is not there", [](Text path, Text) { std::filesystem::create_symlink("/proc/self/mem", path); }},
     {"a fifo", [](Text path, Text) { ::mkfifo(path.c_str(), 0600); }},
+    {"EACCES", refuse<EACCES>},
+    {"EIO", refuse<EIO>},
+    {"EAGAIN", refuse<EAGAIN>},
+    {"ENODEV", refuse<ENODEV>},
 };
 
 struct LinuxFaults : testing::Test {
@@ -113,6 +149,7 @@ struct LinuxFaults : testing::Test {
             }
             if (damaged && late) inflict(damaged->later.empty() ? damaged->content : damaged->later);
         });
+        refusal = 0;
         if (damaged) tree.remove(damaged->path);
         for (const Source& source : sources) {
             if (&source == damaged || !source.later.empty()) tree.write(source.path, source.content);
@@ -137,6 +174,7 @@ TEST_F(LinuxFaults, EachFileMayBeDamaged) {
             }
         }
     }
+    EXPECT_GT(refusedReads, static_cast<int>(sources.size()));
     EXPECT_EQ(reached, (Members{"battery", "cpu", "disk", "gpu", "load", "memory", "network", "power"}));
 }
 
