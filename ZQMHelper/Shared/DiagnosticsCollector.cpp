@@ -37,13 +37,10 @@ std::string iso8601(WallTime time) {
     return text.data();
 }
 
-/// Bytes that are UTF-8, without the control characters at their ends.
+/// Without the control characters at its ends.
 std::optional<std::string> trimmedText(const RegistryEntry& entry, std::string_view key) {
-    const auto property = entry.property(key);
-    const Bytes* bytes = property ? asBytes(&*property) : nullptr;
-    if (!bytes) return std::nullopt;
-    const std::string text(bytes->begin(), bytes->end());
-    return isValidUtf8(text) ? std::optional<std::string>(trimControlCharacters(text)) : std::nullopt;
+    const auto text = utf8Text(entry, key);
+    return text ? std::optional<std::string>(trimControlCharacters(*text)) : std::nullopt;
 }
 
 std::string clusterLine(const RegistryEntry& pmgr) {

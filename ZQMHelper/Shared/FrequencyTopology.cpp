@@ -11,14 +11,6 @@ namespace {
 
 constexpr std::size_t recordSize = 8;
 
-std::optional<std::string> utf8Text(const RegistryEntry& entry, std::string_view key) {
-    const auto property = entry.property(key);
-    const Bytes* bytes = property ? asBytes(&*property) : nullptr;
-    if (!bytes) return std::nullopt;
-    std::string text(bytes->begin(), bytes->end());
-    return isValidUtf8(text) ? std::optional(std::move(text)) : std::nullopt;
-}
-
 FrequencyLadder tableLadder(const RegistryEntry& entry, int table) {
     return readLadder(entry, "voltage-states" + std::to_string(table) + "-sram");
 }
@@ -41,6 +33,14 @@ void assignCluster(FrequencyLadders& ladders, int type, FrequencyLadder ladder) 
 }
 
 }  // namespace
+
+std::optional<std::string> utf8Text(const RegistryEntry& entry, std::string_view key) {
+    const auto property = entry.property(key);
+    const Bytes* bytes = property ? asBytes(&*property) : nullptr;
+    if (!bytes) return std::nullopt;
+    std::string text(bytes->begin(), bytes->end());
+    return isValidUtf8(text) ? std::optional(std::move(text)) : std::nullopt;
+}
 
 std::unique_ptr<RegistryEntry> findPMGRService(Registry& registry) {
     auto services = registry.services("AppleARMIODevice");

@@ -22,6 +22,9 @@ struct FrequencyLadders {
     FrequencyLadder gpu;
 };
 
+/// A property's bytes as text, taken whole; nullopt when it is missing, not bytes or not UTF-8.
+std::optional<std::string> utf8Text(const RegistryEntry& entry, std::string_view key);
+
 /// The device whose "name" is "pmgr"; null when there is none (Intel machines).
 std::unique_ptr<RegistryEntry> findPMGRService(Registry& registry);
 
