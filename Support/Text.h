@@ -31,7 +31,7 @@ std::string_view takeWord(std::string_view& rest);
 std::optional<std::int64_t> parseInteger(std::string_view text);
 std::optional<std::uint64_t> parseUnsigned(std::string_view text);
 
-/// The whole text as a finite decimal floating-point number; nullopt when it is not one.
+/// The whole text as a finite decimal number; nullopt when it is not one, is too large, or too small to differ from 0.
 std::optional<double> parseDouble(std::string_view text);
 
 }  // namespace zqm

@@ -32,7 +32,7 @@ struct BatteryReading {
 /// What the properties of a supply's "uevent" file say about a battery; nullopt when it is not in its slot.
 std::optional<BatteryReading> parseBattery(std::string_view properties);
 
-/// Several batteries as one: sums of energies and powers, means of levels and voltages where no energies are told.
+/// One or more batteries as one: sums of energies and powers, means of levels and voltages where no energies are told.
 BatteryReading combine(const std::vector<BatteryReading>& batteries);
 
 struct PowerSupply {
