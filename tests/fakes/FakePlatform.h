@@ -313,8 +313,13 @@ struct FakePlatform {
     Platform platform = with(loop, listener, log);
     ScopedPlatform current{platform};
 
+    /// The same with other preferences.
+    Platform with(UserDefaults& anyDefaults) { return with(loop, listener, log, anyDefaults); }
     /// The same with other services for what runs and speaks.
     Platform with(Dispatch& dispatch, LoopbackListener& anyListener, Log& anyLog) {
+        return with(dispatch, anyListener, anyLog, userDefaults);
+    }
+    Platform with(Dispatch& dispatch, LoopbackListener& anyListener, Log& anyLog, UserDefaults& anyDefaults) {
         return {.hostStatistics = hostStatistics,
                 .sysctl = sysctl,
                 .networkInterfaces = networkInterfaces,
@@ -326,7 +331,7 @@ struct FakePlatform {
                 .taskCounters = taskCounters,
                 .processTable = &processTable,
                 .commands = commands,
-                .userDefaults = userDefaults,
+                .userDefaults = anyDefaults,
                 .systemSettings = systemSettings,
                 .systemFacts = systemFacts,
                 .httpClient = httpClient,
