@@ -1,0 +1,124 @@
+#include "Platform/Linux/KernelText.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Platform/Linux/Batteries.h"
+#include "Platform/Linux/InterfaceNames.h"
+#include "Platform/Linux/LinuxMemory.h"
+#include "Platform/Linux/LinuxProcessNames.h"
+#include "Platform/Linux/LinuxProcesses.h"
+#include "Platform/Linux/ProxyHosts.h"
+#include "fuzz/Fuzzing.h"
+
+// Any bytes as one of the texts of /proc and /sys that have a parser of their own; the first byte says which.
+
+namespace zqm {
+namespace {
+
+bool isPartOf(std::string_view part, std::string_view whole) {
+    return part.empty() || (part.data() >= whole.data() && part.data() + part.size() <= whole.data() + whole.size());
+}
+
+void checkMemory(std::string_view text) {
+    const MemoryInfo info = parseMemoryInfo(text);
+    const auto used = usedBytes(info);
+    require(!used || !info.total || *used <= *info.total, "no more memory is used than there is");
+    constexpr std::uint64_t pageSize = 4096;
+    const auto pages = memoryPages(info, text.size() * pageSize, pageSize);
+    if (!pages || !used) return;
+    require(pages->active + pages->wired + pages->compressor == *used / pageSize, "the pages add up to what is used");
+}
+
+void checkNumberList(std::string_view text) {
+    constexpr unsigned limit = 300;
+    const auto numbers = parseNumberList(text, limit);
+    require(std::adjacent_find(numbers.begin(), numbers.end(), std::greater_equal<>()) == numbers.end(),
+            "the numbers ascend");
+    require(numbers.empty() || numbers.back() < limit, "the numbers are below the limit");
+}
+
+void checkProcessStat(std::string_view text) {
+    const auto stat = parseProcessStat(text);
+    if (!stat) return;
+    require(isPartOf(stat->name, text), "the name is a part of the text");
+    require(text.rfind(')') == static_cast<std::size_t>(stat->name.data() + stat->name.size() - text.data()),
+            "the name ends at the last bracket");
+}
+
+bool isFiniteOrAbsent(const std::optional<double>& value) {
+    return !value || std::isfinite(*value);
+}
+
+void checkBattery(const BatteryReading& battery) {
+    for (const auto& value : {battery.level, battery.charge, battery.full, battery.design, battery.volts, battery.watts,
+                              battery.fullAmpereHours, battery.designAmpereHours}) {
+        require(isFiniteOrAbsent(value), "a battery's figures are finite");
+    }
+    require(!battery.level || (*battery.level >= 0 && *battery.level <= 1), "a level is a fraction");
+}
+
+/// The text up to an empty line and the text after it as two batteries.
+void checkBatteries(std::string_view text) {
+    const std::size_t end = std::min(text.find("\n\n"), text.size());
+    std::vector<BatteryReading> batteries;
+    for (const std::string_view properties : {text.substr(0, end), text.substr(end)}) {
+        if (const auto battery = parseBattery(properties)) batteries.push_back(*battery);
+    }
+    for (const BatteryReading& battery : batteries) checkBattery(battery);
+    if (batteries.empty()) return;
+    const BatteryReading whole = combine(batteries);
+    checkBattery(whole);
+    const auto minutes = PowerSupply{.battery = whole, .onMains = false, .adapterWatts = {}}.minutesLeft();
+    require(!minutes || *minutes >= 0, "time that is left is not negative");
+}
+
+void checkProxy(std::string_view text) {
+    const auto proxy = parseProxy(text);
+    if (!proxy) return;
+    require(!proxy->host.empty() && text.find(proxy->host) != text.npos, "the host is a part of the setting");
+    require(proxy->host.find_first_of("/@[] ") == proxy->host.npos, "the host is nothing but a host");
+}
+
+/// The text up to a line feed as the name that was cut, the rest as the arguments.
+void checkName(std::string_view text) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const auto cut = text.substr(0, end);
+    require(completeProcessName(cut, text.substr(end)).starts_with(cut), "a name keeps its beginning");
+}
+
+void checkLines(std::string_view text) {
+    std::string_view rest = text;
+    while (auto line = takeLine(rest)) {
+        require(isPartOf(*line, text) && line->find('\n') == line->npos, "a line is a part of the text");
+        std::string_view copy = *line;
+        while (!line->empty()) {
+            const auto count = takeCount(*line);
+            const auto field = takeField(copy);
+            require(line->size() == copy.size(), "a count is a field");
+            require(!count || field.find_first_not_of("0123456789") == field.npos, "a count is digits");
+        }
+    }
+}
+
+constexpr void (*checks[])(std::string_view){checkMemory,
+                                             checkNumberList,
+                                             checkProcessStat,
+                                             checkBatteries,
+                                             checkProxy,
+                                             checkName,
+                                             checkLines,
+                                             [](std::string_view text) {
+                                                 require(isPartOf(defaultRouteInterface(text), text),
+                                                         "an interface is a part of the table");
+                                             }};
+
+}  // namespace
+}  // namespace zqm
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace zqm;
+    auto text = textOf(data, size);
+    checks[takeChoice(text, std::size(checks))](text);
+    return 0;
+}

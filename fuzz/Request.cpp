@@ -1,0 +1,149 @@
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ZQMHelper/HTTPServer.h"
+#include "fuzz/Fuzzing.h"
+#include "fuzz/Utf8Model.h"
+#include "tests/fakes/FakePlatform.h"
+
+// Any bytes as a request to the whole server, whose answers must be those of a second, slower server that is written
+// down rule by rule below. An input that begins with "~" stands for a request in which the rest of it lies across the
+// end of what is looked at.
+
+namespace zqm {
+namespace {
+
+constexpr std::size_t bound = 16384;
+
+struct Page {
+    const char* path;
+    std::optional<std::string> token;
+    std::string body;
+};
+using Site = std::vector<Page>;
+
+const std::vector<Site> sites{
+    {{"/api/ping", "secret", R"({"ok":true})"},
+     {"/open", std::nullopt, "caf\u00E9"},
+     {"/empty", std::nullopt, ""},
+     {"/long", "0123456789abcdef0123456789abcdef", std::string(20000, 'l')}},
+    {{"/", "", "root"}, {"/api/ping", " two  words ", "{}"}, {"/api/ping?x", "X-ZQM-Token:", "?"}},
+    {{"/", std::nullopt, "open root"}},
+    {},
+};
+
+/// The pieces between the separators, those that are empty left out.
+std::vector<std::string> split(std::string_view text, const std::string& separator) {
+    std::vector<std::string> pieces;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(separator), text.size());
+        if (end > 0) pieces.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + separator.size(), text.size()));
+    }
+    return pieces;
+}
+
+/// What the rules see in the bytes that a client has sent.
+struct Reading {
+    explicit Reading(std::string_view sent) {
+        const auto request = sent.substr(0, bound);
+        isText = !request.empty() && decodedModel(request) == request;
+        const auto lines = split(request, "\r\n");
+        const auto words = lines.empty() ? std::vector<std::string>() : split(lines.front(), " ");
+        path = words.size() < 2 ? "/" : words[1];
+        const std::string prefix = "X-ZQM-Token: ";
+        const auto line = std::find_if(lines.begin(), lines.end(), [&](const std::string& any) {
+            return any.compare(0, prefix.size(), prefix) == 0;
+        });
+        if (line == lines.end()) return;
+        token = *line;
+        for (std::size_t at = 0; (at = token->find(prefix, at)) != std::string::npos;) token->erase(at, prefix.size());
+    }
+    bool isText;
+    std::string path;
+    std::optional<std::string> token;
+};
+
+/// What the client receives; nullopt when the connection is closed without a byte.
+std::optional<std::string> expectedAnswer(const Reading& request, const Site& site) {
+    if (!request.isText) return std::nullopt;
+    const auto page =
+        std::find_if(site.begin(), site.end(), [&](const Page& candidate) { return candidate.path == request.path; });
+    if (page == site.end()) return "HTTP/1.1 404 Not Found\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}";
+    if (page->token && request.token != page->token) {
+        return "HTTP/1.1 403 Forbidden\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}";
+    }
+    return "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nAccess-Control-Allow-Origin: *\r\nContent-Length: " +
+           std::to_string(page->body.size()) + "\r\nConnection: close\r\n\r\n" + page->body;
+}
+
+struct Client final : Connection {
+    void receive(std::size_t maximum, std::function<void(std::string_view)> callback) override {
+        require(!received && maximum == bound, "one read of at most 16,384 bytes");
+        received = std::move(callback);
+    }
+    void send(std::string message) override {
+        end();
+        answer = std::move(message);
+    }
+    void cancel() override { end(); }
+    void end() {
+        require(!ended, "a connection ends once");
+        ended = true;
+    }
+    std::function<void(std::string_view)> received;
+    std::optional<std::string> answer;
+    bool ended = false;
+};
+
+/// A started server with the pages of one site, every second one of them served on the queue of those that wait.
+struct Host {
+    explicit Host(const Site& site) : pages(site) {
+        bool mayBlock = false;
+        for (const Page& page : site) {
+            server.routes[page.path] = {page.token, [this, &page] { return ++calls, page.body; }, mayBlock = !mayBlock};
+        }
+        server.start();
+    }
+    void serve(std::string_view sent, const Reading& reading) {
+        const auto client = std::make_shared<Client>();
+        calls = 0;
+        platform.listener.accepted(client);
+        std::exchange(client->received, nullptr)(sent.substr(0, bound));
+        platform.loop.runFor(Seconds(0));
+        const auto expected = expectedAnswer(reading, pages);
+        require(client->ended, "a request comes to an end");
+        require(client->answer == expected, "the answer is the one of the rules");
+        require(calls == (expected && expected->starts_with("HTTP/1.1 200") ? 1 : 0), "a served page is made once");
+        platform.log.systemLines.clear();
+    }
+    const Site& pages;
+    FakePlatform platform;
+    HTTPServer server{platform.platform};
+    int calls = 0;
+};
+
+std::string acrossTheBound(std::string_view rest) {
+    std::string sent = "GET /api/ping HTTP/1.1\r\nPadding: ";
+    sent.resize(std::max(sent.size(), bound - rest.size() / 2), 'p');
+    return sent.append(rest);
+}
+
+}  // namespace
+}  // namespace zqm
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace zqm;
+    static std::vector<std::unique_ptr<Host>> hosts;
+    if (hosts.empty()) {
+        for (const Site& site : sites) hosts.push_back(std::make_unique<Host>(site));
+    }
+    const auto input = textOf(data, size);
+    const std::string sent = input.starts_with('~') ? acrossTheBound(input.substr(1)) : std::string(input);
+    const Reading reading(sent);
+    for (const auto& host : hosts) host->serve(sent, reading);
+    return 0;
+}
