@@ -19,9 +19,13 @@ PATH = os.environ["PATH"] + ":/usr/sbin:/sbin"  # an ordinary user's has no plac
 
 def end_in_order():
     """Makes the signals that end a script unwind it, so that everything it started is given back."""
+    numbers = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+
     def leave(number, _):
+        for other in numbers:
+            signal.signal(other, signal.SIG_IGN)  # a second one must not cut the unwinding short
         raise SystemExit(128 + number)
-    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+    for number in numbers:
         signal.signal(number, leave)
 
 
@@ -52,9 +56,11 @@ class Program:
         os.chmod(self.home, 0o755)  # servers may give up root
         try:
             inherited = {name: value for name, value in os.environ.items() if not name.startswith("ZQM_")}
-            self.process = subprocess.Popen(self.command(), env={**inherited, "PATH": PATH, **self.environment()},
+            command = self.command()
+            self.process = subprocess.Popen(command, env={**inherited, "PATH": PATH, **self.environment()},
                                             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                            stderr=subprocess.DEVNULL, start_new_session=True, cwd=self.home)
+                                            stderr=subprocess.DEVNULL, start_new_session=True, cwd=self.home,
+                                            **self.popen_options())
         except BaseException:
             self.folder.cleanup()
             raise
@@ -69,6 +75,9 @@ class Program:
 
     def environment(self):
         return {"HOME": str(self.home), "XDG_DATA_HOME": str(self.home), "XDG_CONFIG_HOME": str(self.home)}
+
+    def popen_options(self):
+        return {}
 
     def is_serving(self):
         return bool(self.get())
