@@ -22,6 +22,14 @@ class NodeExporter(Program):
         return ["prometheus-node-exporter", f"--web.listen-address=127.0.0.1:{self.port}"]
 
 
+class NodeExporterWithProcesses(NodeExporter):
+    """With its collector of processes, which is off unless asked for and ranks none: it counts them by state."""
+    name = "node_exporter+"
+
+    def command(self):
+        return [*super().command(), "--collector.processes"]
+
+
 class Glances(Program):
     """As a server of its own API; its page is not part of Debian's package."""
     name = "glances"
@@ -140,7 +148,7 @@ def versions():
 
 def compare(seconds):
     """Every program on its own, one after the other, first on the machine as it is, then in a crowd."""
-    kinds = (Helper, NodeExporter, Glances, Netdata)
+    kinds = (Helper, NodeExporter, NodeExporterWithProcesses, Glances, Netdata)
     results = {"machine": machine(), "versions": versions(), "seconds": seconds}
     for state, crowd in (("idle", 0), ("crowded", CROWD)):
         with Sleepers(crowd):
@@ -150,21 +158,23 @@ def compare(seconds):
     return results
 
 
-def aims(results):
-    """Each aim as (words, the helper's figure as a share of the peer's, the most it may be)."""
-    for state in ("idle", "crowded"):
-        ratios = results[state]["programs"][NodeExporter.name]["ratios"]
-        for figure, most in (("cpu_percent", 0.5), ("pss_mib", 0.25), ("p50_ms", 0.1)):
-            yield f"{FIGURES[figure]} beside node_exporter, {results[state]['processes']} processes", 1 / ratios[figure], most
+AIMS = (  # the helper's figure as a share of a peer's: at most
+    (NodeExporter, "cpu_percent", 0.5),
+    (NodeExporterWithProcesses, "cpu_percent", 0.5),
+    (NodeExporter, "pss_mib", 0.25),
+    (NodeExporter, "p50_ms", 0.1),
+)
 
 
 def print_table(results):
     for state in ("idle", "crowded"):
-        print(f"\n{results[state]['processes']} processes")
+        rows = results[state]["programs"]
+        print(f"{results[state]['processes']} processes")
         print(f"{'':14}" + "".join(f"{title:>10} {'x':>7}" for title in FIGURES.values()))
-        for name, row in results[state]["programs"].items():
+        for name, row in rows.items():
             cells = (f"{row[figure]:10.{0 if figure == 'bytes' else 3}f} {row['ratios'][figure]:7.2f}" for figure in FIGURES)
             print(f"{name:14}" + "".join(cells))
-    print()
-    for words, share, most in aims(results):
-        print(f"{'met' if share <= most else 'MISSED':7} {words}: {share:.3f}, at most {most}")
+        for peer, figure, most in AIMS:
+            share = rows[Helper.name][figure] / (rows[peer.name][figure] or float("nan"))
+            print(f"{'met' if share <= most else 'MISSED':7} {FIGURES[figure]} is {share:.3f} of {peer.name}'s, at most {most}")
+        print()
