@@ -1,6 +1,7 @@
 """What the helper costs beside the programs that a user would pick in its place, for scripts/bench."""
 import os
 import platform
+import pwd
 import re
 import subprocess
 import sys
@@ -53,7 +54,7 @@ class Netdata(Program):
         (folders["config"] / ".opt-out-from-anonymous-statistics").touch()
         config = self.home / "netdata.conf"
         config.write_text("\n".join([
-            "[global]", f"run as user = {os.environ.get('USER') or subprocess.getoutput('id -un')}",
+            "[global]", f"run as user = {pwd.getpwuid(os.geteuid()).pw_name}",
             "[directories]", *(f"{name} = {folder}" for name, folder in folders.items()),
             "[web]", f"bind to = 127.0.0.1:{self.port}",
             "[statsd]", "enabled = no",
