@@ -171,24 +171,31 @@ TEST(LinuxSocketInodes, OfThisMachineHoldThoseOfThisProcess) {
         ::fstat(descriptor.get(), &information);
         return static_cast<std::uint64_t>(information.st_ino);
     };
-    auto bound = [](int type) {
-        Descriptor socket(::socket(AF_INET, type | SOCK_CLOEXEC, 0));
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        return socket;
+    std::vector<Descriptor> sockets;
+    auto bind = [&sockets](const auto& address, int type) {
+        const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+        Descriptor socket(::socket(generic->sa_family, type | SOCK_CLOEXEC, 0));
+        if (::bind(socket.get(), generic, sizeof address) != 0) return;
+        if (type == SOCK_STREAM) ::listen(socket.get(), 1);
+        sockets.push_back(std::move(socket));
     };
-    const Descriptor tcp = bound(SOCK_STREAM);
-    ASSERT_EQ(::listen(tcp.get(), 1), 0);
-    const Descriptor udp = bound(SOCK_DGRAM);
+    sockaddr_in four{};
+    four.sin_family = AF_INET;
+    four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in6 six{};
+    six.sin6_family = AF_INET6;
+    six.sin6_addr = in6addr_loopback;
+    for (const int type : {SOCK_STREAM, SOCK_DGRAM}) {
+        bind(four, type);
+        bind(six, type);
+    }
+    ASSERT_GE(sockets.size(), 2U);  // where there is no IPv6
     const Descriptor unix(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     for (const char* directory : {"/", "/proc/self/root"}) {  // by the kernel's dumps and by its tables
         const RootDirectory root(directory);
         LinuxSocketInodes inodes(root);
         ASSERT_TRUE(inodes.read());
-        EXPECT_TRUE(inodes.contains(inodeOf(tcp))) << directory;
-        EXPECT_TRUE(inodes.contains(inodeOf(udp))) << directory;
+        for (const Descriptor& socket : sockets) EXPECT_TRUE(inodes.contains(inodeOf(socket))) << directory;
         EXPECT_FALSE(inodes.contains(inodeOf(unix))) << directory;
     }
 }

@@ -33,11 +33,6 @@ void addInode(Inodes& inodes, std::uint64_t inode) {
 // The kernel's dumps. A record costs it a fraction of a line of text, and its text of UDP sockets is searched from the
 // beginning again for every page of it.
 
-struct DumpRequest {
-    nlmsghdr header;
-    inet_diag_req_v2 question;
-};
-
 Descriptor openDumps() {
     Descriptor socket(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
     const timeval patience{.tv_sec = 1, .tv_usec = 0};
@@ -45,16 +40,37 @@ Descriptor openDumps() {
     return socket;
 }
 
-bool requestDump(int socket, std::uint8_t family, std::uint8_t protocol) {
-    DumpRequest request{};
+constexpr unsigned timeWait = 6;  // as the kernel numbers the states of TCP
+constexpr std::uint32_t wantedStates = ~(1U << timeWait);
+
+template <class Question>
+bool requestDump(int socket, std::uint16_t type, const Question& question) {
+    struct {
+        nlmsghdr header;
+        Question question;
+    } request{};
     request.header.nlmsg_len = sizeof request;
-    request.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
+    request.header.nlmsg_type = type;
     request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-    request.question.sdiag_family = family;
-    request.question.sdiag_protocol = protocol;
-    constexpr unsigned timeWait = 6;  // as the kernel numbers the states of TCP
-    request.question.idiag_states = ~(1U << timeWait);
+    request.question = question;
     return ::send(socket, &request, sizeof request, 0) == static_cast<ssize_t>(sizeof request);
+}
+
+/// By the older of the two questions, which is about both families at once. The kernel walks its whole table for each
+/// dump, and that has its length from the machine's memory, not from the number of sockets.
+bool requestTcp(int socket) {
+    inet_diag_req question{};
+    question.idiag_family = AF_INET;
+    question.idiag_states = wantedStates;
+    return requestDump(socket, TCPDIAG_GETSOCK, question);
+}
+
+bool requestUdp(int socket, std::uint8_t family) {
+    inet_diag_req_v2 question{};
+    question.sdiag_family = family;
+    question.sdiag_protocol = IPPROTO_UDP;
+    question.idiag_states = wantedStates;
+    return requestDump(socket, SOCK_DIAG_BY_FAMILY, question);
 }
 
 enum class Dump { goesOn, complete, failed };
@@ -67,7 +83,8 @@ Dump takeAnswer(std::string_view answer, Inodes& inodes) {
         if (header.nlmsg_len < sizeof header || header.nlmsg_len > answer.size()) return Dump::failed;
         if (header.nlmsg_type == NLMSG_DONE) return Dump::complete;
         if (header.nlmsg_type == NLMSG_ERROR) return Dump::failed;
-        if (header.nlmsg_type == SOCK_DIAG_BY_FAMILY && header.nlmsg_len >= NLMSG_LENGTH(sizeof(inet_diag_msg))) {
+        const bool isSocket = header.nlmsg_type == SOCK_DIAG_BY_FAMILY || header.nlmsg_type == TCPDIAG_GETSOCK;
+        if (isSocket && header.nlmsg_len >= NLMSG_LENGTH(sizeof(inet_diag_msg))) {
             inet_diag_msg socket;
             std::memcpy(&socket, answer.data() + NLMSG_HDRLEN, sizeof socket);
             addInode(inodes, socket.idiag_inode);
@@ -90,10 +107,9 @@ bool takeDump(int socket, std::vector<char>& buffer, Inodes& inodes) {
 
 bool readDumps(int socket, Inodes& inodes) {
     std::vector<char> buffer(bufferSize);
-    for (const std::uint8_t protocol : {IPPROTO_TCP, IPPROTO_UDP}) {
-        for (const std::uint8_t family : {AF_INET, AF_INET6}) {
-            if (!requestDump(socket, family, protocol) || !takeDump(socket, buffer, inodes)) return false;
-        }
+    if (!requestTcp(socket) || !takeDump(socket, buffer, inodes)) return false;
+    for (const std::uint8_t family : {AF_INET, AF_INET6}) {
+        if (!requestUdp(socket, family) || !takeDump(socket, buffer, inodes)) return false;
     }
     return true;
 }
