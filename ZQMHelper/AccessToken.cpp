@@ -1,5 +1,7 @@
 #include "ZQMHelper/AccessToken.h"
 
+#include <cstdio>
+
 #include "Platform/Files.h"
 #include "Support/Text.h"
 
@@ -21,7 +23,8 @@ std::string loadOrCreateToken(const std::filesystem::path& container, Files& fil
         token = readToken(file, files);  // another helper may have been first
         if (!token.empty()) return;
         token = files.makeUuid();
-        files.replace(file, token);
+        if (files.replace(file, token)) return;
+        std::fprintf(stderr, "[ZQMHelper] %s cannot be written; this token serves until the end only\n", file.c_str());
     });
     return token;
 }
