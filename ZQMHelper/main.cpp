@@ -68,7 +68,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return complain(error.what());
     }
-    ignoreBrokenPipes();
+    ignoreWriteSignals();
     raiseDescriptorLimit();
     PosixServices process;
     if (options.machine.empty()) return runOn(*makeNativeMachine(options.root), process, options);

@@ -7,8 +7,9 @@
 
 namespace zqm {
 
-void ignoreBrokenPipes() {
+void ignoreWriteSignals() {
     ::signal(SIGPIPE, SIG_IGN);
+    ::signal(SIGXFSZ, SIG_IGN);
 }
 
 void raiseDescriptorLimit() {
