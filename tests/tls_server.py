@@ -131,8 +131,8 @@ class Server(socketserver.ThreadingTCPServer):
     daemon_threads = True
     request_queue_size = 64
 
-    def __init__(self, certificate):
-        super().__init__(("127.0.0.1", 0), Connection)
+    def __init__(self, certificate, connection=Connection):
+        super().__init__(("127.0.0.1", 0), connection)
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(certificate + ".pem", certificate + ".key")
         self.socket = context.wrap_socket(self.socket, server_side=True, do_handshake_on_connect=False)
@@ -162,4 +162,5 @@ def main():
     sys.stdin.read()
 
 
-main()
+if __name__ == "__main__":
+    main()
