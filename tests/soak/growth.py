@@ -1,0 +1,147 @@
+"""Scenarios of a helper that asks other hosts: here a TLS server on loopback."""
+import concurrent.futures
+import contextlib
+import json
+import time
+
+import tls_server
+from soak.clients import forked, latencies, ok, percentile99
+from soak.helper import PATIENCE, Broken, Helper, connect, exchange, quiet_machine
+
+INTERVAL = 0.01
+UPLOAD = b"POST /api/diagnostics/report HTTP/1.1\r\n\r\n"
+FACTS = b'{"success":true,"ip":"192.0.2.7","country_code":"SE","country":"Sweden"}'
+
+
+class Host(tls_server.Connection):
+    """Knows public addresses, collects reports, and counts both; as a `stalled` host it does not answer reports."""
+    lookups, uploads, stalled = forked.Value("i"), forked.Value("i"), forked.Value("b")
+    pause = forked.Value("d")  # seconds before the answer to a lookup
+
+    def serve(self):
+        request = self.rfile.readline()
+        length = 0
+        while line := self.rfile.readline().strip():
+            name, _, value = line.partition(b":")
+            length = int(value) if name.lower() == b"content-length" else length
+        report = self.rfile.read(length)
+        if request.startswith(b"GET / "):
+            self.count(self.lookups)
+            time.sleep(self.pause.value)
+            self.answer(200, FACTS)
+        elif request.startswith(b"POST /api/diagnostics ") and report.startswith(b"=== Zephlon Diagnostics ==="):
+            self.count(self.uploads)
+            self.answer(200) if not self.stalled.value else self.wait_for_client_to_leave()
+
+    def count(self, counter):
+        with counter.get_lock():
+            counter.value += 1
+
+
+@contextlib.contextmanager
+def host(folder):
+    """A process that serves Host; what the helper's environment needs to find it."""
+    authority, certificate = f"{folder}/authority", f"{folder}/good"
+    tls_server.make_authority(authority)
+    tls_server.make_certificate(certificate, authority, "IP:127.0.0.1", 2)
+    for shared in (Host.lookups, Host.uploads, Host.stalled, Host.pause):
+        shared.value = 0
+    server = tls_server.Server(certificate, Host)
+    process = forked.Process(target=server.serve_forever, daemon=True)
+    process.start()
+    name = f"127.0.0.1:{server.server_address[1]}"
+    server.server_close()
+    try:
+        yield {"ZQM_CA_FILE": authority + ".pem", "ZQM_GEOLOCATION_HOST": name, "ZQM_COLLECTION_HOST": name}
+    finally:
+        process.kill()
+        process.join()
+
+
+def wait_for(counter, count):
+    """Until so many have come, as long as they come."""
+    last, deadline = -1, 0
+    while counter.value < count:
+        if counter.value != last:
+            last, deadline = counter.value, time.monotonic() + PATIENCE
+        elif time.monotonic() > deadline:
+            raise Broken(f"only {last} of {count} lookups")
+        time.sleep(0.1)
+
+
+def lookups(run):
+    """Public address lookups, which a proxy that comes and goes with every sample brings about; a pause after the first
+    tenth."""
+    count = run.amount(10_000, 500)
+    on_and_off = [{"HTTPEnable": 1}, {"HTTPEnable": 0}]
+    readings = on_and_off * (count // 20) + [{"HTTPEnable": 0}] * int(8 / INTERVAL) + on_and_off * (count * 9 // 20)
+    machine = run.home("machine") / "machine.json"
+    machine.write_text(json.dumps({"systemFacts": {"proxySettings": {"list": readings}}}))
+    with host(run.folder) as environment:
+        with Helper(run.program, run.home(), "--machine", machine, interval=INTERVAL, **environment) as helper:
+            Host.pause.value = 0.1  # as many at once as there can ever be
+            wait_for(Host.lookups, count // 10)
+            Host.pause.value = 0
+            early = helper.footprint()
+            if Host.lookups.value > count // 10 + 1:
+                raise Broken("no pause for the first footprint")
+            wait_for(Host.lookups, count)
+            run.note(f"{Host.lookups.value} lookups")
+            run.check_growth(early, helper.footprint())
+            if helper.server.snapshot()["ip"]["publicIP"] != "192.0.2.7":
+                raise Broken("the public address is not the last reply's")
+
+
+def upload(server, count):
+    with concurrent.futures.ThreadPoolExecutor(8) as clients:
+        for answer in clients.map(lambda _: exchange(server.port, UPLOAD), range(count)):
+            if answer != ok(b'{"status":"sent"}'):
+                raise Broken(f"a report got {answer!r}")
+
+
+def uploads(run):
+    """Reports, eight at a time."""
+    early, late = run.amount((100, 900), (50, 50))
+    root = quiet_machine(run.folder)
+    with host(run.folder) as environment, Helper(run.program, run.home(), "--root", root, **environment) as helper:
+        upload(helper.server, early)
+        before = helper.footprint()
+        upload(helper.server, late)
+        run.note(f"{Host.uploads.value} uploads")
+        run.check_growth(before, helper.footprint())
+
+
+def stalls(run):
+    """Ping and snapshot beside 200 reports that the collection host takes without answering."""
+    def measure():
+        return {path: percentile99(latencies(helper.server, path, run.amount(1000, 100), 0.002)) * 1000
+                for path in ("/api/ping", "/api/snapshot")}
+
+    with host(run.folder) as environment, Helper(run.program, run.home(), **environment) as helper:
+        Host.stalled.value = 1
+        without = measure()
+        with contextlib.ExitStack() as clients:
+            for _ in range(200):
+                clients.enter_context(connect(helper.server.port)).sendall(UPLOAD)
+            wait_for(Host.uploads, 1)
+            beside = measure()
+        for path, time_ in beside.items():
+            run.note(f"{path} p99 without {without[path]:.2f} ms")
+            run.check("beside", time_, max(50 * run.slowness, 2 * without[path]), " ms")
+
+
+def memory(run):
+    """PSS without hosts, and with both once they have been asked."""
+    if run.preset != "release":
+        return run.note("says nothing of a sanitized helper")
+    with Helper(run.program, run.home()) as helper:
+        time.sleep(run.amount(30, 5))
+        run.check("without hosts", helper.memory("Pss") / 1024, 5, " MiB")
+    with host(run.folder) as environment, Helper(run.program, run.home("asking"), **environment) as helper:
+        upload(helper.server, 3)
+        wait_for(Host.lookups, 1)
+        time.sleep(run.amount(30, 5))
+        run.check("with both", helper.memory("Pss") / 1024, 9, " MiB")
+
+
+SCENARIOS = [lookups, uploads, stalls, memory]
