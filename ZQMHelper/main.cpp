@@ -70,6 +70,7 @@ int run(int argc, char** argv) {
     }
     ignoreWriteSignals();
     raiseDescriptorLimit();
+    shareOneHeap();
     PosixServices process;
     if (options.machine.empty()) return runOn(*makeNativeMachine(options.root), process, options);
     auto loaded = DescribedMachine::load(options.machine, process.clock);

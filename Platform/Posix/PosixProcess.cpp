@@ -1,5 +1,8 @@
 #include "Platform/Posix/PosixProcess.h"
 
+#if __has_include(<malloc.h>)
+#include <malloc.h>
+#endif
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -10,6 +13,12 @@ namespace zqm {
 void ignoreWriteSignals() {
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGXFSZ, SIG_IGN);
+}
+
+void shareOneHeap() {
+#if defined(M_ARENA_MAX)
+    ::mallopt(M_ARENA_MAX, 1);
+#endif
 }
 
 void raiseDescriptorLimit() {
