@@ -15,6 +15,10 @@ Platform& Platform::current() {
     return *currentPlatform;
 }
 
+bool Platform::hasCurrent() {
+    return currentPlatform != nullptr;
+}
+
 ScopedPlatform::ScopedPlatform(Platform& platform) : previous_(std::exchange(currentPlatform, &platform)) {}
 
 ScopedPlatform::~ScopedPlatform() {

@@ -55,6 +55,7 @@ struct Platform {
 
     /// The platform of this process. Set once by `main` before any thread is made; the program's only global.
     static Platform& current();
+    static bool hasCurrent();
 };
 
 /// Makes `platform` the current one for a scope.

@@ -16,7 +16,7 @@ std::string readToken(const std::filesystem::path& file, Files& files) {
 }  // namespace
 
 std::string loadOrCreateToken(const std::filesystem::path& container, Files& files) {
-    const auto file = container / "helper-token";
+    const auto file = container / tokenFileName;
     std::string token = readToken(file, files);
     if (!token.empty()) return token;
     files.exclusively(container, [&] {

@@ -2,10 +2,15 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 #include "Platform/Platform.h"
 
 namespace zqm {
+
+/// The group whose programs share the container in which the token lies.
+constexpr std::string_view appGroup = "Q4T7LWX2PN.xyz.tallvek.Zephlon";
+constexpr std::string_view tokenFileName = "helper-token";
 
 /// The installation's token: the text of the file "helper-token" in `container` without the white space around it.
 ///

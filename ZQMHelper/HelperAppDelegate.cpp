@@ -11,17 +11,12 @@
 #include "ZQMHelper/ReportUpload.h"
 
 namespace zqm {
-namespace {
-
-constexpr const char* appGroup = "Q4T7LWX2PN.xyz.tallvek.Zephlon";
-
-}  // namespace
 
 bool HelperAppDelegate::applicationDidFinishLaunching() {
     platform_.log.print("[ZQMHelper] starting on 127.0.0.1:" + std::to_string(port_));
     const auto container = platform_.systemSettings.sharedContainer(appGroup);
     if (!container) {
-        std::fprintf(stderr, "[ZQMHelper] App Group %s 不可用——entitlements 未生效？\n", appGroup);
+        std::fprintf(stderr, "[ZQMHelper] App Group %s 不可用——entitlements 未生效？\n", appGroup.data());
         return false;
     }
     const std::string token = loadOrCreateToken(*container, platform_.files);

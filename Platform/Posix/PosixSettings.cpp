@@ -2,15 +2,14 @@
 
 #include <cstdlib>
 
+#include "Platform/LocalClient.h"
 #include "Platform/Posix/UserDirectories.h"
 
 namespace zqm {
 
 std::optional<std::filesystem::path> PosixSettings::sharedContainer(std::string_view identifier) {
-    auto container = userDirectory("XDG_DATA_HOME", ".local/share");
-    if (!container) return std::nullopt;
-    *container /= identifier;
-    return makePrivateDirectory(*container) ? container : std::nullopt;
+    auto container = sharedContainerPath(identifier);
+    return container && makePrivateDirectory(*container) ? container : std::nullopt;
 }
 
 std::optional<std::string> PosixSettings::environment(std::string_view name) {

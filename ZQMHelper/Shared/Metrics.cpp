@@ -5,7 +5,7 @@
 namespace zqm {
 
 WallTime currentWallTime() {
-    return Platform::current().clock.wall();
+    return Platform::hasCurrent() ? Platform::current().clock.wall() : WallTime();
 }
 
 }  // namespace zqm

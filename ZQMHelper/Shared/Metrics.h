@@ -13,7 +13,7 @@
 /// Field names are the JSON keys and a contract with every client: they must not drift.
 namespace zqm {
 
-/// The wall clock of the current platform.
+/// The wall clock of the current platform; 1970 in a program that has none and only decodes.
 WallTime currentWallTime();
 
 enum class CoreKind { efficiency, performance, unknown };

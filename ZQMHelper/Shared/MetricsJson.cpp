@@ -94,6 +94,9 @@ std::string read(const Value& json, std::int64_t& value) {
 std::string read(const Value& json, std::uint64_t& value) {
     return readInteger(json, value);
 }
+std::string read(const Value& json, std::int32_t& value) {
+    return readInteger(json, value);
+}
 
 std::string read(const Value& json, std::string& value) {
     if (!json.is_string()) return ": not a text";
@@ -115,6 +118,9 @@ std::string read(const Value& json, CoreKind& kind) {
     kind = *found;
     return {};
 }
+
+template <HasSchema Record>
+std::string read(const Value& json, Record& record);
 
 template <class Element>
 std::string read(const Value& json, std::vector<Element>& values) {
@@ -150,6 +156,28 @@ std::string read(const Value& json, Record& record) {
     return error;
 }
 
+/// The rankings: one array for each category.
+std::string readProcesses(const Value& json, SnapshotReply& reply) {
+    const auto processes = json.find("processes");
+    if (processes == json.end() || !processes->is_object()) return "processes: missing";
+    for (const ProcessCategory category : allCases<ProcessCategory>()) {
+        const std::string name(rawValue(category));
+        const auto ranking = processes->find(name);
+        std::string error = ranking == processes->end()
+                                ? ": missing"
+                                : read(*ranking, reply.processes[static_cast<std::size_t>(category)]);
+        if (!error.empty()) return "processes." + name + error;
+    }
+    return {};
+}
+
+std::string readSnapshot(const Value& json, SystemSnapshot& snapshot) {
+    if (json.is_discarded()) return "not JSON";
+    std::string error = read(json, snapshot);
+    if (error.starts_with('.')) error.erase(0, 1);
+    return error;
+}
+
 }  // namespace
 
 std::optional<std::string> encode(const SystemSnapshot& snapshot) {
@@ -160,13 +188,19 @@ std::optional<std::string> encode(const SystemSnapshot& snapshot) {
 }
 
 std::variant<SystemSnapshot, DecodeError> decodeSnapshot(std::string_view text) {
-    const Value json = Value::parse(text, nullptr, false);
-    if (json.is_discarded()) return DecodeError{"not JSON"};
     SystemSnapshot snapshot;
-    std::string error = read(json, snapshot);
-    if (error.empty()) return snapshot;
-    if (error.starts_with('.')) error.erase(0, 1);
-    return DecodeError{std::move(error)};
+    std::string error = readSnapshot(Value::parse(text, nullptr, false), snapshot);
+    if (!error.empty()) return DecodeError{std::move(error)};
+    return snapshot;
+}
+
+std::variant<SnapshotReply, DecodeError> decodeReply(std::string_view text) {
+    const Value json = Value::parse(text, nullptr, false);
+    SnapshotReply reply;
+    std::string error = readSnapshot(json, reply.snapshot);
+    if (error.empty()) error = readProcesses(json, reply);
+    if (!error.empty()) return DecodeError{std::move(error)};
+    return reply;
 }
 
 }  // namespace zqm

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "ZQMHelper/Shared/Metrics.h"
+#include "ZQMHelper/Shared/ProcessCategory.h"
 
 namespace zqm {
 
@@ -20,5 +23,18 @@ struct DecodeError {
 /// Reads what `encode` wrote, strictly: every key is required and has its type, a core kind holds exactly one key.
 /// Members that are not part of the records are passed over.
 std::variant<SystemSnapshot, DecodeError> decodeSnapshot(std::string_view text);
+
+/// What the snapshot route answers: the snapshot and the rankings of processes.
+struct SnapshotReply {
+    SystemSnapshot snapshot;
+    std::array<std::vector<TopProcess>, allCases<ProcessCategory>().size()> processes;  // by category
+
+    const std::vector<TopProcess>& ranking(ProcessCategory category) const {
+        return processes[static_cast<std::size_t>(category)];
+    }
+};
+
+/// Reads the answer as strictly: the member "processes" holds the ranking of every category.
+std::variant<SnapshotReply, DecodeError> decodeReply(std::string_view text);
 
 }  // namespace zqm

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Support/RawValue.h"
+#include "Support/Schema.h"
 
 namespace zqm {
 
@@ -24,5 +25,11 @@ struct TopProcess {
 
     bool operator==(const TopProcess&) const = default;
 };
+template <>
+struct Schema<TopProcess> {
+    static constexpr std::tuple fields{Field{"pid", &TopProcess::pid}, Field{"name", &TopProcess::name},
+                                       Field{"value", &TopProcess::value}};
+};
+static_assert(isComplete<TopProcess>);
 
 }  // namespace zqm

@@ -50,8 +50,10 @@ std::int64_t processCount(std::int64_t stored) {
 
 }  // namespace
 
-SettingsStore::SettingsStore(Platform& platform)
-    : defaults_(platform.userDefaults),
+SettingsStore::SettingsStore(Platform& platform) : SettingsStore(platform.userDefaults) {}
+
+SettingsStore::SettingsStore(UserDefaults& defaults)
+    : defaults_(defaults),
       updateInterval_(positiveOr(defaults_.doubleForKey("updateInterval"), 1.0)),
       metricOrder_(completeOrder(metrics(defaults_, "metricOrder").value_or(std::vector<MenuBarMetric>{}))),
       enabledMetrics_(enabledSet(metrics(defaults_, "enabledMetrics"))),

@@ -49,6 +49,7 @@ struct RawValues<FreqUnit> {
 class SettingsStore {
 public:
     explicit SettingsStore(Platform& platform = Platform::current());
+    explicit SettingsStore(UserDefaults& defaults);
 
     double updateInterval() const { return read(updateInterval_, "updateInterval"); }  // seconds, > 0; default 1
     /// Every case at least once; the stored order first.

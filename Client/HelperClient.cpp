@@ -1,0 +1,88 @@
+#include "Client/HelperClient.h"
+
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "Platform/LocalClient.h"
+#include "Support/Text.h"
+#include "ZQMHelper/AccessToken.h"
+
+namespace zqm {
+namespace {
+
+using Outcome = LocalReply::Outcome;
+
+constexpr std::size_t mostReply = 4 * 1024 * 1024;
+
+std::variant<std::string, HelperError> readToken() {
+    const auto container = sharedContainerPath(appGroup);
+    if (!container) return HelperError{ExitStatus::helperAway, "there is no home directory to find the token in"};
+    const OwnFile file = readOwnFile(*container / tokenFileName);
+    if (file.isMissing) return HelperError{ExitStatus::helperAway, "the helper has not run yet: it has left no token"};
+    if (!file.text) return HelperError{ExitStatus::tokenRefused, file.problem};
+    const std::string token(trimWhitespace(*file.text));
+    for (const char c : token) {
+        if (static_cast<unsigned char>(c) > ' ' && static_cast<unsigned char>(c) < 0x7F) continue;
+        return HelperError{ExitStatus::tokenRefused, "the token's file does not hold a token"};
+    }
+    return token;
+}
+
+std::variant<std::string, HelperError> bodyOf(std::string_view response) {
+    constexpr std::string_view end = "\r\n\r\n";
+    const std::size_t head = response.find(end);
+    std::string_view rest = response;
+    const std::string_view protocol = takeWord(rest);
+    const std::string_view status = takeWord(rest);
+    if (head != std::string_view::npos && protocol == "HTTP/1.1") {
+        if (status == "200") return std::string(response.substr(head + end.size()));
+        if (status == "403") return HelperError{ExitStatus::tokenRefused, "the helper refuses the token"};
+        if (status == "404") return HelperError{ExitStatus::otherVersion, "the helper does not know the question"};
+    }
+    return HelperError{ExitStatus::otherVersion, "what listens there does not answer as the helper does"};
+}
+
+}  // namespace
+
+std::variant<std::string, HelperError> HelperClient::get(std::string_view path, Seconds patience) const {
+    auto token = readToken();
+    if (auto* error = std::get_if<HelperError>(&token)) return std::move(*error);
+    std::string request = "GET ";
+    request += path;
+    request += " HTTP/1.1\r\nX-ZQM-Token: " + std::get<std::string>(token) + "\r\n\r\n";
+    const LocalReply reply = askLoopback(port_, request, patience, mostReply);
+    const std::string place = " on 127.0.0.1:" + std::to_string(port_);
+    switch (reply.outcome) {
+        case Outcome::complete:
+            return bodyOf(reply.bytes);
+        case Outcome::absent:
+            return HelperError{ExitStatus::helperAway, "no helper listens" + place};
+        case Outcome::silent:
+            return HelperError{ExitStatus::helperSilent, "the helper" + place + " does not answer"};
+        case Outcome::broken:
+            break;
+    }
+    return HelperError{ExitStatus::otherVersion, "the answer" + place + " broke off"};
+}
+
+std::variant<SnapshotReply, HelperError> HelperClient::snapshot() const {
+    auto body = get("/api/snapshot");
+    if (auto* error = std::get_if<HelperError>(&body)) return std::move(*error);
+    const std::string& text = std::get<std::string>(body);
+    // Before its engine runs the helper has no snapshot yet.
+    if (text.starts_with(R"({"error":)")) return HelperError{ExitStatus::helperAway, "the helper is still starting"};
+    auto decoded = decodeReply(text);
+    if (auto* error = std::get_if<DecodeError>(&decoded)) {
+        return HelperError{ExitStatus::otherVersion, "the helper is of another version: " + error->message};
+    }
+    return std::get<SnapshotReply>(std::move(decoded));
+}
+
+std::optional<std::string> uploadProblem(std::string_view reply) {
+    const auto json = nlohmann::json::parse(reply, nullptr, false);
+    if (json.is_object() && json.value("status", nlohmann::json()) == "sent") return std::nullopt;
+    const auto error = json.is_object() ? json.value("error", nlohmann::json()) : nlohmann::json();
+    return error.is_string() ? error.get<std::string>() : "the helper's reply is not known";
+}
+
+}  // namespace zqm

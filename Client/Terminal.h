@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace zqm {
+
+/// Writes the whole text to standard output and flushes it; false when that failed (a full disk, a closed pipe).
+bool printOut(std::string_view text);
+
+/// Whether standard output is a terminal that shows colours and the user has not asked for none (NO_COLOR).
+bool wantsColour();
+
+/// Text from outside as a terminal may show it: without control characters, which could move the cursor or worse, and
+/// as well-formed UTF-8.
+std::string printable(std::string_view text);
+
+/// The number of terminal columns that the text takes.
+std::size_t columnsOf(std::string_view text);
+
+/// `text` filled with blanks to `columns`; longer ones are cut and end in "…".
+std::string fitted(std::string_view text, std::size_t columns);
+std::string fittedRight(std::string_view text, std::size_t columns);
+
+/// Colours, or none of them.
+class Style {
+public:
+    explicit Style(bool isColoured) : isColoured_(isColoured) {}
+    std::string label(std::string_view text) const { return wrapped("1;36", text); }
+    std::string dim(std::string_view text) const { return wrapped("2", text); }
+    /// Green, yellow or red by how full something is, 0–1.
+    std::string level(double fraction, std::string_view text) const {
+        return wrapped(fraction >= 0.85 ? "31" : fraction >= 0.6 ? "33" : "32", text);
+    }
+
+private:
+    std::string wrapped(std::string_view code, std::string_view text) const;
+    bool isColoured_;
+};
+
+}  // namespace zqm

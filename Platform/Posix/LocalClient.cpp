@@ -1,0 +1,125 @@
+#include "Platform/LocalClient.h"
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <system_error>
+
+#include "Platform/Posix/Descriptor.h"
+#include "Platform/Posix/UserDirectories.h"
+
+namespace zqm {
+namespace {
+
+using Outcome = LocalReply::Outcome;
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr std::size_t mostFile = 4096;
+
+/// One exchange with its deadline.
+class Exchange {
+public:
+    Exchange(int socket, Seconds time)
+        : socket_(socket), deadline_(SteadyClock::now() + std::chrono::duration_cast<SteadyClock::duration>(time)) {}
+
+    /// Waits until the socket is ready for `events`; false when the time is over.
+    bool wait(short events) const {
+        for (;;) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - SteadyClock::now()).count();
+            if (left <= 0) return false;
+            pollfd watched{socket_, events, 0};
+            const int ready = ::poll(&watched, 1, static_cast<int>(std::min<std::int64_t>(left, 60'000)));
+            if (ready > 0) return true;
+            if (ready < 0 && errno != EINTR) return false;
+        }
+    }
+
+    std::optional<Outcome> connect(const sockaddr_in& address) const {
+        if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return std::nullopt;
+        if (errno == EINPROGRESS) {
+            if (!wait(POLLOUT)) return Outcome::silent;
+            socklen_t size = sizeof errno;
+            ::getsockopt(socket_, SOL_SOCKET, SO_ERROR, &errno, &size);
+            if (errno == 0) return std::nullopt;
+        }
+        return errno == ECONNREFUSED ? Outcome::absent : Outcome::broken;
+    }
+
+    std::optional<Outcome> send(std::string_view request) const {
+        while (!request.empty()) {
+            if (!wait(POLLOUT)) return Outcome::silent;
+            const auto sent = ::send(socket_, request.data(), request.size(), MSG_NOSIGNAL);
+            if (sent > 0) request.remove_prefix(static_cast<std::size_t>(sent));
+            if (sent < 0 && errno != EAGAIN && errno != EINTR) return Outcome::broken;
+        }
+        return std::nullopt;
+    }
+
+    Outcome receive(std::string& bytes, std::size_t mostBytes) const {
+        std::array<char, 16384> block;
+        for (;;) {
+            if (!wait(POLLIN)) return Outcome::silent;
+            const auto count = ::recv(socket_, block.data(), block.size(), 0);
+            if (count == 0) return Outcome::complete;
+            if (count < 0 && (errno == EAGAIN || errno == EINTR)) continue;
+            if (count < 0 || bytes.size() + static_cast<std::size_t>(count) > mostBytes) return Outcome::broken;
+            bytes.append(block.data(), static_cast<std::size_t>(count));
+        }
+    }
+
+private:
+    const int socket_;
+    const SteadyClock::time_point deadline_;
+};
+
+OwnFile refused(const std::filesystem::path& file, const std::string& why, bool isMissing = false) {
+    return {std::nullopt, file.string() + ": " + why, isMissing};
+}
+
+}  // namespace
+
+LocalReply askLoopback(std::uint16_t port, std::string_view request, Seconds time, std::size_t mostBytes) {
+    LocalReply reply{Outcome::broken, {}};
+    const Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
+    if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) return reply;
+    ::fcntl(socket.get(), F_SETFD, FD_CLOEXEC);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const Exchange exchange(socket.get(), time);
+    auto failure = exchange.connect(address);
+    if (!failure) failure = exchange.send(request);
+    reply.outcome = failure ? *failure : exchange.receive(reply.bytes, mostBytes);
+    return reply;
+}
+
+OwnFile readOwnFile(const std::filesystem::path& file) {
+    const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    if (!opened) return refused(file, std::generic_category().message(errno), errno == ENOENT);
+    struct stat facts {};
+    if (::fstat(opened.get(), &facts) != 0) return refused(file, std::generic_category().message(errno));
+    if (!S_ISREG(facts.st_mode)) return refused(file, "not a regular file");
+    if (facts.st_uid != ::geteuid()) return refused(file, "belongs to another user");
+    std::array<char, mostFile> block;
+    const auto count = ::read(opened.get(), block.data(), block.size());
+    if (count < 0) return refused(file, std::generic_category().message(errno));
+    return {std::string(block.data(), static_cast<std::size_t>(count)), {}, false};
+}
+
+std::optional<std::filesystem::path> sharedContainerPath(std::string_view identifier) {
+    auto container = userDirectory("XDG_DATA_HOME", ".local/share");
+    if (container) *container /= identifier;
+    return container;
+}
+
+}  // namespace zqm
