@@ -10,6 +10,7 @@
 
 #include "Platform/Posix/CurlLibrary.h"
 #include "Platform/Posix/CurlTransfer.h"
+#include "Platform/Posix/PosixProcess.h"
 #include "Platform/Posix/Threads.h"
 #include "Support/Mutex.h"
 
@@ -82,15 +83,18 @@ private:
             return std::nullopt;
         }
         if (thread_) pthread_join(*thread_, nullptr);  // on its last lines, which take no lock
-        thread_ = startThread("zqm.urlsession", [this] { work(); });
+        thread_ = startThread("zqm.urlsession", [this] {
+            serve();
+            giveBackIdleMemory();
+        });
         isRunning_ = thread_.has_value();
         if (isRunning_) return std::nullopt;
         waiting_.clear();
         return "no thread for the request";
     }
 
-    /// Body of the thread. `refusal` is what every request gets once there is no way to serve them.
-    void work() {
+    /// `refusal` is what every request gets once there is no way to serve them.
+    void serve() {
         std::optional<std::string> refusal = curl_.load(library_);
         const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi(refusal ? nullptr : curl_.multiInit(),
                                                                           curl_.multiCleanup);

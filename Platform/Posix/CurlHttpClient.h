@@ -21,7 +21,7 @@ namespace zqm {
 /// "cancelled".
 class CurlHttpClient final : public HttpClient {
 public:
-    explicit CurlHttpClient(std::string library = "libcurl.so.4", Seconds idle = Seconds(10));
+    explicit CurlHttpClient(std::string library = "libcurl.so.4", Seconds idle = Seconds(2));
     ~CurlHttpClient() override;
     void start(HttpRequest request, std::function<void(HttpReply)> completion) override;
     void stop() override;

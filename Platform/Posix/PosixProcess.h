@@ -12,6 +12,11 @@ void ignoreWriteSignals();
 /// and never gives back what an upload once took.
 void shareOneHeap();
 
+/// Gives the system back what an idle process does not need: free pages of the heap, and the pages of program code,
+/// which are copies of files and come back from there when they are run again. After a burst of rare work (TLS) most of
+/// a process's memory is that. Any thread.
+void giveBackIdleMemory();
+
 /// Raises the number of files that the process may open towards what the system allows it, so that thousands of
 /// silent clients fit. Child processes inherit it; the bound keeps those quick that close every possible descriptor.
 void raiseDescriptorLimit();

@@ -141,7 +141,7 @@ def memory(run):
         upload(helper.server, 3)
         wait_for(Host.lookups, 1)
         time.sleep(run.amount(30, 5))
-        run.check("with both", helper.memory("Pss") / 1024, 9, " MiB")
+        run.check("with both", helper.memory("Pss") / 1024, 8, " MiB")
 
 
 SCENARIOS = [lookups, uploads, stalls, memory]
