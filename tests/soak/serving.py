@@ -37,6 +37,16 @@ def idlers(run):
         run.check("threads +", after.growth_since(before)["threads"], 0)
 
 
+def lingerers(run):
+    """Connections that stay open after their answers, which the helper must close by itself within two seconds."""
+    with Helper(run.program, run.home()) as helper, contextlib.ExitStack() as held:
+        before = helper.footprint()
+        for _ in range(100):
+            held.enter_context(connect(helper.server.port)).sendall(helper.server.request("/api/ping"))
+        time.sleep(2 * run.slowness)
+        run.check("descriptors +", helper.footprint().growth_since(before)["descriptors"], 0)
+
+
 @contextlib.contextmanager
 def busy_process():
     """Its pid; it leads in the processor's time before long."""
@@ -107,4 +117,4 @@ def resets(run):
             raise Broken("no ping afterwards")
 
 
-SCENARIOS = [requests, idlers, descriptors, resets]
+SCENARIOS = [requests, idlers, lingerers, descriptors, resets]
