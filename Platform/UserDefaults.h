@@ -4,9 +4,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace zqm {
+
+/// What a preference can be stored as.
+using DefaultsValue = std::variant<bool, std::int64_t, double, std::string, std::vector<std::string>>;
 
 /// The user's stored preferences for this program. One thread at a time; never fails.
 ///

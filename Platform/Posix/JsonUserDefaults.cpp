@@ -110,6 +110,17 @@ std::optional<Json> parseObject(std::string_view text) {
     return json;
 }
 
+/// Sets the member, or removes it when there is no value.
+void put(Json& object, std::string_view key, const std::optional<DefaultsValue>& value) {
+    if (!value) {
+        object.erase(std::string(key));
+    } else if (const auto* number = std::get_if<double>(&*value)) {
+        object[std::string(key)] = finite(*number);
+    } else {
+        std::visit([&](const auto& plain) { object[std::string(key)] = plain; }, *value);
+    }
+}
+
 }  // namespace
 
 struct JsonUserDefaults::Values {
@@ -183,22 +194,28 @@ std::optional<std::vector<std::string>> JsonUserDefaults::stringArrayForKey(std:
 }
 
 void JsonUserDefaults::setDouble(double value, std::string_view key) {
-    values_->object[std::string(key)] = finite(value);
-    if (file_.empty() || !makePrivateDirectory(file_.parent_path())) return;
+    store(key, value);
+}
+
+bool JsonUserDefaults::store(std::string_view key, const std::optional<DefaultsValue>& value) {
+    put(values_->object, key, value);
+    if (file_.empty() || !makePrivateDirectory(file_.parent_path())) return false;
+    bool isStored = false;
     files_.exclusively(file_.parent_path(), [&] {
         std::error_code error;
         const auto text = files_.read(file_);
-        auto stored = text ? parseObject(*text) : std::nullopt;
-        if (!stored && std::filesystem::exists(file_, error)) {
+        auto object = text ? parseObject(*text) : std::nullopt;
+        if (!object && std::filesystem::exists(file_, error)) {
             auto kept = file_;
             kept += ".invalid";
             std::filesystem::rename(file_, kept, error);
             if (error) return;
         }
-        if (!stored) stored = Json::object();
-        (*stored)[std::string(key)] = finite(value);
-        files_.replace(file_, stored->dump(2) + "\n");
+        if (!object) object = Json::object();
+        put(*object, key, value);
+        isStored = files_.replace(file_, object->dump(2) + "\n");
     });
+    return isStored;
 }
 
 std::filesystem::path JsonUserDefaults::standardFile() {

@@ -11,7 +11,7 @@ class Files;
 
 /// Preferences in a file that holds one JSON object; null counts as absent. Read once, at construction.
 ///
-/// A file that is not such an object is reported on standard error and treated as empty; the first number stored then
+/// A file that is not such an object is reported on standard error and treated as empty; the first value stored then
 /// moves it to a file beside it, its name followed by ".invalid". Storing reads the file again, so that what others
 /// have changed since stays.
 class JsonUserDefaults final : public UserDefaults {
@@ -26,6 +26,8 @@ public:
     std::optional<std::vector<std::string>> stringArrayForKey(std::string_view key) override;
     /// A number that is not finite is stored as the nearest finite one, NaN as 0.
     void setDouble(double value, std::string_view key) override;
+    /// Stores a value, or removes the key without one; false when the file could not be written.
+    bool store(std::string_view key, const std::optional<DefaultsValue>& value);
 
     /// "ZQMHelper/defaults.json" below the user's configuration directory ("XDG_CONFIG_HOME", "~/.config" by default);
     /// empty when the user has no home.
