@@ -5,6 +5,8 @@
 #include <functional>
 #include <string>
 
+#include "Client/BarFollow.h"
+#include "Client/BarWriter.h"
 #include "Client/Defaults.h"
 #include "Client/ExitStatus.h"
 #include "Client/HelperClient.h"
@@ -108,6 +110,42 @@ void declareDiagnostics(CLI::App& app, Invocation& invocation) {
     });
 }
 
+constexpr const char* barFooter =
+    R"help(The preferences choose the metrics, their order, units, gaps and language: see zephlon defaults.
+Gaps are points: in text a blank stands for 3 of them, i3bar takes them as pixels.
+Examples:
+  waybar   "custom/zephlon": {"exec": "zephlon bar --format waybar --follow", "return-type": "json"}
+  i3bar    status_command zephlon bar --format i3bar --follow        (also swaybar)
+  tmux     set -g status-right "#(zephlon bar --format tmux --follow)"
+  others   zephlon bar --follow, or zephlon bar --format json --follow | your-program)help";
+
+void declareBar(CLI::App& app, Invocation& invocation) {
+    struct Options {
+        std::string format = "plain";
+        bool isFollowing = false;
+    };
+    auto* command = app.add_subcommand("bar", "One line for a status bar");
+    auto options = std::make_shared<Options>();
+    const auto& names = RawValues<BarFormat>::texts;
+    command->add_option("--format", options->format, "plain, waybar, i3bar, tmux or json")
+        ->check(CLI::IsMember(std::vector<std::string>(names.begin(), names.end())))
+        ->capture_default_str();
+    command->add_flag("--follow", options->isFollowing, "A line for each sample, as long as someone reads");
+    command->footer(barFooter);
+    command->callback([&invocation, options] {
+        invocation.command = [&invocation, options] {
+            const auto settings = readSettings();
+            BarWriter writer(*fromRawValue<BarFormat>(options->format), *settings);
+            if (!options->isFollowing) {
+                return printSnapshot(
+                    invocation, [&](const SnapshotReply& reply) { return writer.line(reply.snapshot) + writer.end(); });
+            }
+            const auto status = followBar(HelperClient(invocation.port), writer, Seconds(settings->updateInterval()));
+            return status == ExitStatus::success ? status : complain("cannot write the output", status);
+        };
+    });
+}
+
 /// Stores a preference, or takes it back to its default without a value.
 ExitStatus storePreference(const std::string& key, const std::optional<std::string>& text) {
     std::optional<DefaultsValue> value;
@@ -172,6 +210,7 @@ int run(int argc, char** argv) {
     declareStatus(app, invocation);
     declareTop(app, invocation);
     declareDiagnostics(app, invocation);
+    declareBar(app, invocation);
     declareDefaults(app, invocation);
     try {
         app.parse(argc, argv);
