@@ -28,11 +28,11 @@ public:
     virtual void cancel() = 0;
 };
 
-/// Accepts connections on 127.0.0.1. A client that says nothing costs a descriptor, never a thread; when descriptors
-/// run short, accepting pauses until there are some again and the rest of the process keeps its share.
-class LoopbackListener {
+/// Accepts connections. A client that says nothing costs a descriptor, never a thread; when descriptors run short,
+/// accepting pauses until there are some again and the rest of the process keeps its share.
+class Listener {
 public:
-    virtual ~LoopbackListener() = default;
+    virtual ~Listener() = default;
     /// Begins to listen; `accepted` is called on the listener's thread for every connection. Returns the error's
     /// description, or nullopt when it listens. Called once, before anything else uses the listener.
     virtual std::optional<std::string> start(std::uint16_t port,
@@ -40,5 +40,8 @@ public:
     /// Stops listening, closes every connection and ends the listener's thread. Any thread but the listener's own.
     virtual void stop() = 0;
 };
+
+/// One on 127.0.0.1: the only kind that the helper takes, so that nothing can put it on the network by mistake.
+class LoopbackListener : public Listener {};
 
 }  // namespace zqm

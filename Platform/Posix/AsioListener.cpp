@@ -12,6 +12,7 @@
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <asio/write.hpp>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <list>
@@ -45,7 +46,9 @@ constexpr int sendFlags = 0;
 /// What lives on the listener's thread. Handles keep it alive, so that they may be dropped at any time.
 class AsioListener::Core : public std::enable_shared_from_this<Core> {
 public:
-    std::optional<std::string> start(std::uint16_t port, std::function<void(std::shared_ptr<Connection>)> accepted);
+    /// `listening` may be empty, with `errno` set.
+    std::optional<std::string> start(Descriptor listening, std::string_view threadName,
+                                     std::function<void(std::shared_ptr<Connection>)> accepted);
     void stop();
     std::uint16_t port() const { return port_; }
     /// Runs `task` on the listener's thread, at once when called there. Not at all after `stop`.
@@ -143,13 +146,12 @@ private:
     }
 
     std::shared_ptr<Core> core_;
-    std::weak_ptr<Session> session_;  // the core owns it, so that it ends on the listener's thread
-    bool ended_ = false;
+    std::weak_ptr<Session> session_;   // the core owns it, so that it ends on the listener's thread
+    std::atomic<bool> ended_ = false;  // `send` and `cancel` may meet
 };
 
-std::optional<std::string> AsioListener::Core::start(std::uint16_t port,
+std::optional<std::string> AsioListener::Core::start(Descriptor listening, std::string_view threadName,
                                                      std::function<void(std::shared_ptr<Connection>)> accepted) {
-    auto listening = listenOnLoopback(port);
     if (!listening) return std::generic_category().message(errno);
     std::error_code error;
     acceptor_.assign(asio::ip::tcp::v4(), listening.get(), error);
@@ -158,7 +160,7 @@ std::optional<std::string> AsioListener::Core::start(std::uint16_t port,
     limit_ = connectionLimit();
     accepted_ = std::move(accepted);
     waitForConnections();
-    thread_ = startThread("zqm.helper.http", [this] {
+    thread_ = startThread(threadName, [this] {
         const asio::executor_work_guard<asio::io_context::executor_type> work(io_.get_executor());
         io_.run();
     });
@@ -334,7 +336,7 @@ AsioListener::~AsioListener() {
 
 std::optional<std::string> AsioListener::start(std::uint16_t port,
                                                std::function<void(std::shared_ptr<Connection>)> accepted) {
-    return core_->start(port, std::move(accepted));
+    return core_->start(listenOnLoopback(port), "zqm.helper.http", std::move(accepted));
 }
 
 void AsioListener::stop() {
@@ -342,6 +344,26 @@ void AsioListener::stop() {
 }
 
 std::uint16_t AsioListener::port() const {
+    return core_->port();
+}
+
+AsioNetworkListener::AsioNetworkListener(std::string address)
+    : address_(std::move(address)), core_(std::make_shared<AsioListener::Core>()) {}
+
+AsioNetworkListener::~AsioNetworkListener() {
+    stop();
+}
+
+std::optional<std::string> AsioNetworkListener::start(std::uint16_t port,
+                                                      std::function<void(std::shared_ptr<Connection>)> accepted) {
+    return core_->start(listenOn(address_, port), "zqm.http", std::move(accepted));
+}
+
+void AsioNetworkListener::stop() {
+    core_->stop();
+}
+
+std::uint16_t AsioNetworkListener::port() const {
     return core_->port();
 }
 

@@ -75,13 +75,24 @@ std::optional<std::string> PosixFiles::read(const std::filesystem::path& file) {
 }
 
 bool PosixFiles::replace(const std::filesystem::path& file, std::string_view content) {
+    return replaceAs(file, content, 0600);
+}
+
+bool PosixFiles::replacePublic(const std::filesystem::path& file, std::string_view content) {
+    struct stat status {};
+    if (::lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return false;
+    return replaceAs(file, content, 0644);
+}
+
+bool PosixFiles::replaceAs(const std::filesystem::path& file, std::string_view content, mode_t mode) {
     auto temporary = file;
     temporary += ".";
     temporary += makeUuid();
     temporary += ".tmp";
     Descriptor written(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!written) return false;
-    const bool complete = writeAll(written.get(), content) && flush(written.get());
+    const bool complete = (mode == 0600 || ::fchmod(written.get(), mode) == 0) && writeAll(written.get(), content) &&
+                          flush(written.get());
     const bool closed = ::close(written.release()) == 0;
     if (!complete || !closed || ::rename(temporary.c_str(), file.c_str()) != 0) {
         ::unlink(temporary.c_str());

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -15,8 +16,8 @@ namespace zqm {
 namespace {
 
 #if defined(SOCK_CLOEXEC)
-Descriptor openSocket() {
-    return Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+Descriptor openSocket(int family) {
+    return Descriptor(::socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 Descriptor acceptFrom(int listening) {
     return Descriptor(::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
@@ -29,31 +30,50 @@ Descriptor prepared(int socket) {
     }
     return Descriptor(socket);
 }
-Descriptor openSocket() {
-    return prepared(::socket(AF_INET, SOCK_STREAM, 0));
+Descriptor openSocket(int family) {
+    return prepared(::socket(family, SOCK_STREAM, 0));
 }
 Descriptor acceptFrom(int listening) {
     return prepared(::accept(listening, nullptr, nullptr));
 }
 #endif
 
-}  // namespace
-
-Descriptor listenOnLoopback(std::uint16_t port) {
-    auto socket = openSocket();
+Descriptor listenAt(const sockaddr* address, socklen_t size) {
+    auto socket = openSocket(address->sa_family);
     if (!socket) return socket;
     const int on = 1;
     ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        ::listen(socket.get(), SOMAXCONN) != 0) {
+    if (::bind(socket.get(), address, size) != 0 || ::listen(socket.get(), SOMAXCONN) != 0) {
         const int error = errno;
         socket.reset();
         errno = error;
     }
+    return socket;
+}
+
+}  // namespace
+
+Descriptor listenOnLoopback(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return listenAt(reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
+Descriptor listenOn(const std::string& address, std::uint16_t port) {
+    addrinfo wanted{};
+    wanted.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (::getaddrinfo(address.c_str(), std::to_string(port).c_str(), &wanted, &found) != 0) {
+        errno = EADDRNOTAVAIL;
+        return Descriptor();
+    }
+    auto socket = listenAt(found->ai_addr, found->ai_addrlen);
+    const int error = errno;
+    ::freeaddrinfo(found);
+    errno = error;
     return socket;
 }
 
@@ -62,10 +82,11 @@ Descriptor acceptConnection(int listening) {
 }
 
 std::uint16_t boundPort(int socket) {
-    sockaddr_in address{};
+    sockaddr_storage address{};
     socklen_t size = sizeof address;
     if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
-    return ntohs(address.sin_port);
+    if (address.ss_family == AF_INET6) return ntohs(reinterpret_cast<const sockaddr_in6&>(address).sin6_port);
+    return ntohs(reinterpret_cast<const sockaddr_in&>(address).sin_port);
 }
 
 std::size_t connectionLimit() {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "Platform/Posix/Descriptor.h"
@@ -13,6 +14,9 @@ namespace zqm {
 /// are not inherited by child processes. A port whose old connections linger is taken over at once, one on which
 /// somebody listens is not.
 Descriptor listenOnLoopback(std::uint16_t port);
+
+/// The same on a numeric IPv4 or IPv6 address.
+Descriptor listenOn(const std::string& address, std::uint16_t port);
 
 /// The next waiting connection; empty with `errno` set when there is none.
 Descriptor acceptConnection(int listening);
