@@ -9,12 +9,18 @@
 #include "Client/BarWriter.h"
 #include "Client/Defaults.h"
 #include "Client/ExitStatus.h"
+#include "Client/Exporter.h"
+#include "Client/Exposition.h"
 #include "Client/HelperClient.h"
 #include "Client/Status.h"
 #include "Client/Terminal.h"
+#include "Platform/Posix/AsioListener.h"
+#include "Platform/Posix/AsioMainLoop.h"
 #include "Platform/Posix/JsonUserDefaults.h"
 #include "Platform/Posix/PosixFiles.h"
+#include "Platform/Posix/PosixLog.h"
 #include "Platform/Posix/PosixProcess.h"
+#include "Platform/Posix/ThreadQueues.h"
 
 namespace zqm {
 namespace {
@@ -146,6 +152,27 @@ void declareBar(CLI::App& app, Invocation& invocation) {
     });
 }
 
+void declareMetrics(CLI::App& app, Invocation& invocation) {
+    auto* command = app.add_subcommand("metrics", "The snapshot in the text format of Prometheus");
+    auto file = std::make_shared<std::string>();
+    command->add_option("--output", *file, "Replace FILE whole, for the textfile collector of node_exporter")
+        ->option_text("FILE");
+    command->footer(
+        "A helper that does not answer makes it \"zqm_up 0\" alone, so that no old figure passes for a new one.\n"
+        "Example: zephlon metrics --output /var/lib/prometheus/node-exporter/zqm.prom");
+    command->callback([&invocation, file] {
+        invocation.command = [&invocation, file] {
+            const HelperAnswer answer = HelperClient(invocation.port).snapshot();
+            const std::string text = exposition(answer);
+            if (file->empty() ? !printOut(text) : !PosixFiles().replacePublic(*file, text)) {
+                return complain("cannot write " + (file->empty() ? "the output" : *file), ExitStatus::failure);
+            }
+            const auto* error = std::get_if<HelperError>(&answer);
+            return error ? complain(error->message, error->status) : ExitStatus::success;
+        };
+    });
+}
+
 /// Stores a preference, or takes it back to its default without a value.
 ExitStatus storePreference(const std::string& key, const std::optional<std::string>& text) {
     std::optional<DefaultsValue> value;
@@ -194,6 +221,43 @@ void declareDefaults(CLI::App& app, Invocation& invocation) {
     });
 }
 
+ExitStatus serveMetrics(std::uint16_t helperPort, const ListenAddress& address) {
+    raiseDescriptorLimit();
+    shareOneHeap();
+    PosixLog log;
+    AsioMainLoop mainLoop;
+    ThreadQueues queues;
+    AsioNetworkListener listener(address.host);
+    const auto ask = [helper = HelperClient(helperPort)]() -> HelperAnswer { return helper.snapshot(); };
+    Exporter exporter(ask, {listener, queues, mainLoop, log});
+    const bool isIPv6 = address.host.find(':') != std::string::npos;
+    const std::string place = (isIPv6 ? "[" + address.host + "]" : address.host) + ":";
+    if (const auto error = exporter.start(address)) {
+        return complain("cannot listen on " + place + std::to_string(address.port) + ": " + *error,
+                        ExitStatus::failure);
+    }
+    log.print("zephlon: serving http://" + place + std::to_string(listener.port()) + "/metrics");
+    mainLoop.run();
+    return ExitStatus::success;
+}
+
+void declareExporter(CLI::App& app, Invocation& invocation) {
+    auto* command = app.add_subcommand("exporter", "Serve the metrics to a Prometheus server until SIGTERM or SIGINT");
+    auto text = std::make_shared<std::string>("127.0.0.1:9932");
+    command->add_option("--listen", *text, "Numeric address and port to serve on (127.0.0.1:9932)")
+        ->option_text("ADDRESS:PORT")
+        ->check([](const std::string& given) {
+            return parseListenAddress(given) ? std::string() : given + " is not ADDRESS:PORT or [ADDRESS]:PORT";
+        });
+    command->footer(
+        "Whoever reaches the address reads the figures, the names of processes included: on 127.0.0.1 every user of\n"
+        "this machine, on another address the network. The token never leaves.\n"
+        "Example: zephlon exporter --listen 192.0.2.7:9932");
+    command->callback([&invocation, text] {
+        invocation.command = [&invocation, text] { return serveMetrics(invocation.port, *parseListenAddress(*text)); };
+    });
+}
+
 int run(int argc, char** argv) {
     std::setlocale(LC_CTYPE, "");
     ignoreWriteSignals();
@@ -212,6 +276,8 @@ int run(int argc, char** argv) {
     declareDiagnostics(app, invocation);
     declareBar(app, invocation);
     declareDefaults(app, invocation);
+    declareMetrics(app, invocation);
+    declareExporter(app, invocation);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
