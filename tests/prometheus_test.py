@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Metrics for Prometheus from the real client, judged by the real Prometheus. Usage: prometheus_test.py HELPER ZEPHLON"""
+"""The client's metrics, judged by the real Prometheus. Usage: prometheus_test.py HELPER ZEPHLON"""
 import concurrent.futures
 import contextlib
 import json
@@ -56,13 +56,15 @@ def parse(exposition):
     for line in exposition.rstrip("\n").split("\n"):
         if line.startswith("# HELP "):
             family = line.split(" ")[2]
-            for field in re.search(r"(?: From (.*))?$", line)[1].split(", ") if " From " in line else []:
+            sources = re.search(r" From (.*)$", line)
+            for field in sources[1].split(", ") if sources else []:
                 assert field not in family_of, f"{field} has two families"
                 family_of[field] = family
         elif not line.startswith("# TYPE "):
             name, labels, value = re.fullmatch(r"(\w+)(?:\{(.*)\})? (\S+)", line).groups()
             pairs = re.findall(r'(\w+)="((?:[^"\\]|\\.)*)"', labels or "")
-            plain = frozenset((key, re.sub(r"\\(.)", lambda m: {"n": "\n"}.get(m[1], m[1]), text)) for key, text in pairs)
+            plain = frozenset((key, re.sub(r"\\(.)", lambda escape: {"n": "\n"}.get(escape[1], escape[1]), text))
+                              for key, text in pairs)
             assert (name, plain) not in samples, f"twice: {line}"
             samples[name, plain] = float(value)
     return samples, family_of
@@ -136,7 +138,9 @@ class PrometheusTest(unittest.TestCase):
         port = free_port()
         file = ROOT / "machines" / f"{machine}.json"
         self.spawn(HELPER, "--port", str(port), "--machine", str(file))
-        last = ["zqm_process_power_watts{", "zqm_power_total_watts "] if machine == WITH_PROCESSES else ["zqm_cpu_usage"]
+        last = ["zqm_cpu_usage_ratio "]
+        if machine == WITH_PROCESSES:
+            last += ["zqm_process_power_watts{", "zqm_power_total_watts "]
         self.until(lambda: all(name in self.zephlon(port, "metrics").stdout for name in last))
         return port
 
@@ -247,7 +251,8 @@ class PrometheusTest(unittest.TestCase):
         link.symlink_to("/dev/null")
         for place in (link, folder, folder / "absent" / "zqm.prom"):
             self.assertEqual(self.zephlon(helper, "metrics", "--output", str(place)).returncode, 1)
-        self.assertEqual((sorted(path.name for path in folder.iterdir()), link.is_symlink()), (["link", "zqm.prom"], True))
+        self.assertEqual(sorted(path.name for path in folder.iterdir()), ["link", "zqm.prom"])
+        self.assertTrue(link.is_symlink())
 
     def test_the_exporter_answers_whatever_the_helper_does(self):
         self.leave_token()
@@ -285,7 +290,7 @@ class PrometheusTest(unittest.TestCase):
         taken = socket.create_server(("127.0.0.1", 0))
         with contextlib.closing(taken):
             place = "127.0.0.1:%d" % taken.getsockname()[1]
-            for address, status in ((place, 1), ("localhost:0", 1), (":9932", 2), ("::1:9932", 2), ("127.0.0.1:65536", 2)):
+            for address, status in ((place, 1), ("localhost:0", 1), (":9932", 2), ("::1:9932", 2), ("[::]:65536", 2)):
                 self.assertEqual(self.zephlon(1, "exporter", "--listen", address).returncode, status, address)
 
     @needs_prometheus
