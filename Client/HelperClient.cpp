@@ -65,8 +65,8 @@ std::variant<std::string, HelperError> HelperClient::get(std::string_view path, 
     return HelperError{ExitStatus::otherVersion, "the answer" + place + " broke off"};
 }
 
-std::variant<SnapshotReply, HelperError> HelperClient::snapshot() const {
-    auto body = get("/api/snapshot");
+std::variant<SnapshotReply, HelperError> HelperClient::snapshot(Seconds patience) const {
+    auto body = get("/api/snapshot", patience);
     if (auto* error = std::get_if<HelperError>(&body)) return std::move(*error);
     const std::string& text = std::get<std::string>(body);
     // Before its engine runs the helper has no snapshot yet.

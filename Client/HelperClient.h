@@ -25,7 +25,7 @@ public:
     explicit HelperClient(std::uint16_t port) : port_(port) {}
 
     /// The latest snapshot, decoded strictly.
-    std::variant<SnapshotReply, HelperError> snapshot() const;
+    std::variant<SnapshotReply, HelperError> snapshot(Seconds patience = usualPatience) const;
 
     /// The body that a route answers.
     std::variant<std::string, HelperError> get(std::string_view path, Seconds patience = usualPatience) const;

@@ -16,6 +16,7 @@
 #include "Client/Terminal.h"
 #include "Platform/Posix/AsioListener.h"
 #include "Platform/Posix/AsioMainLoop.h"
+#include "Client/Watch/Watch.h"
 #include "Platform/Posix/JsonUserDefaults.h"
 #include "Platform/Posix/PosixFiles.h"
 #include "Platform/Posix/PosixLog.h"
@@ -173,6 +174,17 @@ void declareMetrics(CLI::App& app, Invocation& invocation) {
     });
 }
 
+void declareWatch(CLI::App& app, Invocation& invocation) {
+    auto* command = app.add_subcommand("watch", "The machine live, full screen");
+    command->footer("Keys: q quits; the arrows, Tab and 1 to 6 choose rankings; Ctrl-L draws anew.");
+    command->callback([&invocation] {
+        invocation.command = [&invocation] {
+            const auto error = watch(invocation.port, *readSettings());
+            return error ? complain(error->message, error->status) : ExitStatus::success;
+        };
+    });
+}
+
 /// Stores a preference, or takes it back to its default without a value.
 ExitStatus storePreference(const std::string& key, const std::optional<std::string>& text) {
     std::optional<DefaultsValue> value;
@@ -278,6 +290,7 @@ int run(int argc, char** argv) {
     declareDefaults(app, invocation);
     declareMetrics(app, invocation);
     declareExporter(app, invocation);
+    declareWatch(app, invocation);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {

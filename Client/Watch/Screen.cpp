@@ -1,0 +1,177 @@
+#include "Client/Watch/Screen.h"
+
+#include <langinfo.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#define NCURSES_NOMACROS 1
+#include <curses.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+#include "Client/Terminal.h"
+
+namespace zqm {
+namespace {
+
+struct Look {
+    short colour256;  // calm ones that can be read on dark and light grounds
+    short colour8;    // -1: the terminal's own
+    attr_t attributes;
+};
+constexpr std::array<Look, 16> looks{{
+    {-1, -1, A_NORMAL},                    // plain
+    {244, -1, A_NORMAL},                   // dim
+    {-1, -1, A_BOLD},                      // title
+    {74, COLOR_CYAN, A_NORMAL},            // load
+    {68, COLOR_BLUE, A_NORMAL},            // performance
+    {72, COLOR_GREEN, A_NORMAL},           // efficiency
+    {74, COLOR_CYAN, A_NORMAL},            // otherKind
+    {140, COLOR_MAGENTA, A_NORMAL},        // memory
+    {73, COLOR_GREEN, A_NORMAL},           // graphics
+    {68, COLOR_CYAN, A_NORMAL},            // incoming
+    {137, COLOR_YELLOW, A_NORMAL},         // outgoing
+    {173, COLOR_RED, A_NORMAL},            // heat
+    {143, COLOR_YELLOW, A_NORMAL},         // energy
+    {178, COLOR_YELLOW, A_BOLD},           // warning
+    {167, COLOR_RED, A_BOLD},              // critical
+    {167, COLOR_RED, A_REVERSE | A_BOLD},  // banner
+}};
+static_assert(looks.size() == static_cast<std::size_t>(Role::banner) + 1);
+
+/// What is written where only ASCII can be: each as wide as what it stands for.
+std::string asciiText(std::string_view text) {
+    static constexpr std::array<std::pair<std::string_view, char>, 8> marks{
+        {{"─", '-'}, {"↓", 'v'}, {"↑", '^'}, {"←", '<'}, {"→", '>'}, {"…", '~'}, {"·", '-'}, {"°", ' '}}};
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (static_cast<unsigned char>(text[i]) < 0x80) {
+            result += text[i];
+            continue;
+        }
+        if ((static_cast<unsigned char>(text[i]) & 0xC0u) == 0x80) continue;  // of the character before
+        char mark = '?';
+        for (const auto& [character, ascii] : marks) {
+            if (text.substr(i).starts_with(character)) mark = ascii;
+        }
+        result += mark;
+    }
+    return result;
+}
+
+SCREEN* terminal = nullptr;  // curses itself has one at a time
+
+}  // namespace
+
+std::unique_ptr<Screen> Screen::open(bool isColoured) {
+    const char* type = std::getenv("TERM");
+    if (!type) return nullptr;
+    terminal = ::newterm(nullptr, stdout, stdin);
+    if (!terminal) return nullptr;
+    const char* move = ::tigetstr("cup");
+    if (!move || move == reinterpret_cast<char*>(-1)) {
+        ::endwin();
+        ::delscreen(std::exchange(terminal, nullptr));
+        return nullptr;
+    }
+    const bool isUtf8 = std::string_view(::nl_langinfo(CODESET)) == "UTF-8";
+    const bool hasBraille = isUtf8 && std::string_view(type) != "linux";  // the console's fonts have none
+    return std::unique_ptr<Screen>(new Screen(isColoured, isUtf8, hasBraille ? Glyphs::braille : Glyphs::ascii));
+}
+
+Screen::Screen(bool isColoured, bool isUtf8, Glyphs glyphs) : isUtf8_(isUtf8), glyphs_(glyphs) {
+    isColoured_ = isColoured && ::has_colors() && ::start_color() == OK;
+    if (isColoured_) {
+        const short ground = ::use_default_colors() == OK ? -1 : COLOR_BLACK;
+        for (std::size_t i = 0; i < looks.size(); ++i) {
+            const short colour = COLORS >= 256 ? looks[i].colour256 : looks[i].colour8;
+            ::init_pair(static_cast<short>(i + 1), colour < 0 && ground >= 0 ? COLOR_WHITE : colour, ground);
+        }
+    }
+    ::cbreak();
+    ::noecho();
+    ::nonl();
+    ::curs_set(0);
+    ::set_escdelay(25);
+    ::keypad(stdscr, TRUE);
+    ::nodelay(stdscr, TRUE);
+}
+
+Screen::~Screen() {
+    ::endwin();
+    ::delscreen(std::exchange(terminal, nullptr));
+}
+
+Size Screen::size() const {
+    return {static_cast<std::size_t>(::getmaxx(stdscr)), static_cast<std::size_t>(::getmaxy(stdscr))};
+}
+
+void Screen::clear() {
+    ::werase(stdscr);
+}
+
+void Screen::put(std::size_t row, std::size_t column, std::string_view text, Role role) {
+    const Size room = size();
+    if (row >= room.rows || column >= room.columns) return;
+    const Look& look = looks[static_cast<std::size_t>(role)];
+    attr_t attributes = look.attributes;
+    const bool isOwnColour = look.colour256 < 0;
+    if (role == Role::dim && (!isColoured_ || COLORS < 256)) attributes |= A_DIM;
+    ::wattr_set(stdscr, attributes, isColoured_ && !isOwnColour ? static_cast<short>(role) + 1 : 0, nullptr);
+    // Curses would go on in the next line with what is too wide.
+    std::string shown =
+        columnsOf(text) > room.columns - column ? fitted(text, room.columns - column) : std::string(text);
+    if (!isUtf8_) shown = asciiText(shown);
+    ::wmove(stdscr, static_cast<int>(row), static_cast<int>(column));
+    ::waddnstr(stdscr, shown.data(), static_cast<int>(shown.size()));
+}
+
+void Screen::show() {
+    ::wrefresh(stdscr);
+}
+
+std::optional<KeyPress> Screen::key() {
+    const int code = ::wgetch(stdscr);
+    if (code == ERR) return std::nullopt;
+    switch (code) {
+        case 'q':
+        case 'Q':
+            return KeyPress{Key::quit};
+        case KEY_RIGHT:
+        case '\t':
+            return KeyPress{Key::next};
+        case KEY_LEFT:
+        case KEY_BTAB:
+            return KeyPress{Key::previous};
+        case 'L' - '@':
+            return KeyPress{Key::redraw};
+        default:
+            break;
+    }
+    if (code >= '1' && code <= '9') return KeyPress{Key::digit, static_cast<std::size_t>(code - '0')};
+    return KeyPress{};
+}
+
+void Screen::resize() {
+    winsize size{};
+    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0) return;
+    ::resizeterm(size.ws_row, size.ws_col);
+    ::clearok(curscr, TRUE);
+}
+
+void Screen::suspend() {
+    ::endwin();
+}
+
+void Screen::resume() {
+    ::reset_prog_mode();
+    ::curs_set(0);
+    resize();
+    ::clearok(curscr, TRUE);
+}
+
+}  // namespace zqm

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Client/Watch/History.h"
+#include "Client/Watch/Panels.h"
+#include "Client/Watch/Screen.h"
+
+namespace zqm {
+
+/// What is to be seen.
+struct Picture {
+    History history;
+    std::optional<SnapshotReply> reply;  // the latest
+    std::string problem;                 // why there is no newer one; empty: there is
+    Seconds silence{0};                  // since the latest
+    std::string host;
+    std::size_t firstRanking = 0;  // where not all fit side by side
+};
+
+/// Draws the picture as it fits on the screen, and sends it.
+void draw(Screen& screen, const Picture& picture, const SettingsStore& settings);
+
+}  // namespace zqm

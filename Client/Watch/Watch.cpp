@@ -1,0 +1,152 @@
+#include "Client/Watch/Watch.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+
+#include "Client/Terminal.h"
+#include "Client/Watch/Signals.h"
+#include "Client/Watch/SnapshotFeed.h"
+#include "Client/Watch/View.h"
+
+namespace zqm {
+namespace {
+
+using MonotonicClock = std::chrono::steady_clock;
+
+std::string hostName() {
+    std::array<char, 256> name{};
+    return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+/// The loop. Time runs in slots of one interval, each with one question and one value in the histories.
+class Watch {
+public:
+    Watch(std::uint16_t port, const SettingsStore& settings, Signals& signals, Screen& screen)
+        : settings_(settings),
+          interval_(std::clamp(settings.updateInterval(), 1.0, 3600.0)),
+          signals_(signals),
+          feed_(port),
+          screen_(screen) {
+        picture_.host = hostName();
+    }
+
+    void run() {
+        while (!isOver_) {
+            startSlot();
+            if (isChanged_) draw(screen_, picture_, settings_);
+            isChanged_ = false;
+            wait();
+        }
+    }
+
+private:
+    enum Source : std::size_t { keyboard, events, answers };
+
+    Seconds sinceStart() const { return MonotonicClock::now() - start_; }
+
+    /// Slots that passed without an answer become gaps, those too in which the process was stopped.
+    void startSlot() {
+        const auto slot = static_cast<std::size_t>(sinceStart() / interval_);
+        if (slot < nextSlot_) return;
+        const std::size_t missing = slot - std::min(slot, picture_.history.size());
+        for (std::size_t i = 0; i < missing; ++i) picture_.history.addGap();
+        nextSlot_ = slot + 1;
+        feed_.ask();
+    }
+
+    void wait() {
+        std::array<pollfd, 3> sources{};
+        sources[keyboard] = {STDIN_FILENO, POLLIN, 0};
+        sources[events] = {signals_.descriptor(), POLLIN, 0};
+        sources[answers] = {feed_.descriptor(), POLLIN, 0};
+        const Seconds left = interval_ * static_cast<double>(nextSlot_) - sinceStart();
+        ::poll(sources.data(), sources.size(), static_cast<int>(std::max(0.0, left.count()) * 1000) + 1);
+        if (sources[answers].revents != 0) takeAnswer();
+        if (sources[keyboard].revents != 0) takeKeys((sources[keyboard].revents & POLLIN) != 0);
+        if (sources[events].revents != 0) takeSignals();
+    }
+
+    void takeAnswer() {
+        auto answer = feed_.take();
+        if (!answer) return;
+        isChanged_ = true;
+        if (auto* error = std::get_if<HelperError>(&*answer)) {
+            picture_.problem = error->message;
+            picture_.silence = sinceStart() - latest_;
+            return picture_.history.addGap();
+        }
+        picture_.problem.clear();
+        picture_.reply = std::get<SnapshotReply>(std::move(*answer));
+        picture_.history.add(picture_.reply->snapshot);
+        latest_ = sinceStart();
+    }
+
+    void takeKeys(bool areReadable) {
+        auto press = screen_.key();
+        isOver_ = isOver_ || !areReadable || !press;  // the terminal is gone
+        for (; press; press = screen_.key()) {
+            isChanged_ = true;
+            if (press->key == Key::quit) isOver_ = true;
+            if (press->key == Key::next) turnRankings(1);
+            if (press->key == Key::previous) turnRankings(categories - 1);
+            if (press->key == Key::digit && press->digit <= categories) picture_.firstRanking = press->digit - 1;
+            if (press->key == Key::redraw) screen_.resume();
+        }
+    }
+
+    void turnRankings(std::size_t by) { picture_.firstRanking = (picture_.firstRanking + by) % categories; }
+
+    void takeSignals() {
+        while (const auto event = signals_.next()) {
+            isChanged_ = true;
+            switch (*event) {
+                case Signals::Event::end:
+                    isOver_ = true;
+                    break;
+                case Signals::Event::resize:
+                    screen_.resize();
+                    break;
+                case Signals::Event::suspend:
+                    screen_.suspend();
+                    signals_.stop();
+                    [[fallthrough]];
+                case Signals::Event::resume:
+                    screen_.resume();
+                    break;
+            }
+        }
+    }
+
+    static constexpr std::size_t categories = allCases<ProcessCategory>().size();
+
+    const SettingsStore& settings_;
+    const Seconds interval_;
+    const MonotonicClock::time_point start_ = MonotonicClock::now();
+    std::size_t nextSlot_ = 0;
+    Seconds latest_{0};  // when the latest sample came
+    Picture picture_;
+    bool isChanged_ = true;
+    bool isOver_ = false;
+    Signals& signals_;
+    SnapshotFeed feed_;
+    Screen& screen_;
+};
+
+}  // namespace
+
+std::optional<HelperError> watch(std::uint16_t port, const SettingsStore& settings) {
+    if (::isatty(STDIN_FILENO) != 1 || ::isatty(STDOUT_FILENO) != 1) {
+        return HelperError{ExitStatus::failure, "watch needs a terminal"};
+    }
+    Signals signals;
+    const auto screen = Screen::open(wantsColour());
+    if (!screen) return HelperError{ExitStatus::failure, "watch does not know this type of terminal (TERM)"};
+    Watch(port, settings, signals, *screen).run();
+    return std::nullopt;
+}
+
+}  // namespace zqm

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "Client/HelperClient.h"
+#include "ZQMHelper/Shared/SettingsStore.h"
+
+namespace zqm {
+
+/// Shows the machine full screen until the user or a signal ends it. The error is that of the terminal: a helper that
+/// is away is shown and waited for.
+std::optional<HelperError> watch(std::uint16_t port, const SettingsStore& settings);
+
+}  // namespace zqm
