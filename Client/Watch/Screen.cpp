@@ -28,7 +28,7 @@ constexpr std::array<Look, 16> looks{{
     {244, -1, A_NORMAL},                   // dim
     {-1, -1, A_BOLD},                      // title
     {74, COLOR_CYAN, A_NORMAL},            // load
-    {68, COLOR_BLUE, A_NORMAL},            // performance
+    {68, COLOR_CYAN, A_NORMAL},            // performance
     {72, COLOR_GREEN, A_NORMAL},           // efficiency
     {74, COLOR_CYAN, A_NORMAL},            // otherKind
     {140, COLOR_MAGENTA, A_NORMAL},        // memory
@@ -88,8 +88,9 @@ Screen::Screen(bool isColoured, bool isUtf8, Glyphs glyphs) : isUtf8_(isUtf8), g
     if (isColoured_) {
         const short ground = ::use_default_colors() == OK ? -1 : COLOR_BLACK;
         for (std::size_t i = 0; i < looks.size(); ++i) {
-            const short colour = COLORS >= 256 ? looks[i].colour256 : looks[i].colour8;
-            ::init_pair(static_cast<short>(i + 1), colour < 0 && ground >= 0 ? COLOR_WHITE : colour, ground);
+            short colour = COLORS >= 256 ? looks[i].colour256 : looks[i].colour8;
+            if (colour < 0 && ground >= 0) colour = COLOR_WHITE;
+            ::init_pair(static_cast<short>(i + 1), colour, ground);
         }
     }
     ::cbreak();
@@ -121,7 +122,8 @@ void Screen::put(std::size_t row, std::size_t column, std::string_view text, Rol
     attr_t attributes = look.attributes;
     const bool isOwnColour = look.colour256 < 0;
     if (role == Role::dim && (!isColoured_ || COLORS < 256)) attributes |= A_DIM;
-    ::wattr_set(stdscr, attributes, isColoured_ && !isOwnColour ? static_cast<short>(role) + 1 : 0, nullptr);
+    const short pair = isColoured_ && !isOwnColour ? static_cast<short>(static_cast<int>(role) + 1) : short{0};
+    ::wattr_set(stdscr, attributes, pair, nullptr);
     // Curses would go on in the next line with what is too wide.
     std::string shown =
         columnsOf(text) > room.columns - column ? fitted(text, room.columns - column) : std::string(text);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdlib>
 
 #include "Client/Terminal.h"
 #include "Client/Watch/Signals.h"
@@ -144,7 +145,11 @@ std::optional<HelperError> watch(std::uint16_t port, const SettingsStore& settin
     }
     Signals signals;
     const auto screen = Screen::open(wantsColour());
-    if (!screen) return HelperError{ExitStatus::failure, "watch does not know this type of terminal (TERM)"};
+    if (!screen) {
+        const char* type = std::getenv("TERM");
+        return HelperError{ExitStatus::failure, "watch does not know the terminal \"" + std::string(type ? type : "") +
+                                                    "\"; TERM=xterm-256color may do"};
+    }
     Watch(port, settings, signals, *screen).run();
     return std::nullopt;
 }
