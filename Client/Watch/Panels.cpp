@@ -57,7 +57,7 @@ Panel coresPanel(const CPUMetrics& cpu, FreqUnit unit) {
         if (count == 0) continue;
         const bool isEfficient = kind->kind == CoreKind::efficiency;
         const double megahertz = isEfficient ? cpu.efficiencyFreqMHz : cpu.performanceFreqMHz;
-        std::string text = kind->letter + fittedRight(percentText(sum / static_cast<double>(count)), 5);
+        std::string text = kind->letter + fittedRight(percentText(sum / static_cast<double>(count)), 4);
         if (megahertz > 0) text += " " + frequencyText(megahertz, unit);
         panel.figures.push_back({std::move(text), kind->role});
     }

@@ -13,6 +13,10 @@ namespace zqm {
 namespace {
 
 constexpr std::size_t categories = allCases<ProcessCategory>().size();
+/// The order of the rankings on the screen: what every machine has comes first.
+constexpr std::array order{ProcessCategory::cpu,     ProcessCategory::memory, ProcessCategory::disk,
+                           ProcessCategory::network, ProcessCategory::gpu,    ProcessCategory::power};
+static_assert(order.size() == categories);
 constexpr std::size_t leastColumnsWithPids = 33;
 
 /// Puts the figures at the right end of the line; those that do not fit into `room` are left out, the first first.
@@ -128,9 +132,13 @@ void putRanking(Screen& screen, Rectangle area, ProcessCategory category, bool h
     putTitle(screen, area, rankingTitle(category), {}, isStale);
     const std::vector<TopProcess>& ranking = picture.reply->ranking(category);
     const Rectangle body = bodyOf(area);
-    if (ranking.empty() && body.rows > 0) screen.put(body.row, body.column, "none", Role::dim);
+    // Who takes nothing only stands there to fill the ranking.
+    const auto end =
+        std::find_if(ranking.begin(), ranking.end(), [](const TopProcess& process) { return process.value <= 0; });
+    const auto count = static_cast<std::size_t>(end - ranking.begin());
+    if (count == 0 && body.rows > 0) screen.put(body.row, body.column, "none", Role::dim);
     const std::size_t nameColumns = area.columns - std::min(area.columns, valueColumns + (hasPids ? pidColumns : 0));
-    for (std::size_t i = 0; i < std::min(ranking.size(), body.rows); ++i) {
+    for (std::size_t i = 0; i < std::min(count, body.rows); ++i) {
         const TopProcess& process = ranking[i];
         const std::size_t row = body.row + i;
         screen.put(row, area.column, fitted(printable(process.name), nameColumns), isStale ? Role::dim : Role::plain);
@@ -151,31 +159,41 @@ std::string timeText(WallTime time, bool use24Hour) {
     return {text.data(), std::strftime(text.data(), text.size(), use24Hour ? "%H:%M:%S" : "%I:%M:%S %p", &parts)};
 }
 
-void putHeader(Screen& screen, const Picture& picture, bool hasLoad, const SettingsStore& settings) {
-    const std::size_t columns = screen.size().columns;
-    if (!picture.problem.empty()) {
-        std::string text = " " + printable(picture.problem);
-        if (picture.reply) {
-            const auto seconds = static_cast<std::int64_t>(picture.silence.count());
-            text += " · last sample ";
-            text += seconds < 120 ? std::to_string(seconds) + " s ago" : durationText(seconds / 60) + " h ago";
-        }
-        return screen.put(0, 0, fitted(text, columns), Role::banner);
-    }
-    const std::string host = printable(picture.host);
-    screen.put(0, 0, "zephlon", Role::title);
-    screen.put(0, 9, host);
-    const std::size_t begin = 9 + columnsOf(host) + 2;
-    if (!picture.reply || begin >= columns) return;
+std::string spanText(Seconds span) {
+    const auto seconds = static_cast<std::int64_t>(std::lround(span.count()));
+    return seconds < 120    ? std::to_string(seconds) + " s"
+           : seconds < 7200 ? std::to_string(seconds / 60) + " min"
+                            : std::to_string(seconds / 3600) + " h";
+}
+
+void putProblem(Screen& screen, const Picture& picture) {
+    std::string text = " " + printable(picture.problem);
+    if (picture.reply) text += " · last sample " + spanText(picture.silence) + " ago";
+    screen.put(0, 0, fitted(text, screen.size().columns), Role::banner);
+}
+
+/// What the header says at its right end.
+std::vector<Figure> headerFigures(const Picture& picture, Seconds graphs, bool hasLoad, const SettingsStore& settings) {
     const SystemSnapshot& snapshot = picture.reply->snapshot;
+    const IPMetrics& ip = snapshot.ip;
     std::vector<Figure> figures;
-    if (!snapshot.ip.publicIP.empty()) {
-        figures.push_back({printable(snapshot.ip.publicIP + " " + snapshot.ip.regionName), Role::dim});
-    }
-    if (!snapshot.ip.localIPv4.empty()) figures.push_back({printable(snapshot.ip.localIPv4), Role::dim});
+    if (!ip.publicIP.empty()) figures.push_back({printable(ip.publicIP + " " + ip.regionName), Role::dim});
+    if (!ip.localIPv4.empty()) figures.push_back({printable(ip.localIPv4), Role::dim});
+    figures.push_back({"graphs of " + spanText(graphs), Role::dim});
     if (hasLoad) figures.push_back({"load " + percentText(snapshot.load.value)});
     figures.push_back({timeText(snapshot.timestamp, settings.use24Hour())});
-    putFigures(screen, {begin, 0, columns - begin, 1}, figures, false);
+    return figures;
+}
+
+void putHeader(Screen& screen, const Picture& picture, const std::vector<Figure>& figures) {
+    if (!picture.problem.empty()) return putProblem(screen, picture);
+    constexpr std::size_t hostColumn = 9;
+    const std::string host = printable(picture.host);
+    screen.put(0, 0, "zephlon", Role::title);
+    screen.put(0, hostColumn, host);
+    const std::size_t begin = hostColumn + columnsOf(host) + 2;
+    const std::size_t columns = screen.size().columns;
+    if (begin < columns) putFigures(screen, {begin, 0, columns - begin, 1}, figures, false);
 }
 
 void putFooter(Screen& screen, const Layout& layout, const Picture& picture) {
@@ -188,7 +206,7 @@ void putFooter(Screen& screen, const Layout& layout, const Picture& picture) {
     std::size_t column = 23;
     for (std::size_t i = 0; i < categories; ++i) {
         const bool isShown = (i + categories - picture.firstRanking) % categories < layout.rankings.size();
-        const std::string_view title = rankingTitle(static_cast<ProcessCategory>(i));
+        const std::string_view title = rankingTitle(order[i]);
         screen.put(row, column, std::to_string(i + 1), Role::title);
         screen.put(row, column + 2, title, isShown ? Role::plain : Role::dim);
         column += title.size() + 4;
@@ -200,18 +218,21 @@ void putFooter(Screen& screen, const Layout& layout, const Picture& picture) {
 void draw(Screen& screen, const Picture& picture, const SettingsStore& settings) {
     screen.clear();
     if (!picture.reply) {
-        putHeader(screen, picture, false, settings);
-        screen.put(screen.size().rows / 2, 1,
-                   picture.problem.empty() ? "asking the helper …" : "waiting for the helper", Role::dim);
+        putHeader(screen, picture, {});
+        const std::string_view text = picture.problem.empty() ? "asking the helper …" : "waiting for the helper …";
+        screen.put(screen.size().rows / 2, 1, text, Role::dim);
         return screen.show();
     }
     const std::vector<Panel> panels = panelsFor(*picture.reply, picture.history, settings);
     const Layout layout = layoutFor(screen.size(), panels.size(), categories);
-    putHeader(screen, picture, layout.panels.size() < panels.size(), settings);  // what is dropped has the load
+    const std::size_t graphColumns = layout.panels.empty() ? 0 : layout.panels[0].columns;
+    const auto slots = static_cast<double>(graphColumns * valuesPerCell(screen.glyphs()));
+    const bool hasLoad = layout.panels.size() < panels.size();  // its panel is among the last
+    putHeader(screen, picture, headerFigures(picture, picture.interval * slots, hasLoad, settings));
     for (std::size_t i = 0; i < layout.panels.size(); ++i) putPanel(screen, layout.panels[i], panels[i], picture);
     const bool hasPids = !layout.rankings.empty() && layout.rankings[0].columns >= leastColumnsWithPids;
     for (std::size_t i = 0; i < layout.rankings.size(); ++i) {
-        const auto category = static_cast<ProcessCategory>((picture.firstRanking + i) % categories);
+        const ProcessCategory category = order[(picture.firstRanking + i) % categories];
         putRanking(screen, layout.rankings[i], category, hasPids, picture);
     }
     if (layout.hasFooter) putFooter(screen, layout, picture);

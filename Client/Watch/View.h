@@ -16,6 +16,7 @@ struct Picture {
     std::string problem;                 // why there is no newer one; empty: there is
     Seconds silence{0};                  // since the latest
     std::string host;
+    Seconds interval{1};           // between two samples
     std::size_t firstRanking = 0;  // where not all fit side by side
 };
 

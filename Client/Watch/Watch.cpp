@@ -33,6 +33,7 @@ public:
           feed_(port),
           screen_(screen) {
         picture_.host = hostName();
+        picture_.interval = interval_;
     }
 
     void run() {
