@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
-"""Drives `zephlon watch` through pseudo-terminals against the real helper. Usage: zephlon_watch_test.py ZEPHLON HELPER"""
+"""Drives `zephlon watch` through pseudo-terminals against the real helper.
+
+Usage: zephlon_watch_test.py ZEPHLON HELPER"""
 import fcntl
 import os
 import pathlib
@@ -15,8 +17,7 @@ import termios
 import time
 import unittest
 
-HELPER = sys.argv.pop()
-ZEPHLON = sys.argv.pop()
+ZEPHLON, HELPER = sys.argv.pop(1), sys.argv.pop(1)
 MACHINE = pathlib.Path(__file__).parent.parent / "machines" / "laptop-efficiency-performance.json"
 PATIENCE = 30  # seconds; only ever waited out by a failing test
 LEFT = b"\x1b[?1049l"  # the alternate screen; what xterm and its kin understand
@@ -91,7 +92,8 @@ class WatchTest(unittest.TestCase):
         self.fail("the helper does not start")
 
     def watch(self, command=None, **environment):
-        terminal = Terminal(command or [ZEPHLON, "--port", str(self.port), "watch"], dict(self.environment, **environment))
+        command = command or [ZEPHLON, "--port", str(self.port), "watch"]
+        terminal = Terminal(command, dict(self.environment, **environment))
         self.addCleanup(terminal.close)
         return terminal
 
@@ -170,8 +172,9 @@ class WatchTest(unittest.TestCase):
 
     def test_uses_what_the_terminal_has(self):
         self.helper()
-        cases = (({}, True, "38;5;", "⣀"), ({"NO_COLOR": "1"}, False, None, "⣀"), ({"TERM": "xterm"}, True, "\x1b[32m", "⣀"),
-                 ({"TERM": "vt100"}, False, None, "⣀"), ({"LC_ALL": "C"}, True, "38;5;", "--"),
+        cases = (({}, True, "38;5;", "⣀"), ({"NO_COLOR": "1"}, False, None, "⣀"),
+                 ({"TERM": "xterm"}, True, "\x1b[32m", "⣀"), ({"TERM": "vt100"}, False, None, "⣀"),
+                 ({"LC_ALL": "C"}, True, "38;5;", "--"),
                  ({"TERM": "linux"}, True, "\x1b[32m", ".."))
         for environment, is_coloured, colour, mark in cases:
             with self.subTest(environment):

@@ -43,7 +43,6 @@ struct sigaction actionFor(int signal) {
     struct sigaction action {};
     const bool isPassed = signal == SIGWINCH || signal == SIGTSTP || signal == SIGCONT;
     action.sa_handler = isPassed ? pass : signal == SIGALRM ? endAtOnce : end;
-    action.sa_flags = SA_RESTART;
     return action;
 }
 
