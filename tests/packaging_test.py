@@ -1,0 +1,126 @@
+#!/usr/bin/env python3
+"""Installs the built programs into a folder and checks what lies there against them. Usage: packaging_test.py BUILD"""
+import os
+import pathlib
+import pty
+import re
+import select
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+BUILD = pathlib.Path(sys.argv.pop(1)).resolve()
+PATIENCE = 30  # seconds; only ever waited out by a failing test
+
+
+def output(*command, **options):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True, timeout=PATIENCE, **options).stdout
+
+
+def names(pattern, text):
+    return set(re.findall(pattern, text, re.MULTILINE))
+
+
+class PackagingTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.prefix = pathlib.Path(folder.name) / "usr"
+        output("cmake", "--install", BUILD, "--prefix", cls.prefix)
+        cls.environment = dict(os.environ, PATH=f"{cls.prefix}/bin:{os.environ['PATH']}", HOME=folder.name,
+                               XDG_RUNTIME_DIR=folder.name, TERM="dumb", LC_ALL="C.UTF-8")
+        cls.pages = {program: (cls.prefix / f"share/man/man1/{program}.1").read_text()
+                     for program in ("ZQMHelper", "zephlon")}
+        cls.helps = {}  # the text of --help by words of the command line
+        waiting = [(program,) for program in cls.pages]
+        while waiting:
+            words = waiting.pop()
+            cls.helps[words] = output(cls.prefix / "bin" / words[0], *words[1:], "--help")
+            waiting += [(*words, name) for name in cls.subcommands(words)]
+
+    @classmethod
+    def subcommands(cls, words):
+        return names(r"^  (\w+)", cls.helps[words].partition("\nSubcommands:\n")[2].partition("\n\n")[0])
+
+    def options(self, words):
+        return names(r"^  (?:-\w,)?(--[a-z-]+)", self.helps[words])
+
+    def completable(self, words):
+        """The options that a shell should offer: those of the whole program that take a value hold everywhere."""
+        return self.options(words) | names(r"^  (--[a-z-]+) \S", self.helps[words[:1]])
+
+    def test_manual_pages_name_every_command_and_option_and_no_other(self):
+        for program, page in self.pages.items():
+            general, *sections = re.split(r"^\.S[sh] (?=[a-z])", page, flags=re.MULTILINE)
+            self.assertEqual(names(r"(?:^\.It|,) Fl -([a-z-]+)", general),
+                             {option[2:] for option in self.options((program,))}, program)
+            self.assertEqual({section.split()[0] for section in sections}, self.subcommands((program,)))
+            for section in sections:
+                section = section.partition("\n.Sh ")[0]
+                words = (program, section.split()[0])
+                below = [other for other in self.helps if other[:2] == words]
+                options = set().union(*map(self.options, below)) - {"--help"}
+                self.assertEqual({"--" + name for name in names(r"\bFl -([a-z-]+)", section)}, options, words)
+                self.assertEqual(names(r"^\.It Cm (\w+)", section), self.subcommands(words), words)
+
+    def completions(self, shell, words):
+        share = self.prefix / "share"
+        if shell == "bash":
+            script = 'source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _zephlon "$1" "${!#}"; ' \
+                     'printf "%s\\n" "${COMPREPLY[@]}"'
+            text = output("bash", "-c", script, "bash", share / "bash-completion/completions" / words[0], *words,
+                          env=self.environment)
+        else:
+            text = output("fish", "--no-config", "-c", 'source $argv[1]; complete -C "$argv[2]"',
+                          share / f"fish/vendor_completions.d/{words[0]}.fish", " ".join(words), env=self.environment)
+        return {line.partition("\t")[0] for line in text.splitlines()}
+
+    def test_completions_offer_what_the_programs_know(self):
+        for shell in filter(shutil.which, ("bash", "fish")):
+            for words in self.helps:
+                self.assertEqual(self.completions(shell, (*words, "--")), self.completable(words), (shell, words))
+                if self.subcommands(words):
+                    self.assertEqual(self.completions(shell, (*words, "")), self.subcommands(words), (shell, words))
+            categories = {"cpu", "gpu", "memory", "disk", "network", "power"}
+            for words, expected in ((("zephlon", "top", ""), categories), (("zephlon", "top", "me"), {"memory"}),
+                                    (("zephlon", "--port", "5", "top", "--count", "2", "g"), {"gpu"}),
+                                    (("zephlon", "top", "cpu", "--c"), {"--count"}),
+                                    (("zephlon", "top", "cpu", ""), self.completable(("zephlon", "top"))),
+                                    (("ZQMHelper", "--root", f"{self.prefix}/bi"),
+                                     {f"{self.prefix}/bin" + ("/" if shell == "fish" else "")})):
+                self.assertEqual(self.completions(shell, words), expected, (shell, words))
+
+    @unittest.skipUnless(shutil.which("zsh"), "no zsh")
+    def test_completes_in_zsh(self):
+        pid, terminal = pty.fork()
+        if pid == 0:
+            os.execvpe("zsh", ["zsh", "-f", "-i"], dict(self.environment, PS1="%% "))
+        self.addCleanup(lambda: (os.close(terminal), os.waitpid(pid, 0)))
+
+        def answer(text, expected):
+            os.write(terminal, text.encode())
+            shown = ""
+            while expected not in shown:
+                self.assertTrue(select.select([terminal], [], [], PATIENCE)[0], f"{text!r} showed {shown!r}")
+                shown += os.read(terminal, 65536).decode(errors="replace")
+        answer(f"stty cols 200; fpath=({self.prefix}/share/zsh/site-functions $fpath); autoload -Uz compinit; "
+               "compinit -u -D; echo rea''dy\n", "ready")
+        for typed, expected in (("zephlon diag\t--se\t", "--send "), ("zephlon top --port 5 me\t", "memory "),
+                                ("ZQMHelper --so\t", "--sources "), (f"ZQMHelper --root={self.prefix}/bi\t", "/bin/")):
+            answer(typed, expected)
+            os.write(terminal, b"\x15")  # clears the line
+
+    def test_the_unit_starts_the_program_that_was_installed_with_it(self):
+        unit = self.prefix / "share/systemd/user/zephlon-helper.service"
+        self.assertIn(f"\nExecStart={self.prefix}/bin/ZQMHelper\n", unit.read_text())
+        if shutil.which("systemd-analyze"):
+            result = subprocess.run(["systemd-analyze", "verify", "--user", "--man=no", unit], text=True,
+                                    env=self.environment, capture_output=True, timeout=PATIENCE)
+            self.assertEqual((result.returncode, result.stdout + result.stderr), (0, ""))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
