@@ -113,11 +113,12 @@ class PackagingTest(unittest.TestCase):
             answer(typed, expected)
             os.write(terminal, b"\x15")  # clears the line
 
-    def test_the_unit_starts_the_program_that_was_installed_with_it(self):
-        unit = self.prefix / "share/systemd/user/zephlon-helper.service"
-        self.assertIn(f"\nExecStart={self.prefix}/bin/ZQMHelper\n", unit.read_text())
+    def test_units_start_the_programs_that_were_installed_with_them(self):
+        units = list((self.prefix / "share/systemd/user").iterdir())
+        self.assertEqual({re.search(r"^ExecStart=(\S+)", unit.read_text(), re.MULTILINE)[1] for unit in units},
+                         {f"{self.prefix}/bin/{program}" for program in self.pages})
         if shutil.which("systemd-analyze"):
-            result = subprocess.run(["systemd-analyze", "verify", "--user", "--man=no", unit], text=True,
+            result = subprocess.run(["systemd-analyze", "verify", "--user", "--man=no", *units], text=True,
                                     env=self.environment, capture_output=True, timeout=PATIENCE)
             self.assertEqual((result.returncode, result.stdout + result.stderr), (0, ""))
 
