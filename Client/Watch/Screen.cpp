@@ -63,28 +63,30 @@ std::string asciiText(std::string_view text) {
     return result;
 }
 
-SCREEN* terminal = nullptr;  // curses itself has one at a time
-
 }  // namespace
 
 std::unique_ptr<Screen> Screen::open(bool isColoured) {
     const char* type = std::getenv("TERM");
     if (!type) return nullptr;
-    terminal = ::newterm(nullptr, stdout, stdin);
+    SCREEN* terminal = ::newterm(nullptr, stdout, stdin);
     if (!terminal) return nullptr;
     const char* move = ::tigetstr("cup");
     if (!move || move == reinterpret_cast<char*>(-1)) {
         ::endwin();
-        ::delscreen(std::exchange(terminal, nullptr));
+        ::delscreen(terminal);
         return nullptr;
     }
     const bool isUtf8 = std::string_view(::nl_langinfo(CODESET)) == "UTF-8";
     const bool hasBraille = isUtf8 && std::string_view(type) != "linux";  // the console's fonts have none
-    return std::unique_ptr<Screen>(new Screen(isColoured, isUtf8, hasBraille ? Glyphs::braille : Glyphs::ascii));
+    return std::unique_ptr<Screen>(
+        new Screen(terminal, isColoured, isUtf8, hasBraille ? Glyphs::braille : Glyphs::ascii));
 }
 
-Screen::Screen(bool isColoured, bool isUtf8, Glyphs glyphs) : isUtf8_(isUtf8), glyphs_(glyphs) {
-    isColoured_ = isColoured && ::has_colors() && ::start_color() == OK;
+Screen::Screen(screen* terminal, bool isColoured, bool isUtf8, Glyphs glyphs)
+    : terminal_(terminal),
+      isUtf8_(isUtf8),
+      glyphs_(glyphs),
+      isColoured_(isColoured && ::has_colors() && ::start_color() == OK) {
     if (isColoured_) {
         const short ground = ::use_default_colors() == OK ? -1 : COLOR_BLACK;
         for (std::size_t i = 0; i < looks.size(); ++i) {
@@ -103,8 +105,8 @@ Screen::Screen(bool isColoured, bool isUtf8, Glyphs glyphs) : isUtf8_(isUtf8), g
 }
 
 Screen::~Screen() {
-    ::endwin();
-    ::delscreen(std::exchange(terminal, nullptr));
+    suspend();
+    ::delscreen(terminal_);
 }
 
 Size Screen::size() const {
@@ -166,6 +168,10 @@ void Screen::resize() {
 }
 
 void Screen::suspend() {
+    if (!::tigetstr("smcup")) {  // no alternate screen to leave: what is written next shall not stand in ours
+        ::werase(stdscr);
+        ::wrefresh(stdscr);
+    }
     ::endwin();
 }
 

@@ -7,6 +7,8 @@
 #include "Client/Watch/Graph.h"
 #include "Client/Watch/Layout.h"
 
+struct screen;  // of curses
+
 namespace zqm {
 
 /// What a piece of the screen means; the screen chooses the colour that the terminal has for it.
@@ -66,8 +68,9 @@ public:
     void resume();
 
 private:
-    Screen(bool isColoured, bool isUtf8, Glyphs glyphs);
+    Screen(screen* terminal, bool isColoured, bool isUtf8, Glyphs glyphs);
 
+    screen* terminal_;
     bool isUtf8_;
     Glyphs glyphs_;
     bool isColoured_;
