@@ -19,6 +19,9 @@ struct RawValues<BarFormat> {
 /// The preferences' gaps are points. In text a blank stands for three of them, rounded, one blank at least: by default
 /// one blank between label and text, two between segments. i3bar separates blocks itself and is given the points as
 /// pixels; the readers of JSON are given the points.
+///
+/// A figure's level is "normal", "warning" from 60 % of its limit or "critical" from 85 %: a colour for i3bar and tmux,
+/// for waybar the class, of the worst of them ("away" without a sample), beside the load index as its percentage.
 class BarWriter {
 public:
     BarWriter(BarFormat format, const SettingsStore& settings) : format_(format), settings_(settings) {}
