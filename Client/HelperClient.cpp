@@ -28,6 +28,16 @@ std::variant<std::string, HelperError> readToken() {
     return token;
 }
 
+/// Whether the helper ended, with its process for example, before its answer did.
+bool isCutOff(std::string_view head, std::string_view body) {
+    constexpr std::string_view name = "\r\nContent-Length: ";
+    const std::size_t found = head.find(name);
+    if (found == std::string_view::npos) return false;
+    std::string_view rest = head.substr(found + name.size());
+    const auto length = parseUnsigned(takeUntil(rest, '\r'));
+    return length && body.size() < *length;
+}
+
 std::variant<std::string, HelperError> bodyOf(std::string_view response) {
     constexpr std::string_view end = "\r\n\r\n";
     const std::size_t head = response.find(end);
@@ -35,7 +45,10 @@ std::variant<std::string, HelperError> bodyOf(std::string_view response) {
     const std::string_view protocol = takeWord(rest);
     const std::string_view status = takeWord(rest);
     if (head != std::string_view::npos && protocol == "HTTP/1.1") {
-        if (status == "200") return std::string(response.substr(head + end.size()));
+        const std::string_view body = response.substr(head + end.size());
+        if (isCutOff(response.substr(0, head), body))
+            return HelperError{ExitStatus::helperAway, "the answer broke off"};
+        if (status == "200") return std::string(body);
         if (status == "403") return HelperError{ExitStatus::tokenRefused, "the helper refuses the token"};
         if (status == "404") return HelperError{ExitStatus::otherVersion, "the helper does not know the question"};
     }
@@ -60,9 +73,11 @@ std::variant<std::string, HelperError> HelperClient::get(std::string_view path, 
         case Outcome::silent:
             return HelperError{ExitStatus::helperSilent, "the helper" + place + " does not answer"};
         case Outcome::broken:
+            return HelperError{ExitStatus::helperAway, "the answer" + place + " broke off"};
+        case Outcome::tooLarge:
             break;
     }
-    return HelperError{ExitStatus::otherVersion, "the answer" + place + " broke off"};
+    return HelperError{ExitStatus::otherVersion, "the answer" + place + " has no end"};
 }
 
 std::variant<SnapshotReply, HelperError> HelperClient::snapshot(Seconds patience) const {

@@ -18,7 +18,8 @@ struct LocalReply {
         complete,  // the peer ended its answer
         absent,    // nobody listens
         silent,    // no end of the answer in time
-        broken,    // the connection failed, or the answer is larger than asked for
+        broken,    // the connection failed
+        tooLarge,  // the answer is larger than asked for
     };
     Outcome outcome = Outcome::absent;
     std::string bytes;

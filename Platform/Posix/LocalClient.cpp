@@ -71,7 +71,8 @@ public:
             const auto count = ::recv(socket_, block.data(), block.size(), 0);
             if (count == 0) return Outcome::complete;
             if (count < 0 && (errno == EAGAIN || errno == EINTR)) continue;
-            if (count < 0 || bytes.size() + static_cast<std::size_t>(count) > mostBytes) return Outcome::broken;
+            if (count < 0) return Outcome::broken;
+            if (bytes.size() + static_cast<std::size_t>(count) > mostBytes) return Outcome::tooLarge;
             bytes.append(block.data(), static_cast<std::size_t>(count));
         }
     }
