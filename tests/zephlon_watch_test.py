@@ -44,10 +44,13 @@ class Terminal:
             self.written += os.read(self.master, 65536)
 
     def expect(self, text, since=0):
-        deadline = time.monotonic() + PATIENCE
+        begin = pressed = time.monotonic()
         while text not in self.written[since:]:
-            assert time.monotonic() < deadline, f"no {text} in {self.written[since:]}"
+            assert time.monotonic() < begin + PATIENCE, f"no {text} in {self.written[since:]}"
             self.read(0.1)
+            if time.monotonic() > pressed + 1:  # all of it, not only the cells that differ from the text before
+                self.press(b"\x0c")
+                pressed = time.monotonic()
         return self.written.index(text, since) + len(text)
 
     def press(self, keys):
