@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <functional>
@@ -39,8 +40,13 @@ ExitStatus complain(std::string message, ExitStatus status) {
     return status;
 }
 
+/// A reader that has seen enough, as `head`, needs no word about it.
+ExitStatus cannotWrite(const std::string& place = "the output") {
+    return errno == EPIPE ? ExitStatus::failure : complain("cannot write " + place, ExitStatus::failure);
+}
+
 ExitStatus printed(const std::string& text) {
-    return printOut(text) ? ExitStatus::success : complain("cannot write the output", ExitStatus::failure);
+    return printOut(text) ? ExitStatus::success : cannotWrite();
 }
 
 JsonUserDefaults& userDefaults() {
@@ -166,7 +172,7 @@ void declareMetrics(CLI::App& app, Invocation& invocation) {
             const HelperAnswer answer = HelperClient(invocation.port).snapshot();
             const std::string text = exposition(answer);
             if (file->empty() ? !printOut(text) : !PosixFiles().replacePublic(*file, text)) {
-                return complain("cannot write " + (file->empty() ? "the output" : *file), ExitStatus::failure);
+                return cannotWrite(file->empty() ? "the output" : *file);
             }
             const auto* error = std::get_if<HelperError>(&answer);
             return error ? complain(error->message, error->status) : ExitStatus::success;
