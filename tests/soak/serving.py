@@ -11,7 +11,7 @@ from soak.helper import Broken, Helper, connect, exchange, quiet_machine, read_a
 
 
 def requests(run):
-    """A million requests, every answer checked, while samples are due ten times a second, more often than they can be."""
+    """A million requests, every answer checked, while more samples are due than there can be."""
     with Helper(run.program, run.home(), "--root", quiet_machine(run.folder), interval=0.1) as helper:
         serve_mixed(helper.server, run.requests // 10)
         early = helper.footprint()
