@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <ctime>
 #include <set>
 
 #include "Client/Units.h"
@@ -22,13 +21,6 @@ std::string bothWays(std::string_view first, const std::string& in, std::string_
     text += in + ' ';
     text += second;
     return text + out;
-}
-
-std::tm localParts(WallTime time) {
-    const auto seconds = static_cast<std::time_t>(std::clamp(time.time_since_epoch().count(), 0.0, 4e9));
-    std::tm parts{};
-    ::localtime_r(&seconds, &parts);
-    return parts;
 }
 
 Figure loadIndex(const SystemSnapshot& snapshot, const SettingsStore&) {
@@ -107,7 +99,7 @@ Figure disk(const SystemSnapshot& snapshot, const SettingsStore& settings) {
 Figure power(const SystemSnapshot& snapshot, const SettingsStore&) {
     const PowerMetrics& power = snapshot.power;
     const bool isWhole = power.systemWatts > 0;
-    const double watts = isWhole ? power.systemWatts : power.totalWatts;
+    const double watts = wholeWatts(power);
     if (watts <= 0) return std::nullopt;
     std::string parts;
     for (const auto& [name, part] : {std::pair{"CPU ", power.cpuWatts}, {"GPU ", power.gpuWatts}}) {
@@ -118,19 +110,15 @@ Figure power(const SystemSnapshot& snapshot, const SettingsStore&) {
 
 Figure clock(const SystemSnapshot& snapshot, const SettingsStore& settings) {
     const WallTime now = snapshot.clock.now;
-    const std::tm parts = localParts(now);
-    std::array<char, 64> time;
-    std::array<char, 64> date;
-    std::strftime(time.data(), time.size(), settings.use24Hour() ? "%H:%M" : ":%M", &parts);
-    std::strftime(date.data(), date.size(), "%Y-%m-%d", &parts);
-    std::string text = time.data();
+    const std::tm parts = localTime(now);
+    std::string text = localTimeText(now, settings.use24Hour() ? "%H:%M" : ":%M");
     if (!settings.use24Hour()) {
         const bool isMorning = parts.tm_hour < 12;
         text = std::to_string(parts.tm_hour % 12 == 0 ? 12 : parts.tm_hour % 12) + text;
         text = settings.language() == AppLanguage::chinese ? (isMorning ? "上午" : "下午") + text
                                                            : text + (isMorning ? " AM" : " PM");
     }
-    return BarFigure{text, {{"now", now.time_since_epoch().count()}}, std::nullopt, date.data()};
+    return BarFigure{text, {{"now", now.time_since_epoch().count()}}, std::nullopt, localTimeText(now, "%Y-%m-%d")};
 }
 
 Figure battery(const SystemSnapshot& snapshot, const SettingsStore& settings) {

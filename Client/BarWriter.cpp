@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "Client/Terminal.h"
+#include "Client/Units.h"
 #include "Support/Json.h"
 
 namespace zqm {
@@ -21,7 +22,7 @@ constexpr std::array looks{LevelLook{"normal", "", ""}, LevelLook{"warning", "#F
 
 Level levelOf(const BarFigure& figure) {
     const double fullness = figure.fullness.value_or(0);
-    return fullness >= 0.85 ? Level::critical : fullness >= 0.6 ? Level::warning : Level::normal;
+    return fullness >= criticalFrom ? Level::critical : fullness >= warningFrom ? Level::warning : Level::normal;
 }
 
 const LevelLook& lookOf(Level level) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <ctime>
 
 #include "Client/Units.h"
 #include "ZQMHelper/SensorSnapshot.h"
@@ -119,7 +118,7 @@ void addTransfers(Report& report, const SystemSnapshot& snapshot) {
 }
 
 void addPower(Report& report, const PowerMetrics& power) {
-    const double whole = power.systemWatts > 0 ? power.systemWatts : power.totalWatts;
+    const double whole = wholeWatts(power);
     if (whole <= 0) return;
     const auto part = [](std::string_view name, double watts) { return named(name, wattsText(watts), watts > 0); };
     report.line("Power", Report::plain(wattsText(whole)),
@@ -154,21 +153,13 @@ void addRankings(Report& report, const SnapshotReply& reply) {
     }
 }
 
-std::string localTime(WallTime time) {
-    const auto seconds = static_cast<std::time_t>(std::clamp(time.time_since_epoch().count(), 0.0, 4e9));
-    std::tm parts{};
-    ::localtime_r(&seconds, &parts);
-    std::array<char, 64> text;
-    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts)};
-}
-
 }  // namespace
 
 std::string statusText(const SnapshotReply& reply, const SettingsStore& settings, const Style& style) {
     const SystemSnapshot& snapshot = reply.snapshot;
     Report report(style);
     report.line("Load", report.figure(snapshot.load.value, percentText(snapshot.load.value)),
-                style.dim(localTime(snapshot.timestamp)));
+                style.dim(localTimeText(snapshot.timestamp, "%Y-%m-%d %H:%M:%S")));
     addProcessors(report, snapshot.cpu, settings);
     addGraphics(report, snapshot.gpu, settings);
     addMemory(report, snapshot.memory);

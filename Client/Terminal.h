@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "Client/Units.h"
+
 namespace zqm {
 
 /// Writes the whole text to standard output and flushes it; false when that failed (a full disk, a closed pipe).
@@ -30,7 +32,7 @@ public:
     std::string dim(std::string_view text) const { return wrapped("2", text); }
     /// Green, yellow or red by how full something is, 0–1.
     std::string level(double fraction, std::string_view text) const {
-        return wrapped(fraction >= 0.85 ? "31" : fraction >= 0.6 ? "33" : "32", text);
+        return wrapped(fraction >= criticalFrom ? "31" : fraction >= warningFrom ? "33" : "32", text);
     }
 
 private:

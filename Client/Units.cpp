@@ -1,5 +1,6 @@
 #include "Client/Units.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -64,6 +65,19 @@ std::string wattsText(double watts) {
 std::string durationText(std::int64_t minutes) {
     const std::string rest = std::to_string(minutes % 60);
     return std::to_string(minutes / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
+}
+
+std::tm localTime(WallTime time) {
+    const auto seconds = static_cast<std::time_t>(std::clamp(time.time_since_epoch().count(), 0.0, 4e9));
+    std::tm parts{};
+    ::localtime_r(&seconds, &parts);
+    return parts;
+}
+
+std::string localTimeText(WallTime time, const char* format) {
+    const std::tm parts = localTime(time);
+    std::array<char, 64> text;
+    return {text.data(), std::strftime(text.data(), text.size(), format, &parts)};
 }
 
 }  // namespace zqm

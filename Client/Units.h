@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 
+#include "ZQMHelper/Shared/Metrics.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
 
 /// Figures as people read them: three significant digits where there is a choice of prefix, a unit always.
@@ -15,5 +17,18 @@ std::string frequencyText(double megahertz, FreqUnit);  // "3.20 GHz", "3204 MHz
 std::string temperatureText(double celsius, TempUnit);  // "41 °C", "106 °F", "314 K"
 std::string wattsText(double watts);                    // "12.5 W"
 std::string durationText(std::int64_t minutes);         // "2:05"
+
+/// An instant in the user's time zone, and its text in strftime's format.
+std::tm localTime(WallTime time);
+std::string localTimeText(WallTime time, const char* format);
+
+/// Of the whole machine where that is known, else of its processors and memory.
+inline double wholeWatts(const PowerMetrics& power) {
+    return power.systemWatts > 0 ? power.systemWatts : power.totalWatts;
+}
+
+/// How full something is, 0–1, from which on a person is warned.
+constexpr double warningFrom = 0.6;
+constexpr double criticalFrom = 0.85;
 
 }  // namespace zqm

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "Client/Units.h"
+
 namespace zqm {
 namespace {
 
@@ -24,7 +26,7 @@ void History::add(const SystemSnapshot& snapshot) {
     const GPUMetrics& gpu = snapshot.gpu;
     const PowerMetrics& power = snapshot.power;
     const double celsius = snapshot.cpu.temperatureC > 0 ? snapshot.cpu.temperatureC : gpu.temperatureC;
-    const double watts = power.systemWatts > 0 ? power.systemWatts : power.totalWatts;
+    const double watts = wholeWatts(power);
     const auto used = static_cast<double>(snapshot.memory.usedBytes);
     const auto total = static_cast<double>(snapshot.memory.totalBytes);
     put(Quantity::load, snapshot.load.value);

@@ -21,9 +21,9 @@ constexpr std::array kinds{Kind{CoreKind::performance, 'P', Role::performance},
                            Kind{CoreKind::unknown, 'C', Role::otherKind}};
 
 Figure level(double fraction) {
-    return {fittedRight(percentText(fraction), 4), fraction >= 0.85  ? Role::critical
-                                                   : fraction >= 0.6 ? Role::warning
-                                                                     : Role::plain};
+    return {fittedRight(percentText(fraction), 4), fraction >= criticalFrom  ? Role::critical
+                                                   : fraction >= warningFrom ? Role::warning
+                                                                             : Role::plain};
 }
 
 Figure detail(std::string text) {
@@ -121,7 +121,7 @@ Panel powerPanel(const PowerMetrics& power) {
                                       {"CPU ", power.cpuWatts}}) {
         if (watts > 0) panel.figures.push_back(detail(name + wattsText(watts)));
     }
-    panel.figures.push_back({wattsText(power.systemWatts > 0 ? power.systemWatts : power.totalWatts)});
+    panel.figures.push_back({wattsText(wholeWatts(power))});
     return panel;
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <ctime>
 
 #include "Client/Status.h"
 #include "Client/Terminal.h"
@@ -152,11 +151,7 @@ void putRanking(Screen& screen, Rectangle area, ProcessCategory category, bool h
 }
 
 std::string timeText(WallTime time, bool use24Hour) {
-    const auto seconds = static_cast<std::time_t>(std::clamp(time.time_since_epoch().count(), 0.0, 4e9));
-    std::tm parts{};
-    ::localtime_r(&seconds, &parts);
-    std::array<char, 64> text;
-    return {text.data(), std::strftime(text.data(), text.size(), use24Hour ? "%H:%M:%S" : "%I:%M:%S %p", &parts)};
+    return localTimeText(time, use24Hour ? "%H:%M:%S" : "%I:%M:%S %p");
 }
 
 std::string spanText(Seconds span) {
