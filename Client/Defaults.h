@@ -5,7 +5,7 @@
 #include <string_view>
 #include <variant>
 
-#include "Platform/UserDefaults.h"
+#include "Platform/Process/UserDefaults.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
 
 namespace zqm {

@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "Client/Terminal.h"
-#include "Platform/Dispatch.h"
-#include "Platform/Log.h"
-#include "Platform/LoopbackListener.h"
-#include "Platform/MainLoop.h"
+#include "Platform/Process/Dispatch.h"
+#include "Platform/Process/Log.h"
+#include "Platform/Process/LoopbackListener.h"
+#include "Platform/Process/MainLoop.h"
 #include "Support/Text.h"
 
 namespace zqm {

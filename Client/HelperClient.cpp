@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "Platform/LocalClient.h"
+#include "Platform/Posix/LocalClient.h"
 #include "Support/Text.h"
 #include "ZQMHelper/AccessToken.h"
 

@@ -7,7 +7,7 @@
 #include <variant>
 
 #include "Client/ExitStatus.h"
-#include "Platform/Clock.h"
+#include "Platform/Process/Clock.h"
 #include "ZQMHelper/Shared/MetricsJson.h"
 
 namespace zqm {

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "Platform/Files.h"
+#include "Platform/Process/Files.h"
 #include "Support/Text.h"
 
 namespace zqm {

@@ -3,9 +3,9 @@
 #include <array>
 #include <charconv>
 
-#include "Platform/Dispatch.h"
-#include "Platform/Log.h"
-#include "Platform/LoopbackListener.h"
+#include "Platform/Process/Dispatch.h"
+#include "Platform/Process/Log.h"
+#include "Platform/Process/LoopbackListener.h"
 #include "Support/Text.h"
 
 namespace zqm {

@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <string>
 
-#include "Platform/HttpClient.h"
-#include "Platform/Log.h"
-#include "Platform/MainLoop.h"
-#include "Platform/SystemSettings.h"
+#include "Platform/Process/HttpClient.h"
+#include "Platform/Process/Log.h"
+#include "Platform/Process/MainLoop.h"
+#include "Platform/Process/SystemSettings.h"
 #include "ZQMHelper/AccessToken.h"
 #include "ZQMHelper/ReportUpload.h"
 

@@ -3,7 +3,7 @@
 #include <future>
 #include <memory>
 
-#include "Platform/HttpClient.h"
+#include "Platform/Process/HttpClient.h"
 #include "Support/Json.h"
 #include "ZQMHelper/Shared/Deployment.h"
 

@@ -5,7 +5,8 @@
 #include <charconv>
 #include <vector>
 
-#include "Platform/Clock.h"
+#include "Platform/Machine/SourceReport.h"
+#include "Platform/Process/Clock.h"
 #include "ZQMHelper/Shared/BatteryReader.h"
 #include "ZQMHelper/Shared/CPUReader.h"
 #include "ZQMHelper/Shared/DiskReader.h"
@@ -257,13 +258,13 @@ std::string aligned(const std::vector<Cells>& table) {
 
 }  // namespace
 
-std::string sourcesReport(SourceReport& sources, Platform& platform) {
+std::string sourcesReport(Platform& platform) {
     Readers readers(platform);
     readers.read();
     platform.clock.sleep(interval);
     const Readings now = readers.read();
     std::vector<Cells> table{{"family", "value", "time", "source"}};
-    for (const Row& row : rows) table.push_back(cells(row, now, sources.describe(row.family)));
+    for (const Row& row : rows) table.push_back(cells(row, now, platform.sourceReport.describe(row.family)));
     return aligned(table);
 }
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "Platform/Machine/SourceReport.h"
 #include "Platform/Platform.h"
-#include "Platform/SourceReport.h"
 
 namespace zqm {
 
@@ -11,6 +11,6 @@ namespace zqm {
 /// long its reader took for that, and where it is read from or why it is absent. Nothing in it identifies the machine.
 ///
 /// Takes two samples a second apart, so that rates show, and blocks for that long: not for a thread that serves.
-std::string sourcesReport(SourceReport& sources, Platform& platform = Platform::current());
+std::string sourcesReport(Platform& platform = Platform::current());
 
 }  // namespace zqm

@@ -45,10 +45,10 @@ void declare(CLI::App& app, Options& options) {
 }
 
 int runOn(Machine& machine, PosixServices& process, const Options& options) {
-    Platform platform = process.platformOn(machine);
+    Platform platform{machine.services(), process.services()};
     const ScopedPlatform current(platform);
     if (options.sources) {
-        const bool isPrinted = std::fputs(sourcesReport(machine.sourceReport(), platform).c_str(), stdout) >= 0;
+        const bool isPrinted = std::fputs(sourcesReport(platform).c_str(), stdout) >= 0;
         return isPrinted && std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     HelperAppDelegate delegate(options.port, platform);
@@ -72,7 +72,7 @@ int run(int argc, char** argv) {
     raiseDescriptorLimit();
     shareOneHeap();
     PosixServices process;
-    if (options.machine.empty()) return runOn(*makeNativeMachine(options.root), process, options);
+    if (options.machine.empty()) return runOn(*makeNativeMachine(options.root.native()), process, options);
     auto loaded = DescribedMachine::load(options.machine, process.clock);
     if (const auto* fault = std::get_if<MachineFault>(&loaded)) return complain(fault->message);
     return runOn(*std::get<std::unique_ptr<DescribedMachine>>(loaded), process, options);

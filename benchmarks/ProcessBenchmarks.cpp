@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/LinuxProcessTable.h"
+#include "Platform/Linux/Processes/LinuxProcessTable.h"
 #include "Platform/Posix/Descriptor.h"
 #include "benchmarks/GeneratedTree.h"
 #include "benchmarks/QuickClock.h"

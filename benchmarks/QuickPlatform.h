@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxMachine.h"
 #include "Platform/Platform.h"
 #include "Platform/Posix/PosixServices.h"
 #include "benchmarks/QuickClock.h"
@@ -19,7 +19,7 @@ struct QuickPlatform {
     QuickClock clock;
     PosixServices process;
     LinuxMachine machine;
-    Platform platform = process.platformOn(machine, clock);
+    Platform platform = {machine.services(), process.services(clock)};
     ScopedPlatform current{platform};
 };
 

@@ -1,14 +1,14 @@
-#include "Platform/Linux/KernelText.h"
+#include "Platform/Linux/Kernel/KernelText.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "Platform/Linux/Batteries.h"
-#include "Platform/Linux/InterfaceNames.h"
+#include "Platform/Linux/Hardware/Batteries.h"
 #include "Platform/Linux/LinuxMemory.h"
-#include "Platform/Linux/LinuxProcessNames.h"
-#include "Platform/Linux/LinuxProcesses.h"
-#include "Platform/Linux/ProxyHosts.h"
+#include "Platform/Linux/Network/InterfaceNames.h"
+#include "Platform/Linux/Network/ProxyHosts.h"
+#include "Platform/Linux/Processes/ProcessNames.h"
+#include "Platform/Linux/Processes/ProcessScan.h"
 #include "fuzz/Fuzzing.h"
 
 // Any bytes as one of the texts of /proc and /sys that have a parser of their own; the first byte says which.

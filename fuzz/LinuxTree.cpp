@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxMachine.h"
 #include "Support/Text.h"
 #include "fuzz/WholeMachine.h"
 #include "tests/fakes/TemporaryTree.h"

@@ -1,3 +1,4 @@
+#include "Platform/Apple/ProxySettings.h"
 #include "Platform/Described/DescribedMachine.h"
 
 #include <gmock/gmock.h>
@@ -7,15 +8,15 @@
 #include <bit>
 #include <cmath>
 
-#include "Platform/HostStatistics.h"
-#include "Platform/IOReport.h"
-#include "Platform/NetworkInterfaces.h"
-#include "Platform/PowerSources.h"
-#include "Platform/Registry.h"
-#include "Platform/SMCRecord.h"
-#include "Platform/Sysctl.h"
-#include "Platform/SystemSettings.h"
-#include "Platform/TemperatureSensors.h"
+#include "Platform/Apple/HostStatistics.h"
+#include "Platform/Apple/IOReport.h"
+#include "Platform/Apple/NetworkInterfaces.h"
+#include "Platform/Apple/PowerSources.h"
+#include "Platform/Apple/Registry.h"
+#include "Platform/Apple/SMCRecord.h"
+#include "Platform/Apple/Sysctl.h"
+#include "Platform/Apple/TemperatureSensors.h"
+#include "Platform/Machine/SystemFacts.h"
 #include "Support/ByteOrder.h"
 #include "tests/fakes/VirtualClock.h"
 
@@ -38,7 +39,7 @@ protected:
     /// The property "value" of a drive that is described by this text, at each of `readings`, one second apart.
     std::vector<std::optional<PropertyValue>> readProperty(const std::string& value, int readings) {
         auto& machine = describe(R"({"registry": {"Drive": [{"name": "d", "properties": {"value": )" + value + "}}]}}");
-        const auto drives = machine.registry().services("Drive");
+        const auto drives = machine.services().registry.services("Drive");
         std::vector<std::optional<PropertyValue>> values;
         for (int i = 0; i < readings; ++i) {
             values.push_back((*drives)[0]->property("value"));
@@ -55,7 +56,8 @@ TEST_F(DescribedMachineTest, CountersMoveWithTheClock) {
     auto& host = describe(R"({"hostStatistics": {"processors": [
         {"user": {"start": 100, "rate": 2.5}, "system": {"start": 4294967290, "rate": 4, "wrapBits": 32},
          "idle": {"start": 10, "rate": -6}, "nice": {"start": 18446744073709551610, "rate": 100}}]}})")
-                     .hostStatistics();
+                     .services()
+                     .hostStatistics;
     EXPECT_THAT(*host.processorTicks(),
                 testing::ElementsAre(ProcessorTicks{100, 4294967290, 10, 18446744073709551610u}));
     clock_.advance(Seconds(3));
@@ -68,7 +70,8 @@ TEST_F(DescribedMachineTest, CountersMoveWithTheClock) {
 TEST_F(DescribedMachineTest, ListsMoveWithTheReadingsAndStayInStep) {
     auto& host = describe(R"({"hostStatistics": {"pageSize": {"list": [4096, null, 16384]},
         "processors": [{"user": {"list": [1, null, 3]}, "system": {"list": [10, 20, 30]}, "idle": 0, "nice": 0}]}})")
-                     .hostStatistics();
+                     .services()
+                     .hostStatistics;
     EXPECT_EQ(host.pageSize(), 4096u);
     EXPECT_EQ(host.pageSize(), std::nullopt);
     EXPECT_EQ(host.pageSize(), 16384u);
@@ -80,21 +83,21 @@ TEST_F(DescribedMachineTest, ListsMoveWithTheReadingsAndStayInStep) {
 
 TEST_F(DescribedMachineTest, WhatIsLeftOutOrNullFails) {
     auto& bare = describe("{}");
-    EXPECT_EQ(bare.hostStatistics().processorTicks(), std::nullopt);
-    EXPECT_FALSE(bare.hostStatistics().virtualMemory());
-    EXPECT_FALSE(bare.networkInterfaces().links());
-    EXPECT_FALSE(bare.sysctl().read("hw.memsize"));
-    EXPECT_FALSE(bare.ioReport().open("/usr/lib/libIOReport.dylib"));
-    EXPECT_FALSE(bare.powerSources().descriptions() || bare.powerSources().adapterDetails());
-    EXPECT_FALSE(bare.temperatureSensors().sensors());
-    EXPECT_TRUE(bare.registry().services("AppleARMPE")->empty());
+    EXPECT_EQ(bare.services().hostStatistics.processorTicks(), std::nullopt);
+    EXPECT_FALSE(bare.services().hostStatistics.virtualMemory());
+    EXPECT_FALSE(bare.services().networkInterfaces.links());
+    EXPECT_FALSE(bare.services().sysctl.read("hw.memsize"));
+    EXPECT_FALSE(bare.services().ioReport.open("/usr/lib/libIOReport.dylib"));
+    EXPECT_FALSE(bare.services().powerSources.descriptions() || bare.services().powerSources.adapterDetails());
+    EXPECT_FALSE(bare.services().temperatureSensors.sensors());
+    EXPECT_TRUE(bare.services().registry.services("AppleARMPE")->empty());
 
     auto& failing = describe(R"({"registry": {"Gone": null, "Later": {"list": [null, []]},
                                               "Odd": [{"name": null, "children": null}]}})");
-    EXPECT_FALSE(failing.registry().services("Gone"));
-    EXPECT_FALSE(failing.registry().services("Later"));
-    EXPECT_TRUE(failing.registry().services("Later"));
-    const auto odd = failing.registry().services("Odd");
+    EXPECT_FALSE(failing.services().registry.services("Gone"));
+    EXPECT_FALSE(failing.services().registry.services("Later"));
+    EXPECT_TRUE(failing.services().registry.services("Later"));
+    const auto odd = failing.services().registry.services("Odd");
     EXPECT_FALSE((*odd)[0]->name());
     EXPECT_FALSE((*odd)[0]->children());
 }
@@ -104,7 +107,7 @@ TEST_F(DescribedMachineTest, SysctlsHaveTheKernelsBytes) {
         "text": "E", "level": {"integer": -2, "width": 4}, "moving": {"integer": {"start": 255, "rate": 1}, "width": 2},
         "record": {"bytes": [{"integer": 1, "width": 2}, "ff 00", "Ab"]},
         "cut": {"bytes": ["00", {"integer": null, "width": 1}]}}})")
-                       .sysctl();
+                       .services().sysctl;
     clock_.advance(Seconds(1));
     EXPECT_EQ(sysctl.read("text"), (Bytes{'E', 0}));
     EXPECT_EQ(sysctl.read("level"), (Bytes{0xFE, 0xFF, 0xFF, 0xFF}));
@@ -141,7 +144,7 @@ TEST_F(DescribedMachineTest, PropertiesKeepTheirTypes) {
 TEST_F(DescribedMachineTest, InterfacesWithoutCountersStayInTheList) {
     auto& network = describe(R"({"networkInterfaces": [{"name": "en0", "received": 5, "sent": {"list": [7, null]}},
                                                        {"name": "utun0"}]})")
-                        .networkInterfaces();
+                        .services().networkInterfaces;
     const auto first = network.links();
     ASSERT_EQ(first->size(), 2u);
     EXPECT_EQ((*first)[0].counters->sent, 7u);
@@ -154,23 +157,23 @@ TEST_F(DescribedMachineTest, SystemFactsAndAddressesMayFail) {
         "interfaceAddresses": {"list": [[{"name": "utun3", "ipv4": "10.8.0.2"}], null, []]},
         "systemFacts": {"proxySettings": {"list": [{"HTTPEnable": 1, "HTTPProxy": "proxy"}, null]},
                         "bundle": {"CFBundleVersion": "7"}, "systemVersion": {"list": ["Version 14", null]}}})");
-    const auto addresses = machine.interfaceAddresses().ipv4().value();
+    const auto addresses = machine.services().interfaceAddresses.ipv4().value();
     ASSERT_EQ(addresses.size(), 1u);
     EXPECT_EQ(addresses[0].name, "utun3");
     EXPECT_EQ(addresses[0].ipv4, 0x0A080002u);
-    EXPECT_FALSE(machine.interfaceAddresses().ipv4());
-    EXPECT_TRUE(machine.interfaceAddresses().ipv4()->empty());
-    auto& facts = machine.systemFacts();
-    const auto proxies = facts.proxySettings().value();
+    EXPECT_FALSE(machine.services().interfaceAddresses.ipv4());
+    EXPECT_TRUE(machine.services().interfaceAddresses.ipv4()->empty());
+    auto& facts = machine.services().systemFacts;
+    const auto proxies = machine.services().proxySettings.proxySettings().value();
     EXPECT_EQ(asInteger(find(proxies, "HTTPEnable")), 1);
     EXPECT_EQ(*asText(find(proxies, "HTTPProxy")), "proxy");
-    EXPECT_FALSE(facts.proxySettings());
+    EXPECT_FALSE(machine.services().proxySettings.proxySettings());
     EXPECT_EQ(facts.bundleText("CFBundleVersion"), "7");
     EXPECT_FALSE(facts.bundleText("CFBundleShortVersionString"));
     EXPECT_EQ(facts.systemVersion(), "Version 14");
     EXPECT_EQ(facts.systemVersion(), "unknown");
-    EXPECT_FALSE(describe("{}").interfaceAddresses().ipv4());
-    EXPECT_FALSE(machine_->systemFacts().proxySettings());
+    EXPECT_FALSE(describe("{}").services().interfaceAddresses.ipv4());
+    EXPECT_FALSE(machine_->services().proxySettings.proxySettings());
 }
 
 /// The reply to one request of a controller's user client; nothing when the call fails.
@@ -190,7 +193,7 @@ TEST_F(DescribedMachineTest, ControllersAnswerThroughTheirRecords) {
         "TEMP": {"type": "ioft", "value": {"bytes": "0102030405060708"}, "result": {"list": [0, 7]}},
         "gone": null, "lost": {"type": "flt ", "value": null}}},
         {"name": "refuses", "userClient": null}, {"name": "none"}]}})");
-    const auto services = *machine.registry().services("SMC");
+    const auto services = *machine.services().registry.services("SMC");
     const auto client = services[0]->open(0);
     ASSERT_TRUE(client && machine.liveHandles() == 4);
     EXPECT_FALSE(services[0]->open(1) || services[1]->open(0) || services[2]->open(0));
@@ -218,8 +221,8 @@ TEST_F(DescribedMachineTest, CountersAreSampledAndSubtracted) {
                 {"name": "E", "states": [{"name": "IDLE", "residency": 5}, {"name": null, "residency": {"start": 7, "rate": 2}}]}]},
             {"group": "CPU", "subgroup": "b", "channels": [{"unit": "mJ", "value": {"list": [10, 30, 20]}}]},
             {"group": "GPU", "subgroup": "a", "channels": null}]}})");
-    EXPECT_FALSE(machine.ioReport().open("/first"));
-    ReportLibrary& library = *machine.ioReport().open("/second");
+    EXPECT_FALSE(machine.services().ioReport.open("/first"));
+    ReportLibrary& library = *machine.services().ioReport.open("/second");
     EXPECT_TRUE(library.has(copyChannelsInGroup) && library.has(stateGetResidency) &&
                 !library.has(channelGetUnitLabel));
     EXPECT_FALSE(library.copyChannelsInGroup("GPU", std::nullopt) || library.copyChannelsInGroup("CPU", "c"));
@@ -257,17 +260,18 @@ TEST_F(DescribedMachineTest, PowerSourcesAndSensorsMayMissAnything) {
                          "adapter": {"list": [{"Watts": 94}, 5, null]}},
         "temperatureSensors": {"list": [[{"product": "PMU tdie1", "temperature": {"list": [41, null]}},
                                          {"temperature": {"float": "-inf"}}, {"product": null}], null]}})");
-    const auto sources = *machine.powerSources().descriptions();
+    const auto sources = *machine.services().powerSources.descriptions();
     ASSERT_EQ(sources.size(), 3u);
     EXPECT_EQ(*asText(find(*sources[0], "Type")), "UPS");
     EXPECT_FALSE(sources[1]);
     EXPECT_EQ(asNumber(find(*sources[2], "Max Capacity")), 100);
-    EXPECT_FALSE(machine.powerSources().descriptions());
-    EXPECT_EQ(*machine.powerSources().adapterDetails(), PropertyValue(PropertyDictionary{{"Watts", std::int64_t{94}}}));
-    EXPECT_EQ(*machine.powerSources().adapterDetails(), PropertyValue(std::int64_t{5}));
-    EXPECT_FALSE(machine.powerSources().adapterDetails());
+    EXPECT_FALSE(machine.services().powerSources.descriptions());
+    EXPECT_EQ(*machine.services().powerSources.adapterDetails(),
+              PropertyValue(PropertyDictionary{{"Watts", std::int64_t{94}}}));
+    EXPECT_EQ(*machine.services().powerSources.adapterDetails(), PropertyValue(std::int64_t{5}));
+    EXPECT_FALSE(machine.services().powerSources.adapterDetails());
     {
-        const auto sensors = *machine.temperatureSensors().sensors();
+        const auto sensors = *machine.services().temperatureSensors.sensors();
         EXPECT_EQ(machine.liveHandles(), 3u);
         EXPECT_EQ(sensors[0]->product(), "PMU tdie1");
         EXPECT_EQ(sensors[0]->temperature(), 41);
@@ -277,7 +281,7 @@ TEST_F(DescribedMachineTest, PowerSourcesAndSensorsMayMissAnything) {
         EXPECT_FALSE(sensors[2]->product() || sensors[2]->temperature());
     }
     EXPECT_EQ(machine.liveHandles(), 0u);
-    EXPECT_FALSE(machine.temperatureSensors().sensors());
+    EXPECT_FALSE(machine.services().temperatureSensors.sensors());
 }
 
 TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
@@ -345,7 +349,7 @@ TEST_F(DescribedMachineTest, FilesThatCannotBeReadAreNamed) {
 TEST_F(DescribedMachineTest, CountsTheHandlesThatAreOut) {
     auto& machine = describe(R"({"registry": {"P": [{"name": "p", "children": [{"name": "a"}, {"name": "b"}]}]}})");
     {
-        const auto services = machine.registry().services("P");
+        const auto services = machine.services().registry.services("P");
         const auto children = (*services)[0]->children();
         EXPECT_EQ(machine.liveHandles(), 3u);
         EXPECT_EQ(*(*children)[1]->name(), "b");

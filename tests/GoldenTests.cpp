@@ -102,7 +102,7 @@ struct GoldenTree : testing::TestWithParam<Case> {};
 
 TEST_P(GoldenTree, LooksAsReviewed) {
     FakePlatform process;
-    const auto machine = makeNativeMachine(GetParam().path);
+    const auto machine = makeNativeMachine(GetParam().path.native());
     expectGolden(GetParam().path.stem().string() + ".json", secondSnapshot(*machine, process));
 }
 INSTANTIATE_TEST_SUITE_P(Golden, GoldenTree, testing::ValuesIn(casesIn(fs::path(ZQM_TEST_DATA) / "trees")), nameOf);

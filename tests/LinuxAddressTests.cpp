@@ -6,7 +6,7 @@
 #include <memory>
 #include <set>
 
-#include "Platform/Linux/LinuxInterfaceAddresses.h"
+#include "Platform/Linux/Network/LinuxInterfaceAddresses.h"
 #include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {

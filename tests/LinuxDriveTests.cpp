@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxMachine.h"
 #include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {
@@ -12,7 +12,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 std::vector<std::unique_ptr<RegistryEntry>> drives(LinuxMachine& machine) {
-    return machine.registry().services("IOBlockStorageDriver").value();
+    return machine.services().registry.services("IOBlockStorageDriver").value();
 }
 
 std::vector<std::string> driveNames(LinuxMachine& machine) {
@@ -98,24 +98,24 @@ TEST(LinuxMachine, SurvivesFilesCutAnywhere) {
         for (std::size_t size = 0; size <= content.size(); ++size) {
             tree.write(file, content.substr(0, size));
             LinuxMachine machine(tree.root());
-            const auto ticks = machine.hostStatistics().processorTicks();
+            const auto ticks = machine.services().hostStatistics.processorTicks();
             EXPECT_LE(ticks ? ticks->size() : 0, 2u);
-            const auto pages = machine.hostStatistics().virtualMemory();
+            const auto pages = machine.services().hostStatistics.virtualMemory();
             if (pages) {
                 EXPECT_EQ(pages->active + pages->wired + pages->compressor, used) << size;
             }
             for (auto name : {"vm.swapusage", "kern.memorystatus_vm_pressure_level", "hw.memsize", "hw.nperflevels",
                               "machdep.cpu.brand_string"}) {
-                machine.sysctl().read(name);
+                machine.services().sysctl.read(name);
             }
-            const auto links = machine.networkInterfaces().links();
+            const auto links = machine.services().networkInterfaces.links();
             ASSERT_TRUE(links);
             for (const auto& link : *links) {
                 EXPECT_EQ(link.counters ? link.counters->sent : 9, 9u);
             }
             EXPECT_LE(driveNames(machine).size(), 1u);
-            EXPECT_EQ(machine.registry().services("AppleARMPE")->size(), 1u);
-            EXPECT_THAT(machine.registry().services("IOAccelerator").value(), IsEmpty());
+            EXPECT_EQ(machine.services().registry.services("AppleARMPE")->size(), 1u);
+            EXPECT_THAT(machine.services().registry.services("IOAccelerator").value(), IsEmpty());
         }
         tree.write(file, content);
     }

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxMachine.h"
 #include "tests/fakes/EngineSamples.h"
 #include "tests/fakes/TemporaryTree.h"
 

@@ -87,7 +87,7 @@ TEST(LinuxFrequencies, StepsComeFromTheBestSource) {
         machine.write(processors + "cpu0/cpufreq", files);
         machine.write(processors + "cpu0/cpufreq", {{"scaling_cur_freq", "1000000"}});
         const RootDirectory root(machine.tree.root());
-        LinuxProcessors list(root);
+        Processors list(root);
         ProcessorFrequencies frequencies(root, list, machine.fakes.clock);
         EXPECT_EQ(frequencies.steps(ProcessorKind::performance), steps);
     }
@@ -138,7 +138,7 @@ TEST(LinuxFrequencies, SlowReadingIsSpreadOverTicks) {
     }
     tree.write("proc/stat", statistics);
     const RootDirectory root(tree.root());
-    LinuxProcessors list(root);
+    Processors list(root);
     SlowReading clock;
     ProcessorFrequencies frequencies(root, list, clock);
     frequencies.read();

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "Platform/Linux/KernelFile.h"
-#include "Platform/Linux/KernelText.h"
+#include "Platform/Linux/Kernel/KernelFile.h"
+#include "Platform/Linux/Kernel/KernelText.h"
 #include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxMachine.h"
 #include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {
@@ -60,8 +60,8 @@ TEST(LinuxMemory, CountsCompressedBlockDevices) {
     tree.write("sys/block/zram2/mm_stat", "1 1 2097152\n");
     tree.write("sys/block/sda/mm_stat", "1 1 2097152\n");
     LinuxMachine machine(tree.root());
-    const std::uint64_t pageSize = machine.hostStatistics().pageSize().value();
-    EXPECT_EQ(machine.hostStatistics().virtualMemory()->compressor * pageSize, 3145728u);
+    const std::uint64_t pageSize = machine.services().hostStatistics.pageSize().value();
+    EXPECT_EQ(machine.services().hostStatistics.virtualMemory()->compressor * pageSize, 3145728u);
 }
 
 TEST(LinuxMemory, TellsSwapOfTheSameMoment) {
@@ -70,10 +70,10 @@ TEST(LinuxMemory, TellsSwapOfTheSameMoment) {
         tree.write("proc/meminfo", "MemTotal: 800 kB\nMemAvailable: 400 kB\n" + std::string(swap));
     };
     LinuxMachine machine(tree.root());
-    auto swap = [&] { return sysctlValue<SwapUsage>(machine.sysctl(), "vm.swapusage"); };
+    auto swap = [&] { return sysctlValue<SwapUsage>(machine.services().sysctl, "vm.swapusage"); };
     write("SwapTotal: 100 kB\nSwapFree: 70 kB\n");
-    EXPECT_EQ(sysctlValue<std::uint64_t>(machine.sysctl(), "hw.memsize"), 800u * 1024);
-    ASSERT_TRUE(machine.hostStatistics().virtualMemory());
+    EXPECT_EQ(sysctlValue<std::uint64_t>(machine.services().sysctl, "hw.memsize"), 800u * 1024);
+    ASSERT_TRUE(machine.services().hostStatistics.virtualMemory());
     write("SwapTotal: 200 kB\nSwapFree: 300 kB\n");
     EXPECT_EQ(swap()->total, 100u * 1024);
     EXPECT_EQ(swap()->available, 200u * 1024) << "the first reading is used once; free never exceeds the total";
@@ -84,8 +84,8 @@ TEST(LinuxMemory, TellsSwapOfTheSameMoment) {
     EXPECT_FALSE(swap());
     tree.remove("proc/meminfo");
     EXPECT_FALSE(swap());
-    EXPECT_FALSE(machine.hostStatistics().virtualMemory());
-    EXPECT_FALSE(machine.sysctl().read("hw.memsize"));
+    EXPECT_FALSE(machine.services().hostStatistics.virtualMemory());
+    EXPECT_FALSE(machine.services().sysctl.read("hw.memsize"));
 }
 
 TEST(LinuxMemory, TurnsStallsIntoAPressureLevel) {
@@ -94,7 +94,7 @@ TEST(LinuxMemory, TurnsStallsIntoAPressureLevel) {
         std::optional<std::int32_t> level;
     };
     TemporaryTree tree;
-    EXPECT_FALSE(LinuxMachine(tree.root()).sysctl().read("kern.memorystatus_vm_pressure_level"));
+    EXPECT_FALSE(LinuxMachine(tree.root()).services().sysctl.read("kern.memorystatus_vm_pressure_level"));
     for (const auto& [content, level] : std::initializer_list<Case>{
              {"some avg10=0.10 avg60=50.00 avg300=3.85 total=15\nfull avg10=0.20 avg60=50.00 avg300=4.95 total=25\n",
               1},
@@ -108,7 +108,8 @@ TEST(LinuxMemory, TurnsStallsIntoAPressureLevel) {
          }) {
         tree.write("proc/pressure/memory", content);
         LinuxMachine machine(tree.root());
-        EXPECT_EQ(sysctlValue<std::int32_t>(machine.sysctl(), "kern.memorystatus_vm_pressure_level"), level) << content;
+        EXPECT_EQ(sysctlValue<std::int32_t>(machine.services().sysctl, "kern.memorystatus_vm_pressure_level"), level)
+            << content;
     }
 }
 

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxMachine.h"
 #include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {
@@ -33,7 +33,7 @@ void makeDevice(const TemporaryTree& tree, std::string_view name) {
 
 std::vector<std::string> presented(LinuxMachine& machine) {
     std::vector<std::string> names;
-    const auto links = machine.networkInterfaces().links().value();
+    const auto links = machine.services().networkInterfaces.links().value();
     for (const auto& link : links) names.push_back(link.name);
     return names;
 }
@@ -44,7 +44,7 @@ TEST(LinuxNetwork, ReadsCountersOf64Bits) {
                                    "glued:7 0 0 0 0 0 0 0 8 0 0 0 0 0 0 0\n" + "short: 1 2 3\n" + "  : 1 2\n" +
                                    "huge: 18446744073709551616 0 0 0 0 0 0 0 8\n" + "cut: 1 0 0 0 0 0 0 0 8");
     LinuxMachine machine(tree.root());
-    const auto links = machine.networkInterfaces().links().value();
+    const auto links = machine.services().networkInterfaces.links().value();
     ASSERT_THAT(presented(machine), ElementsAre("en0", "old:1", "glued", "short", "huge", "cut"));
     EXPECT_EQ(links[0].counters->received, 18446744073709551615u);
     EXPECT_EQ(links[0].counters->sent, 5000000000u);
@@ -55,7 +55,7 @@ TEST(LinuxNetwork, ReadsCountersOf64Bits) {
     EXPECT_FALSE(links[4].counters);
     EXPECT_FALSE(links[5].counters);
     tree.remove("proc/net/dev");
-    EXPECT_FALSE(machine.networkInterfaces().links());
+    EXPECT_FALSE(machine.services().networkInterfaces.links());
 }
 
 TEST(LinuxNetwork, NamesInterfacesByWhatTheyAre) {

@@ -4,9 +4,9 @@
 
 #include <filesystem>
 
-#include "Platform/Linux/LinuxProcessFiles.h"
-#include "Platform/Linux/LinuxProcessTable.h"
-#include "Platform/Linux/LinuxTaskCounters.h"
+#include "Platform/Linux/Processes/LinuxProcessTable.h"
+#include "Platform/Linux/Processes/LinuxTaskCounters.h"
+#include "Platform/Linux/Processes/ProcessFiles.h"
 #include "Platform/Posix/PosixClock.h"
 #include "tests/fakes/TemporaryTree.h"
 #include "tests/fakes/VirtualClock.h"
@@ -163,7 +163,7 @@ TEST_F(LinuxProcessTest, ManyComeAndGo) {
     }
 }
 
-TEST(LinuxProcessNames, AreCompletedFromTheArguments) {
+TEST(ProcessNames, AreCompletedFromTheArguments) {
     using namespace std::string_literals;
     const struct {
         std::string cut, arguments, full;

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxMachine.h"
 #include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {
@@ -13,7 +13,7 @@ using testing::ElementsAre;
 std::string kinds(const TemporaryTree& tree) {
     LinuxMachine machine(tree.root());
     std::string letters;
-    const auto services = machine.registry().services("AppleARMPE");
+    const auto services = machine.services().registry.services("AppleARMPE");
     const auto children = services->at(0)->children().value();
     for (const auto& child : children) {
         EXPECT_EQ(child->name(), "cpu" + std::to_string(letters.size()));
@@ -32,7 +32,7 @@ void showProcessors(const TemporaryTree& tree, std::size_t count) {
     tree.write("sys/devices/system/cpu/present", "0-" + std::to_string(count - 1) + "\n");
 }
 
-TEST(LinuxProcessors, AddUpTheKernelsColumns) {
+TEST(Processors, AddUpTheKernelsColumns) {
     TemporaryTree tree;
     tree.write("proc/stat",
                "cpu  9 9 9 9 9 9 9 9 9 9\n"
@@ -43,19 +43,19 @@ TEST(LinuxProcessors, AddUpTheKernelsColumns) {
                "cpux 1 2 3 4\ncpu99999999999 1 2 3 4\n"
                "intr 1 2 3\ncpu4 1 2 3 4\n");
     LinuxMachine machine(tree.root());
-    EXPECT_THAT(machine.hostStatistics().processorTicks().value(),
+    EXPECT_THAT(machine.services().hostStatistics.processorTicks().value(),
                 ElementsAre(ProcessorTicks{.user = 100, .system = 51, .idle = 405, .nice = 20},
                             ProcessorTicks{.user = 1, .system = 3, .idle = 4, .nice = 2},
                             ProcessorTicks{.user = 1, .system = 3, .idle = UINT64_MAX, .nice = 2}));
 }
 
-TEST(LinuxProcessors, KeepTheirPlaceWhenOthersComeAndGo) {
+TEST(Processors, KeepTheirPlaceWhenOthersComeAndGo) {
     TemporaryTree tree;
     LinuxMachine machine(tree.root());
     auto users = [&](std::string_view statistics) {
         tree.write("proc/stat", statistics);
         std::vector<std::uint64_t> values;
-        const auto ticks = machine.hostStatistics().processorTicks().value();
+        const auto ticks = machine.services().hostStatistics.processorTicks().value();
         for (const auto& each : ticks) values.push_back(each.user);
         return values;
     };
@@ -64,10 +64,10 @@ TEST(LinuxProcessors, KeepTheirPlaceWhenOthersComeAndGo) {
     EXPECT_THAT(users("cpu0 21 0 0 0\ncpu1 5 0 0 0\ncpu2 22 0 0 0\n"), ElementsAre(21, 5, 22));  // 1 appears
     EXPECT_THAT(users("cpu2 32 0 0 0\ncpu0 31 0 0 0\n"), ElementsAre(31, 5, 32));
     tree.write("proc/stat", "intr 1\n");
-    EXPECT_EQ(machine.hostStatistics().processorTicks(), std::nullopt);
+    EXPECT_EQ(machine.services().hostStatistics.processorTicks(), std::nullopt);
 }
 
-TEST(LinuxProcessors, HaveTheKindsOfTheHybridLists) {
+TEST(Processors, HaveTheKindsOfTheHybridLists) {
     TemporaryTree tree;
     tree.write("proc/stat", "cpu0 1 1 1 1\ncpu2 1 1 1 1\ncpu3 1 1 1 1\ncpu4 1 1 1 1\n");
     tree.write("sys/devices/cpu_core/cpus", "0-2\n");
@@ -77,7 +77,7 @@ TEST(LinuxProcessors, HaveTheKindsOfTheHybridLists) {
     EXPECT_EQ(kinds(tree), "E");
 }
 
-TEST(LinuxProcessors, HaveTheKindsOfTheirCapacities) {
+TEST(Processors, HaveTheKindsOfTheirCapacities) {
     struct Case {
         std::vector<unsigned> capacities;
         std::string_view kinds;
@@ -98,7 +98,7 @@ TEST(LinuxProcessors, HaveTheKindsOfTheirCapacities) {
     }
 }
 
-TEST(LinuxProcessors, HaveTheKindsOfTheirFrequenciesOnlyWhereTheGapIsClear) {
+TEST(Processors, HaveTheKindsOfTheirFrequenciesOnlyWhereTheGapIsClear) {
     struct Case {
         const char* machine;
         std::vector<unsigned> highest, base;  // MHz
@@ -125,7 +125,7 @@ TEST(LinuxProcessors, HaveTheKindsOfTheirFrequenciesOnlyWhereTheGapIsClear) {
     }
 }
 
-TEST(LinuxProcessors, TakeFrequenciesFromTheirPolicy) {
+TEST(Processors, TakeFrequenciesFromTheirPolicy) {
     TemporaryTree tree;
     showProcessors(tree, 3);
     tree.write("sys/devices/system/cpu/cpufreq/policy0/related_cpus", "0 1\n");
@@ -135,31 +135,31 @@ TEST(LinuxProcessors, TakeFrequenciesFromTheirPolicy) {
     EXPECT_EQ(kinds(tree), "EEP");
 }
 
-TEST(LinuxProcessors, AreCountedPerPerformanceLevel) {
+TEST(Processors, AreCountedPerPerformanceLevel) {
     TemporaryTree tree;
     showProcessors(tree, 5);
     LinuxMachine machine(tree.root());
-    auto number = [&](std::string_view name) { return sysctlValue<std::int32_t>(machine.sysctl(), name); };
+    auto number = [&](std::string_view name) { return sysctlValue<std::int32_t>(machine.services().sysctl, name); };
     EXPECT_EQ(number("hw.nperflevels"), 1);
     EXPECT_EQ(number("hw.perflevel0.physicalcpu"), 5);
     EXPECT_EQ(number("hw.perflevel1.physicalcpu"), std::nullopt);
     tree.write("sys/devices/cpu_atom/cpus", "2-4\n");
     EXPECT_EQ(number("hw.nperflevels"), 2);
-    EXPECT_EQ(sysctlText(machine.sysctl(), "hw.perflevel0.name"), "Performance");
+    EXPECT_EQ(sysctlText(machine.services().sysctl, "hw.perflevel0.name"), "Performance");
     EXPECT_EQ(number("hw.perflevel0.physicalcpu"), 2);
-    EXPECT_EQ(sysctlText(machine.sysctl(), "hw.perflevel1.name"), "Efficiency");
+    EXPECT_EQ(sysctlText(machine.services().sysctl, "hw.perflevel1.name"), "Efficiency");
     EXPECT_EQ(number("hw.perflevel1.physicalcpu"), 3);
     for (std::string_view name : {"hw.perflevel2.name", "hw.perflevel", "hw.perflevelx.name", "hw.perflevel0.other"}) {
-        EXPECT_EQ(machine.sysctl().read(name), std::nullopt) << name;
+        EXPECT_EQ(machine.services().sysctl.read(name), std::nullopt) << name;
     }
 }
 
-TEST(LinuxProcessors, AndTheMachineHaveNames) {
+TEST(Processors, AndTheMachineHaveNames) {
     TemporaryTree tree;
     LinuxMachine machine(tree.root());
-    auto brand = [&] { return sysctlText(machine.sysctl(), "machdep.cpu.brand_string"); };
+    auto brand = [&] { return machine.services().systemFacts.processorName(); };
     EXPECT_EQ(brand(), std::nullopt);
-    EXPECT_EQ(sysctlText(machine.sysctl(), "hw.model"), std::nullopt);
+    EXPECT_EQ(machine.services().systemFacts.hardwareModel(), std::nullopt);
     tree.write("proc/cpuinfo",
                "processor\t: 0\nmodel name\t:    Xeon(TM) CPU 2.60GHz\n\nprocessor\t: 1\nmodel name\t: x\n");
     EXPECT_EQ(brand(), "Xeon(TM) CPU 2.60GHz");
@@ -168,9 +168,9 @@ TEST(LinuxProcessors, AndTheMachineHaveNames) {
     tree.write("sys/devices/soc0/machine", "SM8550\n");
     EXPECT_EQ(brand(), "SM8550");
     tree.write("proc/device-tree/model", std::string_view("Board 4\0", 8));
-    EXPECT_EQ(sysctlText(machine.sysctl(), "hw.model"), "Board 4");
+    EXPECT_EQ(machine.services().systemFacts.hardwareModel(), "Board 4");
     tree.write("sys/class/dmi/id/product_name", "Laptop 14\n");
-    EXPECT_EQ(sysctlText(machine.sysctl(), "hw.model"), "Laptop 14");
+    EXPECT_EQ(machine.services().systemFacts.hardwareModel(), "Laptop 14");
 }
 
 }  // namespace

@@ -89,7 +89,7 @@ TEST(LinuxSensors, HaveNamesOfTheirOwn) {
                          {"nct6775", {{"SYSTIN", "29000"}}}});
     machine.write("sys/class/thermal/thermal_zone0", {{"type", "x86_pkg_temp"}, {"temp", "70000"}});
     machine.write("sys/class/thermal/thermal_zone1", {{"type", "gpu-thermal"}, {"temp", "55000"}});
-    EXPECT_THAT(ReadHIDTemperatures(machine.machine.temperatureSensors()).value(),
+    EXPECT_THAT(ReadHIDTemperatures(machine.machine.services().temperatureSensors).value(),
                 ElementsAre(Pair("CPU coretemp Core 0", 41), Pair("CPU x86_pkg_temp", 70), Pair("GPU gpu-thermal", 55),
                             Pair("NVMe Composite", 31), Pair("NVMe Composite 2", 32),
                             Pair("PMU tdie coretemp Package id 0", 71), Pair("Wi-Fi", 45), Pair("nct6775 SYSTIN", 29)));
@@ -97,10 +97,10 @@ TEST(LinuxSensors, HaveNamesOfTheirOwn) {
 
 TEST(LinuxSensors, ChangeComeAndGo) {
     TreeMachine machine;
-    EXPECT_FALSE(machine.machine.temperatureSensors().sensors());
+    EXPECT_FALSE(machine.machine.services().temperatureSensors.sensors());
     machine.fakes.clock.advance(Seconds(60));
     writeChips(machine, {{"coretemp", {{"Package id 0", "50000"}}}, {"nvme", {{"Composite", "31000"}}}});
-    auto read = [&] { return ReadHIDTemperatures(machine.machine.temperatureSensors()).value(); };
+    auto read = [&] { return ReadHIDTemperatures(machine.machine.services().temperatureSensors).value(); };
     EXPECT_EQ(read()["PMU tdie coretemp Package id 0"], 50);
     writeChips(machine, {{"coretemp", {{"Package id 0", "60000"}}}, {"nvme", {{"Composite", "39000"}}}});
     machine.fakes.clock.advance(Seconds(1));

@@ -7,7 +7,7 @@
 
 #include <filesystem>
 
-#include "Platform/Linux/LinuxProcessTable.h"
+#include "Platform/Linux/Processes/LinuxProcessTable.h"
 #include "Platform/Posix/Descriptor.h"
 #include "Platform/Posix/PosixClock.h"
 #include "tests/fakes/TemporaryTree.h"
@@ -165,7 +165,7 @@ TEST_F(LinuxSocketTest, ARefusedProcessIsAskedOnceInItsLife) {
     EXPECT_THAT(counts(), Optional(ElementsAre(Pair(10, 1), Pair(11, 1))));
 }
 
-TEST(LinuxSocketInodes, OfThisMachineHoldThoseOfThisProcess) {
+TEST(SocketInodes, OfThisMachineHoldThoseOfThisProcess) {
     auto inodeOf = [](const Descriptor& descriptor) {
         struct stat information {};
         ::fstat(descriptor.get(), &information);
@@ -193,7 +193,7 @@ TEST(LinuxSocketInodes, OfThisMachineHoldThoseOfThisProcess) {
     const Descriptor unix(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     for (const char* directory : {"/", "/proc/self/root"}) {  // by the kernel's dumps and by its tables
         const RootDirectory root(directory);
-        LinuxSocketInodes inodes(root);
+        SocketInodes inodes(root);
         ASSERT_TRUE(inodes.read());
         for (const Descriptor& socket : sockets) EXPECT_TRUE(inodes.contains(inodeOf(socket))) << directory;
         EXPECT_FALSE(inodes.contains(inodeOf(unix))) << directory;

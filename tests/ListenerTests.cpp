@@ -9,11 +9,11 @@
 #include <future>
 #include <random>
 
-#include "Platform/Log.h"
 #include "Platform/Posix/AsioListener.h"
 #include "Platform/Posix/Descriptor.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "Platform/Posix/ThreadQueues.h"
+#include "Platform/Process/Log.h"
 #include "Support/Mutex.h"
 #include "ZQMHelper/HTTPServer.h"
 #include "tests/fakes/FakePlatform.h"

@@ -59,13 +59,13 @@ TEST_F(NetworkIdentity, ProxiesAreWhatTheSystemSwitchesOn) {
               "socks"},
              {{{"HTTPEnable", std::int64_t{2}}, {"SOCKSEnable", true}, {"HTTPProxy", std::string("off")}}, false, ""},
          }) {
-        machine.systemFacts.proxies = settings;
-        const auto proxy = IPReader::detectProxy(machine.systemFacts, {});
+        machine.proxySettings.proxies = settings;
+        const auto proxy = IPReader::detectProxy(machine.proxySettings, {});
         EXPECT_EQ(proxy.enabled, enabled);
         EXPECT_EQ(proxy.host, host);
     }
-    machine.systemFacts.proxies = std::nullopt;
-    EXPECT_EQ(IPReader::detectProxy(machine.systemFacts, {.physical = "", .active = "10.8.0.2"}).host, "10.8.0.2");
+    machine.proxySettings.proxies = std::nullopt;
+    EXPECT_EQ(IPReader::detectProxy(machine.proxySettings, {.physical = "", .active = "10.8.0.2"}).host, "10.8.0.2");
 }
 
 TEST_F(NetworkIdentity, IsLookedUpOnceAMinuteAndWhenTheProxyChanges) {
@@ -84,7 +84,7 @@ TEST_F(NetworkIdentity, IsLookedUpOnceAMinuteAndWhenTheProxyChanges) {
     machine.clock.continuousTime += Seconds(1);  // asleep, by the other clocks
     reader.sample();
     EXPECT_EQ(net.requests.size(), 2u);
-    machine.systemFacts.proxies = PropertyDictionary{{"HTTPEnable", std::int64_t{1}}};
+    machine.proxySettings.proxies = PropertyDictionary{{"HTTPEnable", std::int64_t{1}}};
     reader.sample();
     reader.sample();
     EXPECT_EQ(net.requests.size(), 3u);

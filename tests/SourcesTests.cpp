@@ -68,7 +68,7 @@ struct Report : testing::Test {
         auto& machine = *std::get<std::unique_ptr<DescribedMachine>>(loaded);
         Platform platform = platformOn(machine, fakes);
         std::vector<std::string> lines;
-        const std::string text = sourcesReport(machine.sourceReport(), platform);
+        const std::string text = sourcesReport(platform);
         for (std::string_view rest = text; !rest.empty();) lines.emplace_back(takeUntil(rest, '\n'));
         EXPECT_EQ(machine.liveHandles(), 0u);
         return lines;

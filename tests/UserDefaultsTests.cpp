@@ -5,9 +5,9 @@
 #include <limits>
 #include <map>
 
-#include "Platform/Files.h"
 #include "Platform/Posix/JsonUserDefaults.h"
 #include "Platform/Posix/PosixFiles.h"
+#include "Platform/Process/Files.h"
 
 namespace zqm {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <memory>
 
+#include "Platform/Apple/IOReport.h"
 #include "Platform/Described/MachineModel.h"
-#include "Platform/IOReport.h"
 
 namespace zqm {
 

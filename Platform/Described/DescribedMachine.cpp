@@ -22,7 +22,8 @@ struct DescribedMachine::Parts {
     DescribedSysctl sysctl{model};
     DescribedNetworkInterfaces networkInterfaces{model};
     DescribedInterfaceAddresses interfaceAddresses{model};
-    DescribedSystemFacts systemFacts{model};
+    DescribedProxySettings proxySettings{model};
+    DescribedSystemFacts systemFacts{model, sysctl};
     DescribedRegistry registry{model};
     DescribedIOReport ioReport{model};
     DescribedPowerSources powerSources{model};
@@ -52,43 +53,22 @@ DescribedMachine::Result DescribedMachine::load(const std::filesystem::path& fil
     return result;
 }
 
-HostStatistics& DescribedMachine::hostStatistics() {
-    return parts_->hostStatistics;
-}
-Sysctl& DescribedMachine::sysctl() {
-    return parts_->sysctl;
-}
-NetworkInterfaces& DescribedMachine::networkInterfaces() {
-    return parts_->networkInterfaces;
-}
-Registry& DescribedMachine::registry() {
-    return parts_->registry;
-}
-
-IOReport& DescribedMachine::ioReport() {
-    return parts_->ioReport;
-}
-PowerSources& DescribedMachine::powerSources() {
-    return parts_->powerSources;
-}
-TemperatureSensors& DescribedMachine::temperatureSensors() {
-    return parts_->temperatureSensors;
-}
-SourceReport& DescribedMachine::sourceReport() {
-    return parts_->sources;
-}
-TaskCounters& DescribedMachine::taskCounters() {
-    return parts_->taskCounters;
-}
-Commands* DescribedMachine::commands() {
-    return &parts_->commands;
-}
-
-InterfaceAddresses& DescribedMachine::interfaceAddresses() {
-    return parts_->interfaceAddresses;
-}
-SystemFacts& DescribedMachine::systemFacts() {
-    return parts_->systemFacts;
+MachineServices DescribedMachine::services() {
+    return {{.hostStatistics = parts_->hostStatistics,
+             .sysctl = parts_->sysctl,
+             .networkInterfaces = parts_->networkInterfaces,
+             .interfaceAddresses = parts_->interfaceAddresses,
+             .proxySettings = parts_->proxySettings,
+             .registry = parts_->registry,
+             .ioReport = parts_->ioReport,
+             .powerSources = parts_->powerSources,
+             .temperatureSensors = parts_->temperatureSensors},
+            nullptr,
+            nullptr,
+            &parts_->commands,
+            parts_->taskCounters,
+            parts_->systemFacts,
+            parts_->sources};
 }
 
 std::size_t DescribedMachine::liveHandles() const {

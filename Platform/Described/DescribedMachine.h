@@ -26,19 +26,7 @@ public:
     static Result parse(std::string_view text, Clock& clock);
     ~DescribedMachine() override;
 
-    HostStatistics& hostStatistics() override;
-    Sysctl& sysctl() override;
-    NetworkInterfaces& networkInterfaces() override;
-    Registry& registry() override;
-    IOReport& ioReport() override;
-    PowerSources& powerSources() override;
-    TemperatureSensors& temperatureSensors() override;
-    SourceReport& sourceReport() override;
-    TaskCounters& taskCounters() override;
-    ProcessTable* processTable() override { return nullptr; }
-    Commands* commands() override;
-    InterfaceAddresses& interfaceAddresses() override;
-    SystemFacts& systemFacts() override;
+    MachineServices services() override;
     /// Registry entries, connections to drivers, sensors, samples and dictionaries of channels that were handed out and
     /// not yet given back. Any thread.
     std::size_t liveHandles() const;

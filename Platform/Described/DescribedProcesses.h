@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Platform/Commands.h"
 #include "Platform/Described/MachineModel.h"
-#include "Platform/TaskCounters.h"
+#include "Platform/Machine/TaskCounters.h"
+#include "Platform/Process/Commands.h"
 
 namespace zqm {
 

@@ -5,8 +5,8 @@
 #include <bit>
 #include <nlohmann/json.hpp>
 
+#include "Platform/Apple/SMCRecord.h"
 #include "Platform/Described/Reading.h"
-#include "Platform/SMCRecord.h"
 
 namespace zqm {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Platform/Apple/Registry.h"
 #include "Platform/Described/MachineModel.h"
-#include "Platform/Registry.h"
 
 namespace zqm {
 

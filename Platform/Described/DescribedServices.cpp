@@ -1,9 +1,11 @@
 #include "Platform/Described/DescribedServices.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "Platform/Described/Reading.h"
 #include "Platform/Posix/Sockets.h"
+#include "Support/Text.h"
 
 namespace zqm {
 namespace {
@@ -115,7 +117,7 @@ std::optional<std::vector<InterfaceAddress>> DescribedInterfaceAddresses::ipv4()
     return addresses;
 }
 
-std::optional<PropertyDictionary> DescribedSystemFacts::proxySettings() {
+std::optional<PropertyDictionary> DescribedProxySettings::proxySettings() {
     const Json* node = memberOf(memberOf(&model_.description, "systemFacts"), "proxySettings");
     auto read = node ? Reading(model_).property(*node) : std::nullopt;
     auto* dictionary = read ? std::get_if<PropertyDictionary>(&*read) : nullptr;
@@ -125,6 +127,13 @@ std::optional<PropertyDictionary> DescribedSystemFacts::proxySettings() {
 std::optional<std::string> DescribedSystemFacts::bundleText(std::string_view key) {
     const Json* bundle = memberOf(memberOf(&model_.description, "systemFacts"), "bundle");
     return Reading(model_).text(memberOf(bundle, key));
+}
+
+/// A text of the kernel's values; nullopt when it is unknown or empty.
+std::optional<std::string> DescribedSystemFacts::told(std::string_view name) {
+    const auto bytes = sysctl_.read(name);
+    if (!bytes || bytes->empty()) return std::nullopt;
+    return repairUtf8(std::string(bytes->begin(), std::find(bytes->begin(), bytes->end(), std::uint8_t{0})));
 }
 
 std::string DescribedSystemFacts::systemVersion() {

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "Platform/Apple/HostStatistics.h"
+#include "Platform/Apple/NetworkInterfaces.h"
+#include "Platform/Apple/PowerSources.h"
+#include "Platform/Apple/ProxySettings.h"
+#include "Platform/Apple/Sysctl.h"
+#include "Platform/Apple/TemperatureSensors.h"
 #include "Platform/Described/MachineModel.h"
-#include "Platform/HostStatistics.h"
-#include "Platform/NetworkInterfaces.h"
-#include "Platform/PowerSources.h"
-#include "Platform/Sysctl.h"
-#include "Platform/SystemSettings.h"
-#include "Platform/TemperatureSensors.h"
+#include "Platform/Machine/SystemFacts.h"
 
 /// The sections of a description as services of the seam. A section or value that the description leaves out cannot be
 /// read. Every service is callable from several
@@ -51,16 +52,29 @@ private:
     MachineModel& model_;
 };
 
-class DescribedSystemFacts final : public SystemFacts {
+class DescribedProxySettings final : public ProxySettings {
 public:
-    explicit DescribedSystemFacts(MachineModel& model) : model_(model) {}
+    explicit DescribedProxySettings(MachineModel& model) : model_(model) {}
     std::optional<PropertyDictionary> proxySettings() override;
-    std::optional<std::string> bundleText(std::string_view key) override;
-    /// "unknown" when it is left out or fails.
-    std::string systemVersion() override;
 
 private:
     MachineModel& model_;
+};
+
+class DescribedSystemFacts final : public SystemFacts {
+public:
+    DescribedSystemFacts(MachineModel& model, Sysctl& sysctl) : model_(model), sysctl_(sysctl) {}
+    std::optional<std::string> bundleText(std::string_view key) override;
+    /// "unknown" when it is left out or fails.
+    std::string systemVersion() override;
+    std::optional<std::string> hardwareModel() override { return told("hw.model"); }
+    std::optional<std::string> processorName() override { return told("machdep.cpu.brand_string"); }
+
+private:
+    std::optional<std::string> told(std::string_view name);
+
+    MachineModel& model_;
+    Sysctl& sysctl_;
 };
 
 class DescribedPowerSources final : public PowerSources {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Described/MachineModel.h"
-#include "Platform/SourceReport.h"
+#include "Platform/Machine/SourceReport.h"
 
 namespace zqm {
 

@@ -5,7 +5,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <unordered_map>
 
-#include "Platform/Clock.h"
+#include "Platform/Process/Clock.h"
 #include "Support/Mutex.h"
 
 namespace zqm {

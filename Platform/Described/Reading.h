@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/Apple/PropertyValue.h"
 #include "Platform/Described/MachineModel.h"
-#include "Platform/PropertyValue.h"
 
 namespace zqm {
 

@@ -1,15 +1,15 @@
 #pragma once
 
-#include "Platform/HostStatistics.h"
+#include "Platform/Apple/HostStatistics.h"
 #include "Platform/Linux/LinuxMemory.h"
-#include "Platform/Linux/LinuxProcessors.h"
+#include "Platform/Linux/Processors/Processors.h"
 
 namespace zqm {
 
 /// Processor ticks from /proc/stat and memory from /proc/meminfo.
 class LinuxHostStatistics final : public HostStatistics {
 public:
-    LinuxHostStatistics(const RootDirectory& root, LinuxProcessors& processors, MemoryInfoSource& memory)
+    LinuxHostStatistics(const RootDirectory& root, Processors& processors, MemoryInfoSource& memory)
         : processors_(processors), memory_(memory), zram_(root) {}
 
     std::optional<std::vector<ProcessorTicks>> processorTicks() override { return processors_.ticks(); }
@@ -17,7 +17,7 @@ public:
     std::optional<std::uint64_t> pageSize() override;
 
 private:
-    LinuxProcessors& processors_;
+    Processors& processors_;
     MemoryInfoSource& memory_;
     ZramDevices zram_;
 };

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
-#include "Platform/IOReport.h"
-#include "Platform/Linux/EnergyZones.h"
-#include "Platform/Linux/GraphicsCards.h"
-#include "Platform/Linux/ProcessorFrequencies.h"
+#include "Platform/Apple/IOReport.h"
+#include "Platform/Linux/Hardware/EnergyZones.h"
+#include "Platform/Linux/Hardware/GraphicsCards.h"
+#include "Platform/Linux/Processors/ProcessorFrequencies.h"
 
 namespace zqm {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Linux/KernelText.h"
+#include "Platform/Linux/Kernel/KernelText.h"
 #include "Support/Text.h"
 
 namespace zqm {

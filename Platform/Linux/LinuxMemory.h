@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/HostStatistics.h"
-#include "Platform/Linux/KernelFile.h"
-#include "Platform/Linux/RootDirectory.h"
+#include "Platform/Apple/HostStatistics.h"
+#include "Platform/Linux/Kernel/KernelFile.h"
+#include "Platform/Linux/Kernel/RootDirectory.h"
 #include "Support/Mutex.h"
 
 namespace zqm {

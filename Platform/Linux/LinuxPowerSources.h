@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Linux/Batteries.h"
-#include "Platform/PowerSources.h"
+#include "Platform/Apple/PowerSources.h"
+#include "Platform/Linux/Hardware/Batteries.h"
 
 namespace zqm {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Linux/ProcessorKinds.h"
+#include "Platform/Linux/Processors/ProcessorKinds.h"
 
 namespace zqm {
 namespace {

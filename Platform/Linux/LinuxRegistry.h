@@ -1,12 +1,12 @@
 #pragma once
 
-#include "Platform/Linux/Batteries.h"
-#include "Platform/Linux/BlockDrives.h"
-#include "Platform/Linux/GraphicsCards.h"
-#include "Platform/Linux/LinuxProcessors.h"
+#include "Platform/Apple/Registry.h"
+#include "Platform/Linux/Hardware/Batteries.h"
+#include "Platform/Linux/Hardware/BlockDrives.h"
+#include "Platform/Linux/Hardware/GraphicsCards.h"
 #include "Platform/Linux/PowerController.h"
-#include "Platform/Linux/ProcessorFrequencies.h"
-#include "Platform/Registry.h"
+#include "Platform/Linux/Processors/ProcessorFrequencies.h"
+#include "Platform/Linux/Processors/Processors.h"
 #include "Support/Mutex.h"
 
 namespace zqm {
@@ -14,7 +14,7 @@ namespace zqm {
 /// Where the registry's entries come from.
 struct RegistrySources {
     const RootDirectory& root;
-    LinuxProcessors& processors;
+    Processors& processors;
     ProcessorFrequencies& frequencies;
     GraphicsCards& cards;
     Batteries& batteries;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Linux/RootDirectory.h"
-#include "Platform/SourceReport.h"
+#include "Platform/Linux/Kernel/RootDirectory.h"
+#include "Platform/Machine/SourceReport.h"
 
 namespace zqm {
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "Platform/Linux/KernelText.h"
-#include "Platform/Linux/ProcessorKinds.h"
+#include "Platform/Linux/Kernel/KernelText.h"
+#include "Platform/Linux/Processors/ProcessorKinds.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -27,29 +27,12 @@ Bytes bytesOfText(std::string_view text) {
     return bytes;
 }
 
-/// The first text that is there and not empty.
-std::optional<Bytes> firstText(std::initializer_list<std::optional<std::string>> texts) {
-    for (const auto& text : texts) {
-        if (text && !text->empty()) return bytesOfText(*text);
-    }
-    return std::nullopt;
-}
-
 /// The share of the last ten seconds in "some avg10=0.10 avg60=…", in percent.
 std::optional<double> shareOfTenSeconds(std::string_view content, std::string_view kind) {
     while (auto line = takeLine(content)) {
         if (takeField(*line) != kind) continue;
         std::string_view share = takeField(*line);
         return takeUntil(share, '=') == "avg10" ? parseDouble(share) : std::nullopt;
-    }
-    return std::nullopt;
-}
-
-/// The value of the first "key : value" line; nullopt when there is none.
-std::optional<std::string> lineValue(std::string_view content, std::string_view key) {
-    while (const auto line = takeLine(content)) {
-        std::string_view value = *line;
-        if (trimWhitespace(takeUntil(value, ':')) == key) return std::string(trimWhitespace(value));
     }
     return std::nullopt;
 }
@@ -63,8 +46,6 @@ std::optional<Bytes> LinuxSysctl::read(std::string_view name) {
     if (name == "kern.memorystatus_vm_pressure_level") return pressureLevel();
     if (name == "hw.nperflevels") return levelCount();
     if (name.starts_with(levelPrefix)) return levelValue(name.substr(levelPrefix.size()));
-    if (name == "hw.model") return model();
-    if (name == "machdep.cpu.brand_string") return processorBrand();
     return std::nullopt;
 }
 
@@ -125,18 +106,6 @@ std::optional<Bytes> LinuxSysctl::levelValue(std::string_view key) {
     if (key == "name") return bytesOfText(all[*level].name);
     if (key == "physicalcpu") return bytesOf(all[*level].processors);
     return std::nullopt;
-}
-
-std::optional<Bytes> LinuxSysctl::model() const {
-    return firstText({root_.text("/sys/class/dmi/id/product_name"), root_.text("/proc/device-tree/model")});
-}
-
-/// On ARM "model name" tells only the architecture's version, so the system on the chip is asked first.
-std::optional<Bytes> LinuxSysctl::processorBrand() const {
-    const std::string content = root_.text("/proc/cpuinfo").value_or("") + "\n";
-    const auto modelName = lineValue(content, "model name");
-    if (!lineValue(content, "CPU implementer")) return firstText({modelName, lineValue(content, "cpu model")});
-    return firstText({root_.text("/sys/devices/soc0/machine"), lineValue(content, "Hardware"), modelName});
 }
 
 }  // namespace zqm

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "Platform/Apple/Sysctl.h"
 #include "Platform/Linux/LinuxMemory.h"
-#include "Platform/Linux/LinuxProcessors.h"
-#include "Platform/Sysctl.h"
+#include "Platform/Linux/Processors/Processors.h"
 
 namespace zqm {
 
 /// The named kernel values, put together from /proc and /sys.
 class LinuxSysctl final : public Sysctl {
 public:
-    LinuxSysctl(const RootDirectory& root, LinuxProcessors& processors, MemoryInfoSource& memory)
+    LinuxSysctl(const RootDirectory& root, Processors& processors, MemoryInfoSource& memory)
         : root_(root), processors_(processors), memory_(memory), pressure_(root.path("/proc/pressure/memory")) {}
 
     std::optional<Bytes> read(std::string_view name) override;
@@ -25,11 +25,9 @@ private:
     std::vector<Level> levels();
     std::optional<Bytes> levelCount();
     std::optional<Bytes> levelValue(std::string_view key);
-    std::optional<Bytes> model() const;
-    std::optional<Bytes> processorBrand() const;
 
     const RootDirectory& root_;
-    LinuxProcessors& processors_;
+    Processors& processors_;
     MemoryInfoSource& memory_;
     Mutex mutex_;
     KernelFile pressure_ ZQM_GUARDED_BY(mutex_);

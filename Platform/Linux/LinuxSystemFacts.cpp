@@ -4,7 +4,8 @@
 
 #include <initializer_list>
 
-#include "Platform/Linux/ProxyHosts.h"
+#include "Platform/Linux/Kernel/KernelText.h"
+#include "Platform/Linux/Network/ProxyHosts.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -51,6 +52,23 @@ ProxyHosts desktopProxies(std::string_view text) {
         return proxy ? std::optional(proxy->host) : std::nullopt;
     };
     return {.http = host("httpProxy"), .https = host("httpsProxy"), .socks = host("socksProxy")};
+}
+
+/// The value of the first "key : value" line; nullopt when there is none.
+std::optional<std::string> lineValue(std::string_view content, std::string_view key) {
+    while (const auto line = takeLine(content)) {
+        std::string_view value = *line;
+        if (trimWhitespace(takeUntil(value, ':')) == key) return std::string(trimWhitespace(value));
+    }
+    return std::nullopt;
+}
+
+/// The first text that is there and not empty.
+std::optional<std::string> firstText(std::initializer_list<std::optional<std::string>> texts) {
+    for (const auto& text : texts) {
+        if (text && !text->empty()) return repairUtf8(*text);
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -100,6 +118,18 @@ std::string LinuxSystemFacts::systemVersion() {
         if (distribution && !distribution->empty()) return repairUtf8(*distribution + ", " + system);
     }
     return repairUtf8(system);
+}
+
+std::optional<std::string> LinuxSystemFacts::hardwareModel() {
+    return firstText({root_.text("/sys/class/dmi/id/product_name"), root_.text("/proc/device-tree/model")});
+}
+
+/// On ARM "model name" tells only the architecture's version, so the system on the chip is asked first.
+std::optional<std::string> LinuxSystemFacts::processorName() {
+    const std::string content = root_.text("/proc/cpuinfo").value_or("") + "\n";
+    const auto modelName = lineValue(content, "model name");
+    if (!lineValue(content, "CPU implementer")) return firstText({modelName, lineValue(content, "cpu model")});
+    return firstText({root_.text("/sys/devices/soc0/machine"), lineValue(content, "Hardware"), modelName});
 }
 
 }  // namespace zqm

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string_view>
 
-#include "Platform/Linux/Batteries.h"
-#include "Platform/Linux/EnergyZones.h"
-#include "Platform/Registry.h"
+#include "Platform/Apple/Registry.h"
+#include "Platform/Linux/Hardware/Batteries.h"
+#include "Platform/Linux/Hardware/EnergyZones.h"
 
 namespace zqm {
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "Platform/LoopbackListener.h"
+#include "Platform/Process/LoopbackListener.h"
 
 namespace zqm {
 

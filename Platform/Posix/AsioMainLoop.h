@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "Platform/MainLoop.h"
+#include "Platform/Process/MainLoop.h"
 
 namespace zqm {
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "Platform/HttpClient.h"
+#include "Platform/Process/HttpClient.h"
 
 namespace zqm {
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "Platform/HttpClient.h"
 #include "Platform/Posix/CurlLibrary.h"
+#include "Platform/Process/HttpClient.h"
 
 namespace zqm {
 

@@ -9,8 +9,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "Platform/Files.h"
 #include "Platform/Posix/UserDirectories.h"
+#include "Platform/Process/Files.h"
 
 namespace zqm {
 namespace {

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "Platform/UserDefaults.h"
+#include "Platform/Process/UserDefaults.h"
 
 namespace zqm {
 

@@ -1,4 +1,4 @@
-#include "Platform/LocalClient.h"
+#include "Platform/Posix/LocalClient.h"
 
 #include <fcntl.h>
 #include <netinet/in.h>

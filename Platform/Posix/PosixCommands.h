@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Commands.h"
+#include "Platform/Process/Commands.h"
 
 namespace zqm {
 

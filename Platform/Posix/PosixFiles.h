@@ -2,7 +2,7 @@
 
 #include <sys/types.h>
 
-#include "Platform/Files.h"
+#include "Platform/Process/Files.h"
 
 namespace zqm {
 

@@ -5,8 +5,8 @@
 #include <chrono>
 #include <string>
 
-#include "Platform/Log.h"
 #include "Platform/Posix/Descriptor.h"
+#include "Platform/Process/Log.h"
 #include "Support/Mutex.h"
 
 namespace zqm {

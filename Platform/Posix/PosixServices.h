@@ -14,15 +14,12 @@
 
 namespace zqm {
 
-class Machine;
-
 /// The services of the user and the process, the same for every machine. Made on the main thread.
 class PosixServices {
 public:
-    /// The platform of this process on `machine`, which must outlive it.
-    Platform platformOn(Machine& machine) { return platformOn(machine, clock); }
+    ProcessServices services() { return services(clock); }
     /// The same with another clock.
-    Platform platformOn(Machine& machine, Clock& anyClock);
+    ProcessServices services(Clock& anyClock);
 
     PosixClock clock;
 

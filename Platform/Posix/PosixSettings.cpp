@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "Platform/LocalClient.h"
+#include "Platform/Posix/LocalClient.h"
 #include "Platform/Posix/UserDirectories.h"
 
 namespace zqm {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/SystemSettings.h"
+#include "Platform/Process/SystemSettings.h"
 
 namespace zqm {
 

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "Platform/Clock.h"
-#include "Platform/Dispatch.h"
+#include "Platform/Process/Clock.h"
+#include "Platform/Process/Dispatch.h"
 
 namespace zqm {
 

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "Platform/PowerSources.h"
-#include "Platform/Registry.h"
+#include "Platform/Apple/PowerSources.h"
+#include "Platform/Apple/Registry.h"
 #include "Support/Finite.h"
 
 namespace zqm {

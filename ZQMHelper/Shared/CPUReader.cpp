@@ -4,8 +4,8 @@
 #include <iterator>
 #include <numeric>
 
-#include "Platform/Registry.h"
-#include "Platform/Sysctl.h"
+#include "Platform/Apple/Registry.h"
+#include "Platform/Apple/Sysctl.h"
 #include "Support/CounterRate.h"
 #include "ZQMHelper/Shared/ProcessorNodes.h"
 

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "Platform/HostStatistics.h"
+#include "Platform/Apple/HostStatistics.h"
 #include "Platform/Platform.h"
 #include "ZQMHelper/Shared/Metrics.h"
 

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/ProcessTable.h"
+#include "Platform/Machine/ProcessTable.h"
 
 namespace zqm {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "Platform/SystemSettings.h"
+#include "Platform/Process/SystemSettings.h"
 #include "Support/Text.h"
 
 namespace zqm {

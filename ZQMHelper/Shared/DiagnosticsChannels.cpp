@@ -2,7 +2,7 @@
 #include <array>
 #include <map>
 
-#include "Platform/Clock.h"
+#include "Platform/Process/Clock.h"
 #include "ZQMHelper/Shared/DiagnosticsCollector.h"
 
 // The sections of the report that the counter library fills.

@@ -8,8 +8,8 @@
 #include <iterator>
 #include <utility>
 
-#include "Platform/Sysctl.h"
-#include "Platform/SystemSettings.h"
+#include "Platform/Apple/Sysctl.h"
+#include "Platform/Machine/SystemFacts.h"
 #include "Support/ByteOrder.h"
 #include "Support/Decimal.h"
 #include "Support/Text.h"
@@ -127,13 +127,15 @@ std::string DiagnosticsCollector::collectFresh() {
 }
 
 DiagnosticsCollector::Lines DiagnosticsCollector::identity() {
-    const auto bundle = [this](std::string_view key) { return platform_.systemFacts.bundleText(key).value_or("?"); };
+    SystemFacts& facts = platform_.systemFacts;
+    const auto told = [](std::optional<std::string> text) { return text.value_or("?"); };
     return {"=== Zephlon Diagnostics ===",
             "Date: " + iso8601(platform_.clock.wall()),
-            "App: " + bundle("CFBundleShortVersionString") + " (" + bundle("CFBundleVersion") + ")",
-            "macOS: " + platform_.systemFacts.systemVersion(),
-            "Model: " + sysctlString("hw.model"),
-            "Chip: " + sysctlString("machdep.cpu.brand_string")};
+            "App: " + told(facts.bundleText("CFBundleShortVersionString")) + " (" +
+                told(facts.bundleText("CFBundleVersion")) + ")",
+            "macOS: " + facts.systemVersion(),
+            "Model: " + told(facts.hardwareModel()),
+            "Chip: " + told(facts.processorName())};
 }
 
 std::string DiagnosticsCollector::sysctlString(std::string_view name) {

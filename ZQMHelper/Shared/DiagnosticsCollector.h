@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Clock.h"
 #include "Platform/Platform.h"
+#include "Platform/Process/Clock.h"
 #include "Support/Mutex.h"
 #include "ZQMHelper/Shared/IOReportLoader.h"
 #include "ZQMHelper/Shared/SMCBridge.h"

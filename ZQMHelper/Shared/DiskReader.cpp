@@ -1,6 +1,6 @@
 #include "ZQMHelper/Shared/DiskReader.h"
 
-#include "Platform/Registry.h"
+#include "Platform/Apple/Registry.h"
 
 namespace zqm {
 

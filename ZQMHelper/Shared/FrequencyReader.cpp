@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 
-#include "Platform/Clock.h"
-#include "Platform/Log.h"
-#include "Platform/SystemSettings.h"
+#include "Platform/Process/Clock.h"
+#include "Platform/Process/Log.h"
+#include "Platform/Process/SystemSettings.h"
 
 namespace zqm {
 namespace {

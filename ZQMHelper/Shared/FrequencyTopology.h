@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Registry.h"
+#include "Platform/Apple/Registry.h"
 
 namespace zqm {
 

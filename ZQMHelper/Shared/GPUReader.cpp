@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Platform/Registry.h"
+#include "Platform/Apple/Registry.h"
 
 namespace zqm {
 namespace {

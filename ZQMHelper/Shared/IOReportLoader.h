@@ -3,7 +3,7 @@
 #include <bitset>
 #include <mutex>
 
-#include "Platform/IOReport.h"
+#include "Platform/Apple/IOReport.h"
 #include "Platform/Platform.h"
 
 namespace zqm {

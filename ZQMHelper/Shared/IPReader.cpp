@@ -3,10 +3,11 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "Platform/HttpClient.h"
-#include "Platform/MainLoop.h"
-#include "Platform/NetworkInterfaces.h"
-#include "Platform/SystemSettings.h"
+#include "Platform/Apple/NetworkInterfaces.h"
+#include "Platform/Apple/ProxySettings.h"
+#include "Platform/Process/HttpClient.h"
+#include "Platform/Process/MainLoop.h"
+#include "Platform/Process/SystemSettings.h"
 #include "ZQMHelper/Shared/CountryFlag.h"
 #include "ZQMHelper/Shared/Deployment.h"
 
@@ -46,7 +47,7 @@ IPReader::IPReader(Platform& platform)
 
 IPMetrics IPReader::sample() {
     const LocalAddresses local = localIPv4(platform_.interfaceAddresses);
-    const bool enabled = detectProxy(platform_.systemFacts, local).enabled;
+    const bool enabled = detectProxy(platform_.proxySettings, local).enabled;
     const bool changed = std::exchange(lastProxyState_, enabled) != enabled;
     // Read before a lookup is begun: its answer belongs to a later sample.
     const PublicFacts facts = [this] {
@@ -79,8 +80,8 @@ IPReader::LocalAddresses IPReader::localIPv4(InterfaceAddresses& addresses) {
     return local;
 }
 
-IPReader::Proxy IPReader::detectProxy(SystemFacts& facts, const LocalAddresses& local) {
-    const auto settings = facts.proxySettings();
+IPReader::Proxy IPReader::detectProxy(ProxySettings& service, const LocalAddresses& local) {
+    const auto settings = service.proxySettings();
     if (settings &&
         (isOn(*settings, "HTTPEnable") || isOn(*settings, "HTTPSEnable") || isOn(*settings, "SOCKSEnable"))) {
         const std::string* host = asText(find(*settings, "HTTPProxy"));

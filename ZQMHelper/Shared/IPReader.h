@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Clock.h"
 #include "Platform/Platform.h"
+#include "Platform/Process/Clock.h"
 #include "Support/Mutex.h"
 #include "ZQMHelper/Shared/Metrics.h"
 
@@ -39,7 +39,7 @@ public:
 
     static LocalAddresses localIPv4(InterfaceAddresses& addresses);
     /// A proxy that the system's settings switch on, else a tunnel.
-    static Proxy detectProxy(SystemFacts& facts, const LocalAddresses& local);
+    static Proxy detectProxy(ProxySettings& settings, const LocalAddresses& local);
     /// What the service's reply says; nullopt unless it is a JSON object with "success" true and an "ip" text.
     static std::optional<PublicFacts> parseReply(std::string_view body);
 

@@ -2,8 +2,8 @@
 
 #include <limits>
 
-#include "Platform/HostStatistics.h"
-#include "Platform/Sysctl.h"
+#include "Platform/Apple/HostStatistics.h"
+#include "Platform/Apple/Sysctl.h"
 
 namespace zqm {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Clock.h"
+#include "Platform/Process/Clock.h"
 #include "Support/RawValue.h"
 #include "Support/Schema.h"
 

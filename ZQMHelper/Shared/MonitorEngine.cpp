@@ -5,7 +5,7 @@
 #include <exception>
 #include <utility>
 
-#include "Platform/Log.h"
+#include "Platform/Process/Log.h"
 #include "ZQMHelper/Shared/ClockReader.h"
 #include "ZQMHelper/Shared/MetricsJson.h"
 

@@ -3,9 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Dispatch.h"
-#include "Platform/MainLoop.h"
 #include "Platform/Platform.h"
+#include "Platform/Process/Dispatch.h"
+#include "Platform/Process/MainLoop.h"
 #include "ZQMHelper/Shared/BatteryReader.h"
 #include "ZQMHelper/Shared/CPUReader.h"
 #include "ZQMHelper/Shared/DiskReader.h"

@@ -1,6 +1,6 @@
 #include "ZQMHelper/Shared/NetworkReader.h"
 
-#include "Platform/NetworkInterfaces.h"
+#include "Platform/Apple/NetworkInterfaces.h"
 
 namespace zqm {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "Platform/ProcessTable.h"
+#include "Platform/Machine/ProcessTable.h"
 #include "ZQMHelper/Shared/ProcessCategory.h"
 
 namespace zqm {

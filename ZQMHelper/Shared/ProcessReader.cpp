@@ -4,7 +4,7 @@
 #include <exception>
 #include <utility>
 
-#include "Platform/Commands.h"
+#include "Platform/Process/Commands.h"
 #include "Support/CounterRate.h"
 #include "Support/Text.h"
 #include "ZQMHelper/Shared/CommandOutput.h"
@@ -180,7 +180,8 @@ std::vector<TopProcess> ProcessReader::cached(ProcessCategory category, std::siz
 
 std::optional<std::string> ProcessReader::run(std::string_view path, const std::vector<std::string>& arguments,
                                               Seconds timeout) {
-    const auto child = platform_.commands.launch(path, arguments);
+    Commands& commands = platform_.printers ? *platform_.printers : platform_.commands;
+    const auto child = commands.launch(path, arguments);
     if (!child) return std::nullopt;
     std::string output;
     // Takes output until the child has ended (true) or the time is over (false).

@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Clock.h"
-#include "Platform/Dispatch.h"
-#include "Platform/MainLoop.h"
+#include "Platform/Machine/ProcessTable.h"
 #include "Platform/Platform.h"
-#include "Platform/ProcessTable.h"
+#include "Platform/Process/Clock.h"
+#include "Platform/Process/Dispatch.h"
+#include "Platform/Process/MainLoop.h"
 #include "Support/Mutex.h"
 #include "ZQMHelper/Shared/GPUReader.h"
 #include "ZQMHelper/Shared/ProcessCategory.h"

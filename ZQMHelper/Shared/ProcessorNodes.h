@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "Platform/Registry.h"
+#include "Platform/Apple/Registry.h"
 
 namespace zqm {
 

@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstring>
 
-#include "Platform/SMCRecord.h"
+#include "Platform/Apple/SMCRecord.h"
 
 namespace zqm {
 namespace {

@@ -4,8 +4,8 @@
 #include <mutex>
 #include <string_view>
 
+#include "Platform/Apple/Registry.h"
 #include "Platform/Platform.h"
-#include "Platform/Registry.h"
 #include "Support/Mutex.h"
 
 namespace zqm {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Platform/UserDefaults.h"
+#include "Platform/Process/UserDefaults.h"
 
 namespace zqm {
 namespace {

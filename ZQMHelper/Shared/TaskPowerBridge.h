@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "Platform/TaskCounters.h"
+#include "Platform/Machine/TaskCounters.h"
 
 namespace zqm {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "Platform/TemperatureSensors.h"
+#include "Platform/Apple/TemperatureSensors.h"
 
 namespace zqm {
 

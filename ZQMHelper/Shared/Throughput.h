@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "Platform/Clock.h"
+#include "Platform/Process/Clock.h"
 
 namespace zqm {
 

@@ -4,23 +4,26 @@
 #include <map>
 #include <set>
 
-#include "Platform/Commands.h"
-#include "Platform/Files.h"
-#include "Platform/HostStatistics.h"
-#include "Platform/HttpClient.h"
-#include "Platform/IOReport.h"
-#include "Platform/Log.h"
-#include "Platform/LoopbackListener.h"
-#include "Platform/NetworkInterfaces.h"
+#include "Platform/Apple/HostStatistics.h"
+#include "Platform/Apple/IOReport.h"
+#include "Platform/Apple/NetworkInterfaces.h"
+#include "Platform/Apple/PowerSources.h"
+#include "Platform/Apple/ProxySettings.h"
+#include "Platform/Apple/Registry.h"
+#include "Platform/Apple/Sysctl.h"
+#include "Platform/Apple/TemperatureSensors.h"
+#include "Platform/Machine/ProcessTable.h"
+#include "Platform/Machine/SourceReport.h"
+#include "Platform/Machine/SystemFacts.h"
+#include "Platform/Machine/TaskCounters.h"
 #include "Platform/Platform.h"
-#include "Platform/PowerSources.h"
-#include "Platform/ProcessTable.h"
-#include "Platform/Registry.h"
-#include "Platform/Sysctl.h"
-#include "Platform/SystemSettings.h"
-#include "Platform/TaskCounters.h"
-#include "Platform/TemperatureSensors.h"
-#include "Platform/UserDefaults.h"
+#include "Platform/Process/Commands.h"
+#include "Platform/Process/Files.h"
+#include "Platform/Process/HttpClient.h"
+#include "Platform/Process/Log.h"
+#include "Platform/Process/LoopbackListener.h"
+#include "Platform/Process/SystemSettings.h"
+#include "Platform/Process/UserDefaults.h"
 #include "tests/fakes/VirtualLoop.h"
 
 namespace zqm {
@@ -106,15 +109,25 @@ struct FakeInterfaceAddresses final : InterfaceAddresses {
     std::optional<std::vector<InterfaceAddress>> list;
 };
 
-struct FakeSystemFacts final : SystemFacts {
+struct FakeProxySettings final : ProxySettings {
     std::optional<PropertyDictionary> proxySettings() override { return proxies; }
+    std::optional<PropertyDictionary> proxies;
+};
+
+struct FakeSystemFacts final : SystemFacts {
     std::optional<std::string> bundleText(std::string_view key) override {
         const auto found = bundle.find(key);
         return found == bundle.end() ? std::nullopt : std::optional(found->second);
     }
     std::string systemVersion() override { return "Version 15.1 (Build 24B83)"; }
-    std::optional<PropertyDictionary> proxies;
+    std::optional<std::string> hardwareModel() override { return model; }
+    std::optional<std::string> processorName() override { return processor; }
     std::map<std::string, std::string, std::less<>> bundle;
+    std::optional<std::string> model, processor;
+};
+
+struct NoSourceReport final : SourceReport {
+    SourceDescription describe(MetricFamily) override { return {}; }
 };
 
 /// Keeps what is asked of the net; a test answers it, or lets every request be answered at once.
@@ -296,6 +309,8 @@ struct FakePlatform {
     FakeRegistry registry;
     FakeInterfaceAddresses interfaceAddresses;
     FakeSystemFacts systemFacts;
+    FakeProxySettings proxySettings;
+    NoSourceReport sourceReport;
     FakeHttpClient httpClient;
     AbsentIOReport ioReport;
     AbsentPowerSources powerSources;
@@ -320,27 +335,31 @@ struct FakePlatform {
         return with(dispatch, anyListener, anyLog, userDefaults);
     }
     Platform with(Dispatch& dispatch, LoopbackListener& anyListener, Log& anyLog, UserDefaults& anyDefaults) {
-        return {.hostStatistics = hostStatistics,
-                .sysctl = sysctl,
-                .networkInterfaces = networkInterfaces,
-                .interfaceAddresses = interfaceAddresses,
-                .registry = registry,
-                .ioReport = ioReport,
-                .powerSources = powerSources,
-                .temperatureSensors = temperatureSensors,
-                .taskCounters = taskCounters,
-                .processTable = &processTable,
-                .commands = commands,
-                .userDefaults = anyDefaults,
-                .systemSettings = systemSettings,
-                .systemFacts = systemFacts,
-                .httpClient = httpClient,
-                .files = files,
-                .clock = clock,
-                .mainLoop = loop,
-                .dispatch = dispatch,
-                .listener = anyListener,
-                .log = anyLog};
+        return {{{.hostStatistics = hostStatistics,
+                  .sysctl = sysctl,
+                  .networkInterfaces = networkInterfaces,
+                  .interfaceAddresses = interfaceAddresses,
+                  .proxySettings = proxySettings,
+                  .registry = registry,
+                  .ioReport = ioReport,
+                  .powerSources = powerSources,
+                  .temperatureSensors = temperatureSensors},
+                 nullptr,
+                 &processTable,
+                 nullptr,
+                 taskCounters,
+                 systemFacts,
+                 sourceReport},
+                {.commands = commands,
+                 .userDefaults = anyDefaults,
+                 .systemSettings = systemSettings,
+                 .httpClient = httpClient,
+                 .files = files,
+                 .clock = clock,
+                 .mainLoop = loop,
+                 .dispatch = dispatch,
+                 .listener = anyListener,
+                 .log = anyLog}};
     }
 };
 

@@ -10,14 +10,14 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/HostStatistics.h"
-#include "Platform/IOReport.h"
+#include "Platform/Apple/HostStatistics.h"
+#include "Platform/Apple/IOReport.h"
+#include "Platform/Apple/NetworkInterfaces.h"
+#include "Platform/Apple/PowerSources.h"
+#include "Platform/Apple/Registry.h"
+#include "Platform/Apple/Sysctl.h"
+#include "Platform/Apple/TemperatureSensors.h"
 #include "Platform/Machine.h"
-#include "Platform/NetworkInterfaces.h"
-#include "Platform/PowerSources.h"
-#include "Platform/Registry.h"
-#include "Platform/Sysctl.h"
-#include "Platform/TemperatureSensors.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -293,31 +293,35 @@ struct FaultyIOReport final : IOReport {
 class FaultyMachine final : public Machine {
 public:
     FaultyMachine(Machine& machine, FaultPlan& plan)
-        : machine_(machine),
-          hostStatistics_(machine.hostStatistics(), plan),
-          sysctl_(machine.sysctl(), plan),
-          networkInterfaces_(machine.networkInterfaces(), plan),
-          registry_(machine.registry(), plan),
-          ioReport_(machine.ioReport(), plan),
-          powerSources_(machine.powerSources(), plan),
-          temperatureSensors_(machine.temperatureSensors(), plan) {}
+        : inner_(machine.services()),
+          hostStatistics_(inner_.hostStatistics, plan),
+          sysctl_(inner_.sysctl, plan),
+          networkInterfaces_(inner_.networkInterfaces, plan),
+          registry_(inner_.registry, plan),
+          ioReport_(inner_.ioReport, plan),
+          powerSources_(inner_.powerSources, plan),
+          temperatureSensors_(inner_.temperatureSensors, plan) {}
 
-    HostStatistics& hostStatistics() override { return hostStatistics_; }
-    Sysctl& sysctl() override { return sysctl_; }
-    NetworkInterfaces& networkInterfaces() override { return networkInterfaces_; }
-    Registry& registry() override { return registry_; }
-    IOReport& ioReport() override { return ioReport_; }
-    PowerSources& powerSources() override { return powerSources_; }
-    TemperatureSensors& temperatureSensors() override { return temperatureSensors_; }
-    SourceReport& sourceReport() override { return machine_.sourceReport(); }
-    TaskCounters& taskCounters() override { return machine_.taskCounters(); }
-    ProcessTable* processTable() override { return machine_.processTable(); }
-    Commands* commands() override { return machine_.commands(); }
-    InterfaceAddresses& interfaceAddresses() override { return machine_.interfaceAddresses(); }
-    SystemFacts& systemFacts() override { return machine_.systemFacts(); }
+    MachineServices services() override {
+        return {{.hostStatistics = hostStatistics_,
+                 .sysctl = sysctl_,
+                 .networkInterfaces = networkInterfaces_,
+                 .interfaceAddresses = inner_.interfaceAddresses,
+                 .proxySettings = inner_.proxySettings,
+                 .registry = registry_,
+                 .ioReport = ioReport_,
+                 .powerSources = powerSources_,
+                 .temperatureSensors = temperatureSensors_},
+                inner_.readings,
+                inner_.processTable,
+                inner_.printers,
+                inner_.taskCounters,
+                inner_.systemFacts,
+                inner_.sourceReport};
+    }
 
 private:
-    Machine& machine_;
+    MachineServices inner_;
     FaultyHostStatistics hostStatistics_;
     FaultySysctl sysctl_;
     FaultyNetworkInterfaces networkInterfaces_;

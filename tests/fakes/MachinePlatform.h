@@ -11,27 +11,7 @@ namespace zqm {
 
 /// The machine's services of `machine`, the process's of the fakes.
 inline Platform platformOn(Machine& machine, FakePlatform& process) {
-    return {.hostStatistics = machine.hostStatistics(),
-            .sysctl = machine.sysctl(),
-            .networkInterfaces = machine.networkInterfaces(),
-            .interfaceAddresses = machine.interfaceAddresses(),
-            .registry = machine.registry(),
-            .ioReport = machine.ioReport(),
-            .powerSources = machine.powerSources(),
-            .temperatureSensors = machine.temperatureSensors(),
-            .taskCounters = machine.taskCounters(),
-            .processTable = machine.processTable(),
-            .commands = machine.commands() ? *machine.commands() : process.commands,
-            .userDefaults = process.userDefaults,
-            .systemSettings = process.systemSettings,
-            .systemFacts = machine.systemFacts(),
-            .httpClient = process.httpClient,
-            .files = process.files,
-            .clock = process.clock,
-            .mainLoop = process.loop,
-            .dispatch = process.loop,
-            .listener = process.listener,
-            .log = process.log};
+    return {machine.services(), process.platform};
 }
 
 inline std::unique_ptr<DescribedMachine> machineOf(DescribedMachine::Result result) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxMachine.h"
 #include "tests/fakes/MachinePlatform.h"
 #include "tests/fakes/TemporaryTree.h"
 

@@ -7,8 +7,8 @@
 #include <memory>
 #include <utility>
 
-#include "Platform/Dispatch.h"
-#include "Platform/MainLoop.h"
+#include "Platform/Process/Dispatch.h"
+#include "Platform/Process/MainLoop.h"
 #include "tests/fakes/VirtualClock.h"
 
 namespace zqm {

@@ -1,0 +1,254 @@
+#include "Platform/Linux/Hardware/Batteries.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <map>
+
+#include "Platform/Linux/Kernel/KernelText.h"
+#include "Support/Text.h"
+
+namespace zqm {
+namespace {
+
+const std::string supplyDirectory = "/sys/class/power_supply";
+constexpr std::string_view keyPrefix = "POWER_SUPPLY_";
+
+/// The files of a supply that are read, where it has them.
+constexpr std::array fileNames{"status",
+                               "present",
+                               "online",
+                               "capacity",
+                               "cycle_count",
+                               "voltage_now",
+                               "voltage_max",
+                               "voltage_min_design",
+                               "current_now",
+                               "current_max",
+                               "power_now",
+                               "energy_now",
+                               "energy_full",
+                               "energy_full_design",
+                               "charge_now",
+                               "charge_full",
+                               "charge_full_design"};
+
+// The kernel counts in millionths. What lies above these is no battery's.
+constexpr double mostVolts = 1000;
+constexpr double mostAmperes = 1000;
+constexpr double mostWatts = 10'000;
+constexpr double mostWattHours = 100'000;
+
+/// What "uevent" calls the value of a file: "POWER_SUPPLY_ENERGY_NOW".
+std::string propertyName(std::string_view file) {
+    std::string name(keyPrefix);
+    for (const char c : file) name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return name;
+}
+
+class Properties {
+public:
+    explicit Properties(std::string_view text) {
+        while (auto line = takeLine(text)) {
+            std::string_view value = *line;
+            const std::string_view key = takeUntil(value, '=');
+            if (key.starts_with(keyPrefix)) values_.emplace(key.substr(keyPrefix.size()), trimWhitespace(value));
+        }
+    }
+    std::string_view text(std::string_view key) const {
+        const auto found = values_.find(key);
+        return found == values_.end() ? std::string_view() : found->second;
+    }
+    /// Of either sign: some drivers count what flows out as negative.
+    std::optional<double> amount(std::string_view key, double most) const {
+        const auto millionths = parseInteger(text(key));
+        if (!millionths) return std::nullopt;
+        const double value = static_cast<double>(*millionths) / 1e6;
+        return std::abs(value) <= most ? std::optional(value) : std::nullopt;
+    }
+    std::optional<double> positive(std::string_view key, double most) const {
+        const auto value = amount(key, most);
+        return value && *value > 0 ? value : std::nullopt;
+    }
+
+private:
+    std::map<std::string_view, std::string_view> values_;
+};
+
+BatteryStatus parseStatus(std::string_view status) {
+    if (status == "Charging") return BatteryStatus::charging;
+    if (status == "Discharging") return BatteryStatus::discharging;
+    return status == "Full" || status == "Not charging" ? BatteryStatus::idle : BatteryStatus::unknown;
+}
+
+std::optional<double> product(std::optional<double> left, std::optional<double> right) {
+    return left && right ? std::optional(*left * *right) : std::nullopt;
+}
+
+/// Energies as they are told, or charges at the present voltage.
+void readCapacities(const Properties& properties, BatteryReading& battery) {
+    battery.full = properties.positive("ENERGY_FULL", mostWattHours);
+    if (battery.full) {
+        battery.charge = properties.amount("ENERGY_NOW", mostWattHours);
+        battery.design = properties.positive("ENERGY_FULL_DESIGN", mostWattHours);
+    } else {
+        battery.fullAmpereHours = properties.positive("CHARGE_FULL", mostWattHours);
+        battery.designAmpereHours = properties.positive("CHARGE_FULL_DESIGN", mostWattHours);
+        battery.full = product(battery.fullAmpereHours, battery.volts);
+        battery.design = product(battery.designAmpereHours, battery.volts);
+        battery.charge = product(properties.amount("CHARGE_NOW", mostWattHours), battery.volts);
+    }
+    const auto percent = parseInteger(properties.text("CAPACITY"));
+    if (percent && *percent >= 0) battery.level = std::min(static_cast<double>(*percent) / 100, 1.0);
+    if (battery.charge && battery.full) battery.level = std::clamp(*battery.charge / *battery.full, 0.0, 1.0);
+}
+
+template <class Member>
+std::optional<double> sum(const std::vector<BatteryReading>& batteries, Member member) {
+    std::optional<double> total;
+    for (const BatteryReading& battery : batteries) {
+        if (battery.*member) total = total.value_or(0) + *(battery.*member);
+    }
+    return total;
+}
+
+template <class Member>
+bool allTell(const std::vector<BatteryReading>& batteries, Member member) {
+    return std::all_of(batteries.begin(), batteries.end(),
+                       [member](const BatteryReading& battery) { return (battery.*member).has_value(); });
+}
+
+template <class Member>
+std::optional<double> mean(const std::vector<BatteryReading>& batteries, Member member) {
+    const auto count = std::count_if(batteries.begin(), batteries.end(),
+                                     [member](const BatteryReading& battery) { return (battery.*member).has_value(); });
+    const auto total = sum(batteries, member);
+    return total ? std::optional(*total / static_cast<double>(count)) : std::nullopt;
+}
+
+/// Where one battery charges another, the balance decides.
+BatteryStatus combinedStatus(const std::vector<BatteryReading>& batteries, double watts) {
+    using enum BatteryStatus;
+    const auto any = [&](BatteryStatus status) {
+        return std::any_of(batteries.begin(), batteries.end(),
+                           [status](const BatteryReading& battery) { return battery.status == status; });
+    };
+    if (any(charging) && any(discharging)) return watts > 0 ? charging : discharging;
+    for (const BatteryStatus status : {charging, discharging, idle}) {
+        if (any(status)) return status;
+    }
+    return unknown;
+}
+
+}  // namespace
+
+std::optional<BatteryReading> parseBattery(std::string_view text) {
+    const Properties properties(text);
+    if (properties.text("PRESENT") == "0") return std::nullopt;
+    BatteryReading battery;
+    battery.status = parseStatus(properties.text("STATUS"));
+    battery.volts = properties.positive("VOLTAGE_NOW", mostVolts);
+    if (!battery.volts) battery.volts = properties.positive("VOLTAGE_MIN_DESIGN", mostVolts);
+    readCapacities(properties, battery);
+    auto watts = properties.amount("POWER_NOW", mostWatts);
+    if (!watts) watts = product(properties.amount("CURRENT_NOW", mostAmperes), battery.volts);
+    // Drivers do not agree on the sign, but their status says which way it flows.
+    if (watts) battery.watts = battery.status == BatteryStatus::discharging ? -std::abs(*watts) : std::abs(*watts);
+    battery.cycles = std::max(parseInteger(properties.text("CYCLE_COUNT")).value_or(0), std::int64_t{0});
+    return battery;
+}
+
+BatteryReading combine(const std::vector<BatteryReading>& batteries) {
+    if (batteries.size() == 1) return batteries.front();
+    BatteryReading all;
+    all.charge = sum(batteries, &BatteryReading::charge);
+    all.full = sum(batteries, &BatteryReading::full);
+    if (allTell(batteries, &BatteryReading::design)) all.design = sum(batteries, &BatteryReading::design);
+    const bool hasEnergies = allTell(batteries, &BatteryReading::charge) && allTell(batteries, &BatteryReading::full);
+    all.level = hasEnergies && *all.full > 0 ? std::optional(std::clamp(*all.charge / *all.full, 0.0, 1.0))
+                                             : mean(batteries, &BatteryReading::level);
+    all.volts = mean(batteries, &BatteryReading::volts);
+    all.watts = sum(batteries, &BatteryReading::watts);
+    all.status = combinedStatus(batteries, all.watts.value_or(0));
+    for (const BatteryReading& battery : batteries) all.cycles = std::max(all.cycles, battery.cycles);
+    return all;
+}
+
+std::optional<std::int64_t> PowerSupply::minutesLeft() const {
+    if (!battery || !battery->watts || !battery->charge || !battery->full) return std::nullopt;
+    double energy = 0;  // that has yet to flow
+    if (battery->status == BatteryStatus::charging) energy = *battery->full - *battery->charge;
+    if (battery->status == BatteryStatus::discharging) energy = *battery->charge;
+    constexpr double minutesPerWeek = 7 * 24 * 60;
+    const double minutes = energy * 60 / std::abs(*battery->watts);  // not finite without power
+    if (!(minutes > 0 && minutes < minutesPerWeek)) return std::nullopt;
+    return static_cast<std::int64_t>(std::llround(minutes));
+}
+
+PowerSupply Batteries::read() {
+    MutexLock lock(mutex_);
+    discover();
+    if (reading_.isDue(clock_.monotonic())) last_ = readAll();
+    return last_;
+}
+
+void Batteries::discover() {
+    if (!discovery_.isDue(clock_.monotonic())) return;
+    std::vector<std::string> names = root_.names(supplyDirectory, "");
+    if (names == names_) return;
+    names_ = std::move(names);
+    supplies_.clear();
+    for (const std::string& name : names_) {
+        const std::string directory = supplyDirectory + "/" + name;
+        const std::string type = root_.text(directory + "/type").value_or("");
+        if (type.empty() || type == "UPS" || root_.text(directory + "/scope") == "Device") continue;
+        Supply supply{
+            .isBattery = type == "Battery", .files = {}, .summary = KernelFile(root_.path(directory + "/uevent"))};
+        for (const std::string_view file : fileNames) {
+            const std::string path = directory + "/" + std::string(file);
+            if (root_.exists(path)) supply.files.emplace_back(propertyName(file), KernelFile(root_.path(path)));
+        }
+        supplies_.push_back(std::move(supply));
+    }
+}
+
+PowerSupply Batteries::readAll() {
+    PowerSupply supply;
+    std::vector<BatteryReading> batteries;
+    bool hasAdapter = false;
+    for (Supply& each : supplies_) {
+        const std::string text = propertiesOf(each);
+        if (text.empty()) {
+            names_.clear();  // gone, or something else in its place: look again
+        } else if (each.isBattery) {
+            if (auto battery = parseBattery(text)) batteries.push_back(std::move(*battery));
+        } else {
+            const Properties properties(text);
+            const std::string_view online = properties.text("ONLINE");
+            hasAdapter = hasAdapter || !online.empty();
+            if (online.empty() || online == "0") continue;
+            supply.onMains = true;
+            const auto watts =
+                product(properties.positive("VOLTAGE_MAX", mostVolts), properties.positive("CURRENT_MAX", mostAmperes));
+            if (watts && *watts <= mostWatts) supply.adapterWatts = std::max(supply.adapterWatts.value_or(0), *watts);
+        }
+    }
+    if (batteries.empty()) return supply;
+    supply.battery = combine(batteries);
+    const BatteryStatus status = supply.battery->status;
+    // What charges comes from outside, even where no adapter is listed; a full battery is believed only then.
+    if (status == BatteryStatus::charging || (status == BatteryStatus::idle && !hasAdapter)) supply.onMains = true;
+    return supply;
+}
+
+std::string Batteries::propertiesOf(Supply& supply) {
+    std::string text;
+    for (auto& [name, file] : supply.files) {
+        const std::string_view value = file.read().value_or("");
+        if (value.ends_with('\n')) text += name + "=" + std::string(value);
+    }
+    return text.empty() ? std::string(supply.summary.read().value_or("")) : text;
+}
+
+}  // namespace zqm

@@ -1,0 +1,87 @@
+#include "Platform/Linux/Hardware/NvidiaLibrary.h"
+
+#include <dlfcn.h>
+
+#include <utility>
+
+namespace zqm {
+namespace {
+
+// From the library's interface: 0 is success, the clock of the graphics cores and the sensor of the chip.
+constexpr int success = 0;
+constexpr int graphicsClock = 0;
+constexpr int chipSensor = 0;
+
+struct Utilization {
+    unsigned gpu;
+    unsigned memory;
+};
+
+template <class Function>
+bool find(void* library, const char* name, Function*& function) {
+    function = reinterpret_cast<Function*>(::dlsym(library, name));
+    return function != nullptr;
+}
+
+}  // namespace
+
+struct NvidiaLibrary::Functions {
+    int (*init)() = nullptr;
+    int (*shutdown)() = nullptr;
+    int (*deviceByAddress)(const char*, void**) = nullptr;
+    int (*utilization)(void*, Utilization*) = nullptr;
+    int (*clock)(void*, int, unsigned*) = nullptr;
+    int (*mostClock)(void*, int, unsigned*) = nullptr;
+    int (*temperature)(void*, int, unsigned*) = nullptr;
+};
+
+NvidiaLibrary::NvidiaLibrary(std::string path) : path_(std::move(path)) {}
+
+NvidiaLibrary::~NvidiaLibrary() {
+    if (functions_) functions_->shutdown();
+    if (library_) ::dlclose(library_);
+}
+
+bool NvidiaLibrary::open() {
+    if (std::exchange(isTried_, true)) return functions_ != nullptr;
+    if (path_.empty()) return false;
+    library_ = ::dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!library_) return false;
+    auto found = std::make_unique<Functions>();
+    const bool isComplete = find(library_, "nvmlInit_v2", found->init) &&
+                            find(library_, "nvmlShutdown", found->shutdown) &&
+                            find(library_, "nvmlDeviceGetHandleByPciBusId_v2", found->deviceByAddress) &&
+                            find(library_, "nvmlDeviceGetUtilizationRates", found->utilization) &&
+                            find(library_, "nvmlDeviceGetClockInfo", found->clock) &&
+                            find(library_, "nvmlDeviceGetMaxClockInfo", found->mostClock) &&
+                            find(library_, "nvmlDeviceGetTemperature", found->temperature);
+    if (isComplete && found->init() == success) functions_ = std::move(found);
+    return functions_ != nullptr;
+}
+
+void* NvidiaLibrary::device(const std::string& address) {
+    void* device = nullptr;
+    if (!open() || functions_->deviceByAddress(address.c_str(), &device) != success) return nullptr;
+    return device;
+}
+
+NvidiaReading NvidiaLibrary::read(const std::string& address) {
+    NvidiaReading reading;
+    void* card = device(address);
+    if (!card) return reading;
+    Utilization utilization{};
+    unsigned value = 0;
+    if (functions_->utilization(card, &utilization) == success) reading.busyPercent = utilization.gpu;
+    if (functions_->clock(card, graphicsClock, &value) == success) reading.megahertz = value;
+    if (functions_->temperature(card, chipSensor, &value) == success) reading.celsius = value;
+    return reading;
+}
+
+std::optional<std::uint32_t> NvidiaLibrary::mostMegahertz(const std::string& address) {
+    void* card = device(address);
+    unsigned value = 0;
+    if (!card || functions_->mostClock(card, graphicsClock, &value) != success) return std::nullopt;
+    return value;
+}
+
+}  // namespace zqm

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+
+#include "Platform/Process/Clock.h"
+
+namespace zqm {
+
+/// What is asked for again within one tick is answered from the last reading. The readers of a tick ask within about
+/// 100 ms of each other, and no two ticks begin within 200 ms.
+constexpr Seconds sameTick(0.19);
+
+/// Says when something that is done now and then is due: at first, and whenever the period has passed since.
+class Cadence {
+public:
+    explicit Cadence(Seconds period) : period_(period) {}
+
+    bool isDue(MonotonicTime now) {
+        if (last_ && now - *last_ < period_) return false;
+        last_ = now;
+        return true;
+    }
+    /// The next question is answered with yes.
+    void expire() { last_.reset(); }
+
+private:
+    Seconds period_;
+    std::optional<MonotonicTime> last_;
+};
+
+}  // namespace zqm

@@ -1,0 +1,81 @@
+#include "Platform/Linux/Kernel/KernelText.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "Support/Text.h"
+
+namespace zqm {
+namespace {
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+}  // namespace
+
+std::optional<std::string_view> takeLine(std::string_view& rest) {
+    if (rest.empty()) return std::nullopt;
+    const std::size_t end = rest.find('\n');
+    if (end == std::string_view::npos) {
+        const std::size_t lastBlank = rest.find_last_of(" \t");
+        return std::exchange(rest, {}).substr(0, lastBlank == std::string_view::npos ? 0 : lastBlank);
+    }
+    const std::string_view line = rest.substr(0, end);
+    rest.remove_prefix(end + 1);
+    return line;
+}
+
+std::string_view takeField(std::string_view& line) {
+    const char* begin = line.data();
+    const char* const end = begin + line.size();
+    while (begin != end && isBlank(*begin)) ++begin;
+    const char* after = begin;
+    while (after != end && !isBlank(*after)) ++after;
+    line = {after, static_cast<std::size_t>(end - after)};
+    return {begin, static_cast<std::size_t>(after - begin)};
+}
+
+std::optional<std::uint64_t> takeCount(std::string_view& line) {
+    const char* at = line.data();
+    const char* const end = at + line.size();
+    while (at != end && isBlank(*at)) ++at;
+    bool isCount = at != end;
+    std::uint64_t count = 0;
+    for (; at != end && !isBlank(*at); ++at) {
+        const unsigned digit = static_cast<unsigned char>(*at) - unsigned{'0'};
+        isCount = isCount && digit <= 9 && !__builtin_mul_overflow(count, 10, &count) &&
+                  !__builtin_add_overflow(count, digit, &count);
+    }
+    line = {at, static_cast<std::size_t>(end - at)};
+    return isCount ? std::optional(count) : std::nullopt;
+}
+
+void skipFields(std::string_view& line, unsigned fields) {
+    for (; fields > 0; --fields) takeField(line);
+}
+
+std::uint64_t addSaturated(std::uint64_t left, std::uint64_t right) {
+    const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - left;
+    return left + std::min(right, room);
+}
+
+std::vector<unsigned> parseNumberList(std::string_view text, unsigned limit) {
+    std::vector<unsigned> numbers;
+    while (!text.empty()) {
+        std::string_view last = trimWhitespace(takeUntil(text, ','));
+        const std::string_view first = takeUntil(last, '-');
+        const auto begin = parseUnsigned(first);
+        const auto end = last.empty() ? begin : parseUnsigned(last);
+        if (!begin || !end) continue;
+        for (std::uint64_t number = *begin; number <= *end && number < limit; ++number) {
+            numbers.push_back(static_cast<unsigned>(number));
+        }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    return numbers;
+}
+
+}  // namespace zqm

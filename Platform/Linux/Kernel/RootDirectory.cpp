@@ -1,0 +1,48 @@
+#include "Platform/Linux/Kernel/RootDirectory.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "Platform/Linux/Kernel/KernelFile.h"
+#include "Support/Text.h"
+
+namespace zqm {
+
+RootDirectory::RootDirectory(std::string_view directory) : directory_(directory) {
+    while (directory_.ends_with('/')) directory_.pop_back();
+}
+
+bool RootDirectory::exists(std::string_view below) const {
+    // A link of sysfs counts as what it stands for, even where the recording left out what it leads to.
+    return ::faccessat(AT_FDCWD, path(below).c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+std::optional<std::string> RootDirectory::text(std::string_view below) const {
+    KernelFile file(path(below));
+    const auto content = file.read();
+    if (!content) return std::nullopt;
+    return std::string(trimWhitespace(trimControlCharacters(*content)));
+}
+
+std::optional<std::uint64_t> RootDirectory::number(std::string_view below) const {
+    const auto content = text(below);
+    return content ? parseUnsigned(*content) : std::nullopt;
+}
+
+std::vector<std::string> RootDirectory::names(std::string_view below, std::string_view prefix) const {
+    std::vector<std::string> names;
+    std::error_code error;
+    std::filesystem::directory_iterator entry(path(below), error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        std::string name = entry->path().filename().string();
+        if (name.starts_with(prefix)) names.push_back(std::move(name));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace zqm

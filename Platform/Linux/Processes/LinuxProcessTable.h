@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Platform/Linux/Processes/ProcessNames.h"
+#include "Platform/Linux/Processes/ProcessScan.h"
+#include "Platform/Linux/Processes/SocketOwners.h"
+#include "Platform/Machine/ProcessTable.h"
+
+namespace zqm {
+
+/// The process table of /proc. A pass over it is shared with whatever else speaks of the processes (LinuxTaskCounters),
+/// so all of that is called from the one thread that samples processes.
+class LinuxProcessTable final : public ProcessTable {
+public:
+    LinuxProcessTable(const RootDirectory& root, Clock& clock, PackageEnergySource packageEnergy = nullptr)
+        : processes_(root, clock, std::move(packageEnergy)), names_(root), sockets_(root, clock) {}
+
+    /// Ascending by pid.
+    std::optional<std::vector<ProcessRow>> processes() override;
+    /// Among the processes of the latest reading of the table.
+    std::optional<std::vector<SocketOwner>> socketOwners() override;
+    std::string fullName(const ProcessRow& row) override { return names_.fullName(row); }
+
+    /// Everything known of the processes of the latest reading.
+    ProcessScan& known() { return processes_; }
+
+private:
+    ProcessScan processes_;
+    ProcessNames names_;
+    SocketOwners sockets_;
+};
+
+}  // namespace zqm

@@ -1,0 +1,53 @@
+#include "Platform/Linux/Processes/ProcessFiles.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+
+#include "Platform/Posix/Descriptor.h"
+
+namespace zqm {
+
+ProcessPath::ProcessPath(std::int32_t pid, std::string_view file) {
+    constexpr std::size_t longestNumber = 11;
+    char* end = std::to_chars(text_.data(), text_.data() + longestNumber, pid).ptr;
+    *end++ = '/';
+    std::copy_n(file.data(), std::min<std::size_t>(file.size(), 16), end);
+}
+
+std::optional<std::int32_t> parseProcessNumber(std::string_view text) {
+    if (text.empty() || text.front() < '1' || text.front() > '9') return std::nullopt;
+    std::int32_t pid = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), pid);
+    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+    return pid;
+}
+
+std::optional<std::string_view> readProcessFile(int directory, const char* path, std::span<char> buffer) {
+    // O_NONBLOCK: below another root a fifo may lie in the file's place.
+    const Descriptor file(::openat(directory, path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file) return std::nullopt;
+    ssize_t count;
+    do {
+        count = ::read(file.get(), buffer.data(), buffer.size());
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) return std::nullopt;
+    return std::string_view(buffer.data(), static_cast<std::size_t>(count));
+}
+
+DirectoryStream openDirectory(int directory, const char* path) {
+    Descriptor opened(::openat(directory, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!opened) return nullptr;
+    DirectoryStream stream(::fdopendir(opened.get()));
+    if (stream) static_cast<void>(opened.release());  // the stream's now
+    return stream;
+}
+
+bool isRefusal(int error) {
+    return error == EACCES || error == EPERM;
+}
+
+}  // namespace zqm

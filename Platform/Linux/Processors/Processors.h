@@ -1,0 +1,40 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "Platform/Apple/HostStatistics.h"
+#include "Platform/Linux/Kernel/KernelFile.h"
+#include "Platform/Linux/Kernel/RootDirectory.h"
+#include "Support/Mutex.h"
+
+namespace zqm {
+
+/// The logical processors that /proc/stat shows, in the order of their numbers. Callable from any thread.
+///
+/// Lines of that file come and go as processors go offline and return, so a processor is known by its number, never by
+/// its line: once seen it keeps its place and its last ticks.
+class Processors {
+public:
+    explicit Processors(const RootDirectory& root);
+
+    /// nullopt when the file cannot be read or shows no processor.
+    std::optional<std::vector<ProcessorTicks>> ticks();
+    /// The kernel's numbers of the same processors in the same order; without /proc/stat, those that sysfs calls
+    /// present.
+    std::vector<unsigned> numbers();
+
+private:
+    struct Processor {
+        unsigned number = 0;
+        ProcessorTicks ticks;
+    };
+    bool refresh() ZQM_REQUIRES(mutex_);
+
+    const RootDirectory& root_;
+    Mutex mutex_;
+    KernelFile statistics_ ZQM_GUARDED_BY(mutex_);
+    std::vector<Processor> processors_ ZQM_GUARDED_BY(mutex_);  // ascending by number
+};
+
+}  // namespace zqm

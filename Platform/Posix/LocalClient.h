@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Platform/Process/Clock.h"
+
+/// What a program of the user's needs to ask the user's helper: one exchange on loopback and the token's file. Free
+/// functions, since nothing branches on them but the command itself. Any thread; never throws but for memory.
+namespace zqm {
+
+struct LocalReply {
+    enum class Outcome {
+        complete,  // the peer ended its answer
+        absent,    // nobody listens
+        silent,    // no end of the answer in time
+        broken,    // the connection failed
+        tooLarge,  // the answer is larger than asked for
+    };
+    Outcome outcome = Outcome::absent;
+    std::string bytes;
+};
+
+/// Sends `request` to 127.0.0.1:`port` and reads until the peer ends, at most `mostBytes` and `time` in all.
+LocalReply askLoopback(std::uint16_t port, std::string_view request, Seconds time, std::size_t mostBytes);
+
+/// A small file that belongs to this user: its text, or nothing and why for a person.
+struct OwnFile {
+    std::optional<std::string> text;
+    std::string problem;
+    bool isMissing = false;
+};
+OwnFile readOwnFile(const std::filesystem::path& file);
+
+/// Where the helper keeps what it shares; nullopt when the user has no home. Makes nothing.
+std::optional<std::filesystem::path> sharedContainerPath(std::string_view identifier);
+
+}  // namespace zqm

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "Platform/Process/Clock.h"
+
+namespace zqm {
+
+struct HttpRequest {
+    std::string url;  // "https://host[:port]/path"
+    std::string method = "GET";
+    std::string contentType;  // sent as "Content-Type" when not empty
+    std::string body;
+    Seconds timeout{60};  // for the whole request, from its start to the last byte of the answer
+};
+
+struct HttpReply {
+    std::optional<std::string> error;  // description of the failure; the request then has no usable answer
+    std::optional<int> status;         // absent when the answer was not HTTP
+    std::string body;                  // at most 64 KiB
+};
+
+/// The shared HTTPS session: certificate and host name always verified. Callable from any thread.
+class HttpClient {
+public:
+    virtual ~HttpClient() = default;
+    /// Starts the request and returns at once; `completion` runs once, on a thread of the session's choosing.
+    virtual void start(HttpRequest request, std::function<void(HttpReply)> completion) = 0;
+    /// Fails what is under way and whatever is started later, so that nobody waits for an answer while the process
+    /// ends.
+    virtual void stop() = 0;
+};
+
+}  // namespace zqm
