@@ -69,6 +69,11 @@ TEST(LinuxKernelText, ParsesListsOfNumbers) {
     }
 }
 
+TEST(LinuxKernelText, IsTrimmedOfBlanksAtItsEndsAlone) {
+    EXPECT_EQ(trimBlanks(std::string_view("\x7F \t1.2 GHz\xC2\xA0\r\n\0", 15)), "1.2 GHz\xC2\xA0");
+    EXPECT_EQ(trimBlanks(" \n"), "");
+}
+
 TEST(LinuxKernelText, TakesNoWordThatWasCut) {
     std::string_view rest = "one 1\n\ntwo 22 3";
     EXPECT_EQ(takeLine(rest), "one 1");

@@ -13,7 +13,17 @@ bool isBlank(char c) {
     return c == ' ' || c == '\t';
 }
 
+bool isAtAnEnd(char c) {
+    return static_cast<unsigned char>(c) <= ' ' || c == 0x7F;
+}
+
 }  // namespace
+
+std::string_view trimBlanks(std::string_view text) {
+    while (!text.empty() && isAtAnEnd(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isAtAnEnd(text.back())) text.remove_suffix(1);
+    return text;
+}
 
 std::optional<std::string_view> takeLine(std::string_view& rest) {
     if (rest.empty()) return std::nullopt;
@@ -64,7 +74,7 @@ std::uint64_t addSaturated(std::uint64_t left, std::uint64_t right) {
 std::vector<unsigned> parseNumberList(std::string_view text, unsigned limit) {
     std::vector<unsigned> numbers;
     while (!text.empty()) {
-        std::string_view last = trimWhitespace(takeUntil(text, ','));
+        std::string_view last = trimBlanks(takeUntil(text, ','));
         const std::string_view first = takeUntil(last, '-');
         const auto begin = parseUnsigned(first);
         const auto end = last.empty() ? begin : parseUnsigned(last);

@@ -8,6 +8,9 @@
 /// The shapes that the kernel's text files have in common.
 namespace zqm {
 
+/// Without the white space and control characters of ASCII at both ends: a line feed, the padding of firmware.
+std::string_view trimBlanks(std::string_view text);
+
 /// The next line of `rest`, without its line feed; nullopt at the end. A last line without a line feed may have been
 /// cut and is given without its last word: a number cut short is a wrong number.
 std::optional<std::string_view> takeLine(std::string_view& rest);

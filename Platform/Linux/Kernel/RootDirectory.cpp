@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "Platform/Linux/Kernel/KernelFile.h"
+#include "Platform/Linux/Kernel/KernelText.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -25,7 +26,7 @@ std::optional<std::string> RootDirectory::text(std::string_view below) const {
     KernelFile file(path(below));
     const auto content = file.read();
     if (!content) return std::nullopt;
-    return std::string(trimWhitespace(trimControlCharacters(*content)));
+    return std::string(trimBlanks(*content));
 }
 
 std::optional<std::uint64_t> RootDirectory::number(std::string_view below) const {
