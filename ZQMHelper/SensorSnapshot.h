@@ -34,7 +34,7 @@ public:
 private:
     void publish();
 
-    MainLoop& mainLoop_;
+    [[maybe_unused]] MainLoop& mainLoop_;  // asserted alone
     std::shared_ptr<ProcessReader> processReader_;
     std::shared_ptr<MonitorEngine> engine_;
     mutable Mutex lock_;
