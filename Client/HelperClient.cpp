@@ -17,7 +17,7 @@ constexpr std::size_t mostReply = 4 * 1024 * 1024;
 std::variant<std::string, HelperError> readToken() {
     const auto container = sharedContainerPath(appGroup);
     if (!container) return HelperError{ExitStatus::helperAway, "there is no home directory to find the token in"};
-    const OwnFile file = readOwnFile(*container / tokenFileName);
+    const OwnFile file = readOwnFile(tokenFile(*container));
     if (file.isMissing) return HelperError{ExitStatus::helperAway, "the helper has not run yet: it has left no token"};
     if (!file.text) return HelperError{ExitStatus::tokenRefused, file.problem};
     const std::string token(trimWhitespace(*file.text));

@@ -41,8 +41,8 @@ ExitStatus complain(std::string message, ExitStatus status) {
 }
 
 /// A reader that has seen enough, as `head`, needs no word about it.
-ExitStatus cannotWrite(const std::string& place = "the output") {
-    return errno == EPIPE ? ExitStatus::failure : complain("cannot write " + place, ExitStatus::failure);
+ExitStatus cannotWrite() {
+    return errno == EPIPE ? ExitStatus::failure : complain("cannot write the output", ExitStatus::failure);
 }
 
 ExitStatus printed(const std::string& text) {
@@ -171,9 +171,9 @@ void declareMetrics(CLI::App& app, Invocation& invocation) {
         invocation.command = [&invocation, file] {
             const HelperAnswer answer = HelperClient(invocation.port).snapshot();
             const std::string text = exposition(answer);
-            if (file->empty() ? !printOut(text) : !PosixFiles().replacePublic(*file, text)) {
-                return cannotWrite(file->empty() ? "the output" : *file);
-            }
+            if (file->empty() && !printOut(text)) return cannotWrite();
+            const auto problem = file->empty() ? std::nullopt : PosixFiles().replacePublic(*file, text);
+            if (problem) return complain("cannot write " + *problem, ExitStatus::failure);
             const auto* error = std::get_if<HelperError>(&answer);
             return error ? complain(error->message, error->status) : ExitStatus::success;
         };
@@ -201,7 +201,9 @@ ExitStatus storePreference(const std::string& key, const std::optional<std::stri
     } else if (!preferenceText(*readSettings(), key)) {
         return complain(unknownPreference(key), ExitStatus::usage);
     }
-    if (!userDefaults().store(key, value)) return complain("cannot store the preferences", ExitStatus::failure);
+    if (const auto problem = userDefaults().store(key, value)) {
+        return complain("cannot store the preferences: " + *problem, ExitStatus::failure);
+    }
     return printed(std::string(text ? "Stored" : "Deleted") +
                    ". The helper and a bar that runs read it at their next start.\n");
 }

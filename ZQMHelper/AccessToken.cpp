@@ -8,23 +8,28 @@
 namespace zqm {
 namespace {
 
-std::string readToken(const std::filesystem::path& file, Files& files) {
+std::string readToken(const std::string& file, Files& files) {
     const auto content = files.read(file);
     return content && isValidUtf8(*content) ? std::string(trimWhitespace(*content)) : std::string();
 }
 
 }  // namespace
 
-std::string loadOrCreateToken(const std::filesystem::path& container, Files& files) {
-    const auto file = container / tokenFileName;
+std::string tokenFile(std::string_view container) {
+    return std::string(container) + "/helper-token";
+}
+
+std::string loadOrCreateToken(const std::string& container, Files& files) {
+    const auto file = tokenFile(container);
     std::string token = readToken(file, files);
     if (!token.empty()) return token;
     files.exclusively(container, [&] {
         token = readToken(file, files);  // another helper may have been first
         if (!token.empty()) return;
         token = files.makeUuid();
-        if (files.replace(file, token)) return;
-        std::fprintf(stderr, "[ZQMHelper] %s cannot be written; this token serves until the end only\n", file.c_str());
+        const auto problem = files.replace(file, token);
+        if (!problem) return;
+        std::fprintf(stderr, "[ZQMHelper] %s; the new token serves until the end only\n", problem->c_str());
     });
     return token;
 }

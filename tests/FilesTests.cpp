@@ -2,126 +2,94 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <fstream>
+#include <future>
 #include <set>
 
 #include "Platform/Posix/PosixFiles.h"
 #include "Platform/Posix/PosixSettings.h"
+#include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::MatchesRegex;
 
-class FilesTest : public testing::Test {
-protected:
-    FilesTest() {
-        std::string pattern = (fs::temp_directory_path() / "zqm-files-XXXXXX").string();
-        directory = ::mkdtemp(pattern.data());
-    }
-    ~FilesTest() override { fs::remove_all(directory); }
+struct FilesTest : testing::Test {
     std::set<std::string> names() const {
         std::set<std::string> found;
-        for (const auto& entry : fs::directory_iterator(directory)) found.insert(entry.path().filename());
+        for (const auto& entry : fs::directory_iterator(tree.root())) found.insert(entry.path().filename());
         return found;
     }
+    mode_t modeOf(std::string_view name) const {
+        struct stat status {};
+        EXPECT_EQ(::stat(tree.path(name).c_str(), &status), 0) << name;
+        return status.st_mode & 07777;
+    }
 
-    fs::path directory;
+    TemporaryTree tree;
     PosixFiles files;
 };
 
-mode_t modeOf(const fs::path& path) {
-    struct stat status {};
-    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
-}
-
-TEST_F(FilesTest, ReplacesWholeAndPrivately) {
-    const auto file = directory / "token";
+TEST_F(FilesTest, ReplaceWholeAndPrivatelyOrSayWhyNot) {
+    const auto file = tree.path("token");
     EXPECT_EQ(files.read(file), std::nullopt);
-    const std::string content("first\0\n", 7);
-    EXPECT_TRUE(files.replace(file, content));
-    EXPECT_EQ(files.read(file), content);
-    EXPECT_TRUE(files.replace(file, ""));
-    EXPECT_EQ(files.read(file), "");
-    EXPECT_EQ(modeOf(file), 0600u);
-    EXPECT_EQ(names(), std::set<std::string>{"token"});
-}
-
-TEST_F(FilesTest, LeavesNothingBehindWhenItFails) {
-    fs::create_directories(directory / "taken" / "inside");
-    EXPECT_FALSE(files.replace(directory / "taken", "x"));
-    EXPECT_FALSE(files.replace(directory / "missing" / "file", "x"));
-    EXPECT_EQ(names(), std::set<std::string>{"taken"});
-}
-
-TEST_F(FilesTest, ReadsOnlyRegularFilesOfBoundedSize) {
-    ::mkfifo((directory / "pipe").c_str(), 0600);
-    std::ofstream(directory / "large") << std::string((1 << 20) + 1, 'x');
-    std::ofstream(directory / "fits") << std::string(1 << 20, 'x');
-    EXPECT_EQ(files.read(directory / "pipe"), std::nullopt);
-    EXPECT_EQ(files.read(directory), std::nullopt);
-    EXPECT_EQ(files.read(directory / "large"), std::nullopt);
-    EXPECT_EQ(files.read(directory / "fits")->size(), 1u << 20);
-}
-
-TEST_F(FilesTest, RacingProcessesAgreeOnOneToken) {
-    const auto file = directory / "token";
-    std::vector<pid_t> children;
-    for (char name : {'a', 'b', 'c', 'd'}) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            std::string token;
-            files.exclusively(directory, [&] {
-                const auto stored = files.read(file);
-                token = stored ? *stored : files.makeUuid();
-                if (!stored) files.replace(file, token);
-            });
-            std::ofstream(directory / std::string(1, name)) << token;
-            ::_exit(0);
-        }
-        children.push_back(child);
+    for (const std::string& content : {std::string("first\0\n", 7), std::string()}) {
+        EXPECT_EQ(files.replace(file, content), std::nullopt);
+        EXPECT_EQ(files.read(file), content);
     }
-    for (pid_t child : children) ::waitpid(child, nullptr, 0);
-    const auto token = files.read(file);
-    EXPECT_THAT(token.value_or(""), MatchesRegex("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
-    for (char name : {'a', 'b', 'c', 'd'}) EXPECT_EQ(files.read(directory / std::string(1, name)), token);
+    EXPECT_EQ(modeOf("token"), 0600u);
+    EXPECT_EQ(files.replacePublic(file, "x"), std::nullopt);
+    EXPECT_EQ(modeOf("token"), 0644u);
+    tree.write("taken/inside", "");
+    EXPECT_EQ(files.replace(tree.path("taken"), "x"), tree.path("taken") + ": Is a directory");
+    EXPECT_EQ(files.replacePublic("/dev/null", "x"), "/dev/null: not a regular file");
+    EXPECT_EQ(files.replace("/nowhere/file", "x"), "/nowhere/file: No such file or directory");
+    EXPECT_EQ(names(), (std::set<std::string>{"taken", "token"}));
 }
 
-TEST_F(FilesTest, ExclusivelyRunsAllTheSameWithoutALock) {
+TEST_F(FilesTest, ReadOnlyRegularFilesOfBoundedSize) {
+    ::mkfifo(tree.path("pipe").c_str(), 0600);
+    tree.write("large", std::string((1 << 20) + 1, 'x'));
+    tree.write("fits", std::string(1 << 20, 'x'));
+    for (const char* name : {"pipe", "large", "."}) EXPECT_EQ(files.read(tree.path(name)), std::nullopt) << name;
+    EXPECT_EQ(files.read(tree.path("fits"))->size(), 1u << 20);
+}
+
+TEST_F(FilesTest, ExclusivelyWaitsForTheOtherToEnd) {
+    std::promise<void> entered;
+    std::future<void> other;
+    files.exclusively(tree.root(), [&] {
+        other = std::async(std::launch::async, [&] { files.exclusively(tree.root(), [&] { entered.set_value(); }); });
+        EXPECT_EQ(entered.get_future().wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    });
+    other.get();
     bool ran = false;
-    files.exclusively(directory / "missing", [&] { ran = true; });
-    EXPECT_TRUE(ran);
+    files.exclusively(tree.path("missing"), [&] { ran = true; });
+    EXPECT_TRUE(ran) << "without a lock";
 }
 
 TEST_F(FilesTest, UuidsAreRandomOnesOfTheirVersion) {
     const auto uuid = files.makeUuid();
-    EXPECT_THAT(uuid, MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
+    EXPECT_THAT(uuid, testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
     EXPECT_NE(uuid, files.makeUuid());
 }
 
 TEST_F(FilesTest, TheSharedContainerIsMadePrivateOnce) {
     PosixSettings settings;
     const std::string previousHome = settings.environment("HOME").value_or("/");
-    const auto home = directory / "home";
-    fs::create_directory(home);
-    ::setenv("HOME", home.c_str(), 1);
+    ::setenv("HOME", tree.root().c_str(), 1);
     for (const char* unusable : {"", "relative"}) {
         ::setenv("XDG_DATA_HOME", unusable, 1);
-        EXPECT_EQ(settings.sharedContainer("group"), home / ".local/share/group");
+        EXPECT_EQ(settings.sharedContainer("group"), tree.path(".local/share/group"));
     }
-    EXPECT_EQ(modeOf(home / ".local"), 0700u);
-    EXPECT_EQ(modeOf(home / ".local/share/group"), 0700u);
-    ::setenv("XDG_DATA_HOME", directory.c_str(), 1);
-    fs::create_directory(directory / "open");
-    fs::permissions(directory / "open", fs::perms(0755));
-    EXPECT_EQ(settings.sharedContainer("open"), directory / "open");
-    EXPECT_EQ(modeOf(directory / "open"), 0755u);
-    std::ofstream(directory / "file") << "x";
+    for (const char* made : {".local", ".local/share/group"}) EXPECT_EQ(modeOf(made), 0700u);
+    ::setenv("XDG_DATA_HOME", tree.path("").c_str(), 1);
+    fs::create_directory(tree.path("open"));
+    fs::permissions(tree.path("open"), fs::perms(0755));
+    EXPECT_EQ(settings.sharedContainer("open"), tree.path("open"));
+    EXPECT_EQ(modeOf("open"), 0755u);
+    tree.write("file", "x");
     EXPECT_EQ(settings.sharedContainer("file"), std::nullopt);
     ::setenv("HOME", previousHome.c_str(), 1);
     ::unsetenv("XDG_DATA_HOME");

@@ -124,7 +124,7 @@ TEST(SensorSnapshot, AddsTheProcessesAsTheLastMember) {
 
 TEST(AccessToken, IsReadOrMadeOnce) {
     FakeFiles files;
-    const std::filesystem::path file = "/container/helper-token";
+    const std::string file = "/container/helper-token";
     const std::string made = files.makeUuid();
     struct Case {
         std::optional<std::string> stored;

@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "Platform/Posix/Problem.h"
 #include "Platform/Posix/UserDirectories.h"
 #include "Platform/Process/Files.h"
 
@@ -134,7 +137,7 @@ struct JsonUserDefaults::Values {
     }
 };
 
-JsonUserDefaults::JsonUserDefaults(Files& files, std::filesystem::path file)
+JsonUserDefaults::JsonUserDefaults(Files& files, std::string file)
     : files_(files), file_(std::move(file)), values_(std::make_unique<Values>()) {
     const auto text = files_.read(file_);
     if (!text) return;
@@ -197,30 +200,33 @@ void JsonUserDefaults::setDouble(double value, std::string_view key) {
     store(key, value);
 }
 
-bool JsonUserDefaults::store(std::string_view key, const std::optional<DefaultsValue>& value) {
+std::optional<std::string> JsonUserDefaults::store(std::string_view key, const std::optional<DefaultsValue>& value) {
     put(values_->object, key, value);
-    if (file_.empty() || !makePrivateDirectory(file_.parent_path())) return false;
-    bool isStored = false;
-    files_.exclusively(file_.parent_path(), [&] {
-        std::error_code error;
+    if (file_.empty()) return "there is no home directory to keep them in";
+    const std::string directory = std::filesystem::path(file_).parent_path();
+    auto problem = makePrivateDirectory(directory);
+    if (problem) return problem;
+    files_.exclusively(directory, [&] {
         const auto text = files_.read(file_);
         auto object = text ? parseObject(*text) : std::nullopt;
-        if (!object && std::filesystem::exists(file_, error)) {
-            auto kept = file_;
-            kept += ".invalid";
-            std::filesystem::rename(file_, kept, error);
-            if (error) return;
-        }
+        if (!object) problem = keepAside();
+        if (problem) return;
         if (!object) object = Json::object();
         put(*object, key, value);
-        isStored = files_.replace(file_, object->dump(2) + "\n");
+        problem = files_.replace(file_, object->dump(2) + "\n");
     });
-    return isStored;
+    return problem;
 }
 
-std::filesystem::path JsonUserDefaults::standardFile() {
+/// Moves a file that holds no preferences out of the way.
+std::optional<std::string> JsonUserDefaults::keepAside() const {
+    if (::rename(file_.c_str(), (file_ + ".invalid").c_str()) == 0 || errno == ENOENT) return std::nullopt;
+    return problemWith(file_, errno);
+}
+
+std::string JsonUserDefaults::standardFile() {
     const auto directory = userDirectory("XDG_CONFIG_HOME", ".config");
-    return directory ? *directory / "ZQMHelper" / "defaults.json" : std::filesystem::path();
+    return directory ? pathBelow(*directory, "ZQMHelper/defaults.json") : std::string();
 }
 
 }  // namespace zqm

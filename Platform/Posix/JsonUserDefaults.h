@@ -1,7 +1,8 @@
 #pragma once
 
-#include <filesystem>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "Platform/Process/UserDefaults.h"
 
@@ -16,7 +17,7 @@ class Files;
 /// have changed since stays.
 class JsonUserDefaults final : public UserDefaults {
 public:
-    JsonUserDefaults(Files& files, std::filesystem::path file);
+    JsonUserDefaults(Files& files, std::string file);
     ~JsonUserDefaults() override;
     double doubleForKey(std::string_view key) override;
     std::int64_t integerForKey(std::string_view key) override;
@@ -26,18 +27,20 @@ public:
     std::optional<std::vector<std::string>> stringArrayForKey(std::string_view key) override;
     /// A number that is not finite is stored as the nearest finite one, NaN as 0.
     void setDouble(double value, std::string_view key) override;
-    /// Stores a value, or removes the key without one; false when the file could not be written.
-    bool store(std::string_view key, const std::optional<DefaultsValue>& value);
+    /// Stores a value, or removes the key without one. Returns why that failed, for a person, or nullopt.
+    std::optional<std::string> store(std::string_view key, const std::optional<DefaultsValue>& value);
 
     /// "ZQMHelper/defaults.json" below the user's configuration directory ("XDG_CONFIG_HOME", "~/.config" by default);
     /// empty when the user has no home.
-    static std::filesystem::path standardFile();
+    static std::string standardFile();
 
 private:
     struct Values;
 
+    std::optional<std::string> keepAside() const;
+
     Files& files_;
-    const std::filesystem::path file_;
+    const std::string file_;
     std::unique_ptr<Values> values_;
 };
 

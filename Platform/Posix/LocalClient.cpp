@@ -12,9 +12,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <system_error>
+#include <utility>
 
 #include "Platform/Posix/Descriptor.h"
+#include "Platform/Posix/Problem.h"
 #include "Platform/Posix/UserDirectories.h"
 
 namespace zqm {
@@ -82,8 +83,8 @@ private:
     const SteadyClock::time_point deadline_;
 };
 
-OwnFile refused(const std::filesystem::path& file, const std::string& why, bool isMissing = false) {
-    return {std::nullopt, file.string() + ": " + why, isMissing};
+OwnFile refused(std::string problem, bool isMissing = false) {
+    return {std::nullopt, std::move(problem), isMissing};
 }
 
 }  // namespace
@@ -104,23 +105,22 @@ LocalReply askLoopback(std::uint16_t port, std::string_view request, Seconds tim
     return reply;
 }
 
-OwnFile readOwnFile(const std::filesystem::path& file) {
+OwnFile readOwnFile(const std::string& file) {
     const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
-    if (!opened) return refused(file, std::generic_category().message(errno), errno == ENOENT);
+    if (!opened) return refused(problemWith(file, errno), errno == ENOENT);
     struct stat facts {};
-    if (::fstat(opened.get(), &facts) != 0) return refused(file, std::generic_category().message(errno));
-    if (!S_ISREG(facts.st_mode)) return refused(file, "not a regular file");
-    if (facts.st_uid != ::geteuid()) return refused(file, "belongs to another user");
+    if (::fstat(opened.get(), &facts) != 0) return refused(problemWith(file, errno));
+    if (!S_ISREG(facts.st_mode)) return refused(file + ": not a regular file");
+    if (facts.st_uid != ::geteuid()) return refused(file + ": belongs to another user");
     std::array<char, mostFile> block;
     const auto count = ::read(opened.get(), block.data(), block.size());
-    if (count < 0) return refused(file, std::generic_category().message(errno));
+    if (count < 0) return refused(problemWith(file, errno));
     return {std::string(block.data(), static_cast<std::size_t>(count)), {}, false};
 }
 
-std::optional<std::filesystem::path> sharedContainerPath(std::string_view identifier) {
-    auto container = userDirectory("XDG_DATA_HOME", ".local/share");
-    if (container) *container /= identifier;
-    return container;
+std::optional<std::string> sharedContainerPath(std::string_view identifier) {
+    const auto directory = userDirectory("XDG_DATA_HOME", ".local/share");
+    return directory ? std::optional(pathBelow(*directory, identifier)) : std::nullopt;
 }
 
 }  // namespace zqm

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,9 +33,9 @@ struct OwnFile {
     std::string problem;
     bool isMissing = false;
 };
-OwnFile readOwnFile(const std::filesystem::path& file);
+OwnFile readOwnFile(const std::string& file);
 
 /// Where the helper keeps what it shares; nullopt when the user has no home. Makes nothing.
-std::optional<std::filesystem::path> sharedContainerPath(std::string_view identifier);
+std::optional<std::string> sharedContainerPath(std::string_view identifier);
 
 }  // namespace zqm

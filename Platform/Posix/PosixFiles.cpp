@@ -13,8 +13,10 @@
 #include <cstdint>
 #include <exception>
 #include <thread>
+#include <utility>
 
 #include "Platform/Posix/Descriptor.h"
+#include "Platform/Posix/Problem.h"
 
 namespace zqm {
 namespace {
@@ -46,19 +48,27 @@ bool flush(int file) {
     return uninterrupted([&] { return ::fsync(file); }) == 0;
 }
 
+/// Whether the whole content is on the disk; `errno` tells why not.
+bool store(Descriptor file, mode_t mode, std::string_view content) {
+    const bool complete =
+        (mode == 0600 || ::fchmod(file.get(), mode) == 0) && writeAll(file.get(), content) && flush(file.get());
+    return complete && ::close(file.release()) == 0;
+}
+
 /// Makes the new name last; a directory that cannot be flushed keeps it until the next power failure at least.
-void flushDirectory(const std::filesystem::path& directory) {
+void flushDirectory(const std::string& directory) {
     const Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened) flush(opened.get());
 }
 
-std::filesystem::path directoryOf(const std::filesystem::path& file) {
-    return file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+std::string directoryOf(const std::string& file) {
+    const std::size_t end = file.rfind('/');
+    return end == std::string::npos ? "." : file.substr(0, end + 1);
 }
 
 }  // namespace
 
-std::optional<std::string> PosixFiles::read(const std::filesystem::path& file) {
+std::optional<std::string> PosixFiles::read(const std::string& file) {
     // O_NONBLOCK: a named pipe in the file's place is refused, not waited for.
     const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
@@ -74,35 +84,30 @@ std::optional<std::string> PosixFiles::read(const std::filesystem::path& file) {
     }
 }
 
-bool PosixFiles::replace(const std::filesystem::path& file, std::string_view content) {
+std::optional<std::string> PosixFiles::replace(const std::string& file, std::string_view content) {
     return replaceAs(file, content, 0600);
 }
 
-bool PosixFiles::replacePublic(const std::filesystem::path& file, std::string_view content) {
+std::optional<std::string> PosixFiles::replacePublic(const std::string& file, std::string_view content) {
     struct stat status {};
-    if (::lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return false;
+    if (::lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return file + ": not a regular file";
     return replaceAs(file, content, 0644);
 }
 
-bool PosixFiles::replaceAs(const std::filesystem::path& file, std::string_view content, mode_t mode) {
-    auto temporary = file;
-    temporary += ".";
-    temporary += makeUuid();
-    temporary += ".tmp";
-    Descriptor written(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!written) return false;
-    const bool complete = (mode == 0600 || ::fchmod(written.get(), mode) == 0) && writeAll(written.get(), content) &&
-                          flush(written.get());
-    const bool closed = ::close(written.release()) == 0;
-    if (!complete || !closed || ::rename(temporary.c_str(), file.c_str()) != 0) {
+std::optional<std::string> PosixFiles::replaceAs(const std::string& file, std::string_view content, mode_t mode) {
+    const std::string temporary = file + "." + makeUuid() + ".tmp";
+    Descriptor opened(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!opened) return problemWith(file, errno);
+    if (!store(std::move(opened), mode, content) || ::rename(temporary.c_str(), file.c_str()) != 0) {
+        const int error = errno;
         ::unlink(temporary.c_str());
-        return false;
+        return problemWith(file, error);
     }
     flushDirectory(directoryOf(file));
-    return true;
+    return std::nullopt;
 }
 
-void PosixFiles::exclusively(const std::filesystem::path& directory, const std::function<void()>& body) {
+void PosixFiles::exclusively(const std::string& directory, const std::function<void()>& body) {
     // The lock goes with the descriptor, also when the process dies.
     const Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const auto deadline = std::chrono::steady_clock::now() + lockPatience;

@@ -7,9 +7,9 @@
 
 namespace zqm {
 
-std::optional<std::filesystem::path> PosixSettings::sharedContainer(std::string_view identifier) {
+std::optional<std::string> PosixSettings::sharedContainer(std::string_view identifier) {
     auto container = sharedContainerPath(identifier);
-    return container && makePrivateDirectory(*container) ? container : std::nullopt;
+    return container && !makePrivateDirectory(*container) ? container : std::nullopt;
 }
 
 std::optional<std::string> PosixSettings::environment(std::string_view name) {

@@ -5,17 +5,20 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
+#include <filesystem>
+
+#include "Platform/Posix/Problem.h"
 
 namespace zqm {
 namespace {
 
-std::optional<std::filesystem::path> absolute(const char* text) {
-    if (text == nullptr || *text != '/') return std::nullopt;
-    return std::filesystem::path(text);
+std::optional<std::string> absolute(const char* text) {
+    return text && *text == '/' ? std::optional<std::string>(text) : std::nullopt;
 }
 
-std::optional<std::filesystem::path> homeDirectory() {
+std::optional<std::string> homeDirectory() {
     if (auto home = absolute(std::getenv("HOME"))) return home;
     std::array<char, 4096> buffer;
     passwd entry{};
@@ -26,21 +29,25 @@ std::optional<std::filesystem::path> homeDirectory() {
 
 }  // namespace
 
-std::optional<std::filesystem::path> userDirectory(const char* variable, std::string_view fallback) {
+std::optional<std::string> userDirectory(const char* variable, std::string_view fallback) {
     if (auto named = absolute(std::getenv(variable))) return named;
-    auto home = homeDirectory();
-    if (home) *home /= fallback;
-    return home;
+    const auto home = homeDirectory();
+    return home ? std::optional(pathBelow(*home, fallback)) : std::nullopt;
 }
 
-bool makePrivateDirectory(const std::filesystem::path& directory) {
+std::string pathBelow(const std::string& directory, std::string_view name) {
+    return (std::filesystem::path(directory) / name).string();
+}
+
+std::optional<std::string> makePrivateDirectory(const std::string& directory) {
     std::filesystem::path made;
-    for (const auto& part : directory) {
+    for (const auto& part : std::filesystem::path(directory)) {
         made /= part;
         ::mkdir(made.c_str(), 0700);  // most exist already; the last one decides
     }
-    std::error_code error;
-    return std::filesystem::is_directory(directory, error);
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) != 0) return problemWith(directory, errno);
+    return S_ISDIR(status.st_mode) ? std::nullopt : std::optional(problemWith(directory, ENOTDIR));
 }
 
 }  // namespace zqm

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,9 +10,9 @@ namespace zqm {
 class SystemSettings {
 public:
     virtual ~SystemSettings() = default;
-    /// The directory that the helper shares with the programs of its group, made when missing; nullopt when there is
-    /// none and none can be made.
-    virtual std::optional<std::filesystem::path> sharedContainer(std::string_view identifier) = 0;
+    /// The path of the directory that the helper shares with the programs of its group, made when missing; nullopt when
+    /// there is none and none can be made.
+    virtual std::optional<std::string> sharedContainer(std::string_view identifier) = 0;
     virtual std::optional<std::string> environment(std::string_view name) = 0;
 };
 

@@ -254,31 +254,32 @@ struct FakeUserDefaults final : UserDefaults {
 };
 
 struct FakeSystemSettings final : SystemSettings {
-    std::optional<std::filesystem::path> sharedContainer(std::string_view) override { return container; }
+    std::optional<std::string> sharedContainer(std::string_view) override { return container; }
     std::optional<std::string> environment(std::string_view name) override {
         const auto found = variables.find(name);
         return found == variables.end() ? std::nullopt : std::optional(found->second);
     }
-    std::optional<std::filesystem::path> container = "/container";
+    std::optional<std::string> container = "/container";
     std::map<std::string, std::string, std::less<>> variables;
 };
 
 struct FakeFiles final : Files {
-    std::optional<std::string> read(const std::filesystem::path& file) override {
+    std::optional<std::string> read(const std::string& file) override {
         const auto found = contents.find(file);
         return found == contents.end() ? std::nullopt : std::optional(found->second);
     }
-    bool replace(const std::filesystem::path& file, std::string_view content) override {
-        if (writable) contents[file] = content;
-        return writable;
+    std::optional<std::string> replace(const std::string& file, std::string_view content) override {
+        if (!writable) return file + ": No space left on device";
+        contents[file] = content;
+        return std::nullopt;
     }
-    void exclusively(const std::filesystem::path&, const std::function<void()>& body) override {
+    void exclusively(const std::string&, const std::function<void()>& body) override {
         if (beforeLock) beforeLock();
         body();
     }
     std::string makeUuid() override { return "0F0E0D0C-0B0A-4908-8706-050403020100"; }
 
-    std::map<std::filesystem::path, std::string> contents;
+    std::map<std::string, std::string> contents;
     bool writable = true;
     std::function<void()> beforeLock;  // what another process does first
 };

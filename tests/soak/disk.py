@@ -9,7 +9,7 @@ from soak.clients import FORBIDDEN, NOT_FOUND, PONG, ok
 from soak.helper import CONTAINER, PATIENCE, Broken, Server, environment, exchange, free_port
 
 UNAVAILABLE = rf"\[ZQMHelper\] App Group {CONTAINER} 不可用——entitlements 未生效？\n"
-NOT_SAVED = rf"\[ZQMHelper\] /.+/{CONTAINER}/helper-token cannot be written; .+\n"
+NOT_SAVED = rf"\[ZQMHelper\] /.+/{CONTAINER}/helper-token: .+; .+\n"
 SILENCE = ""
 MOUNT = 'mount -t tmpfs -o {} none "$PWD" && cd "$PWD" && '
 READ_ONLY = ' && mount -o remount,ro none "$PWD"'
