@@ -23,7 +23,6 @@ public:
 private:
     friend class AsioNetworkListener;
     class Core;
-    class Session;
     class Handle;
     std::shared_ptr<Core> core_;
 };

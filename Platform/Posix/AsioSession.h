@@ -1,0 +1,83 @@
+#pragma once
+
+#include <array>
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/steady_timer.hpp>
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Platform/Posix/Descriptor.h"
+
+namespace zqm {
+
+class AsioSession;
+
+/// The open connections of one listener and what they share. Touched by the listener's thread alone, on which
+/// `context` runs its handlers.
+class AsioSessions {
+public:
+    /// `onClosed` is called after each connection that has closed.
+    AsioSessions(asio::io_context& context, std::function<void()> onClosed)
+        : context_(context), onClosed_(std::move(onClosed)) {}
+
+    std::shared_ptr<AsioSession> add(Descriptor descriptor);
+    std::size_t count() const { return open_.size(); }
+    void closeAll();
+
+private:
+    friend class AsioSession;
+
+    void remove(std::list<std::shared_ptr<AsioSession>>::iterator session);
+    void sweepSoon();
+    void sweep();
+
+    asio::io_context& context_;
+    const std::function<void()> onClosed_;
+    std::list<std::shared_ptr<AsioSession>> open_;
+    asio::steady_timer sweeper_{context_};
+    bool sweeping_ = false;
+    std::array<char, 64 * 1024> scratch_;  // for bytes that are used or discarded at once
+};
+
+/// One open connection: receives once, then sends once and closes in order. Touched by the listener's thread alone.
+class AsioSession : public std::enable_shared_from_this<AsioSession> {
+public:
+    AsioSession(AsioSessions& sessions, Descriptor descriptor);
+
+    void receive(std::size_t maximum, std::function<void(std::string_view)> received);
+    void send(std::string message);
+    void close();
+
+private:
+    friend class AsioSessions;
+    using Clock = asio::steady_timer::clock_type;
+
+    void watch();
+    void readOnce();
+    void deliver(std::string_view bytes);
+    void sendRest(std::size_t sent);
+    void finish();
+    void discard();
+    void waitReadable(void (AsioSession::*next)());
+    void setDeadline(Clock::duration time);
+
+    AsioSessions& sessions_;
+    std::list<std::shared_ptr<AsioSession>>::iterator place_;
+    asio::ip::tcp::socket socket_;  // open once there is something to wait for; then it owns the descriptor
+    Descriptor descriptor_;
+    const int number_;  // of the descriptor, whoever owns it
+    std::function<void(std::string_view)> received_;
+    std::size_t maximum_ = 0;
+    std::string message_;
+    std::size_t discarded_ = 0;
+    Clock::time_point deadline_;  // while sending
+    bool sending_ = false;
+    bool closed_ = false;
+};
+
+}  // namespace zqm
