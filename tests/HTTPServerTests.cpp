@@ -7,15 +7,8 @@ namespace {
 
 using Kind = Verdict::Kind;
 
-RouteTable exampleRoutes() {
-    RouteTable routes;
-    routes["/api/ping"] = {"secret", [] { return "{\"ok\":true}"; }};
-    routes["/open"] = {std::nullopt, [] { return "é"; }};
-    return routes;
-}
-
 TEST(HTTPServer, JudgesRequestsByPathAndFirstTokenLine) {
-    const auto routes = exampleRoutes();
+    const RouteTable routes{{"/api/ping", {"secret", {}}}, {"/open", {std::nullopt, {}}}};
     struct Case {
         const char* what;
         std::string request;
@@ -24,7 +17,8 @@ TEST(HTTPServer, JudgesRequestsByPathAndFirstTokenLine) {
     const std::string ping = "GET /api/ping HTTP/1.1\r\n";
     for (const auto& [what, request, kind] : std::initializer_list<Case>{
              {"nothing", "", Kind::close},
-             {"not UTF-8", "GET /open\xFF\r\n", Kind::close},
+             {"cut within a character", "GET /open\r\nHost: \xC3", Kind::close},
+             {"cut within the path", "GET /ope", Kind::notFound},
              {"right token", ping + "X-ZQM-Token: secret\r\n\r\n", Kind::serve},
              {"any method, line cut short", "brew  /api/ping\r\nX-ZQM-Token: secret", Kind::serve},
              {"empty lines before", "\r\n\r\n" + ping + "X-ZQM-Token: secret", Kind::serve},
@@ -36,10 +30,8 @@ TEST(HTTPServer, JudgesRequestsByPathAndFirstTokenLine) {
              {"trailing space", ping + "X-ZQM-Token: secret \r\n", Kind::forbidden},
              {"NUL after the token", ping + std::string("X-ZQM-Token: secret\0\r\n", 22), Kind::forbidden},
              {"other case", ping + "x-zqm-token: secret\r\n", Kind::forbidden},
-             {"no space", ping + "X-ZQM-Token:secret\r\n", Kind::forbidden},
              {"prefix not at the front", ping + " X-ZQM-Token: secret\r\n", Kind::forbidden},
              {"bare line feeds", "GET /api/ping HTTP/1.1\nX-ZQM-Token: secret\n\n", Kind::forbidden},
-             {"carriage return alone", "GET /api/ping HTTP/1.1\rX-ZQM-Token: secret\r\n", Kind::forbidden},
              {"unknown path", "GET /api HTTP/1.1\r\nX-ZQM-Token: secret\r\n", Kind::notFound},
              {"query", "GET /api/ping?x HTTP/1.1\r\nX-ZQM-Token: secret\r\n", Kind::notFound},
              {"tab does not separate", "GET\t/open HTTP/1.1\r\n", Kind::notFound},
@@ -50,29 +42,10 @@ TEST(HTTPServer, JudgesRequestsByPathAndFirstTokenLine) {
          }) {
         EXPECT_EQ(judge(request, routes).kind, kind) << what;
     }
-    auto rooted = exampleRoutes();
-    rooted["/"] = {};
-    EXPECT_EQ(judge("GET\r\n", rooted).route, &rooted["/"]);
-}
-
-TEST(HTTPServer, AnEmptyTokenIsStillDemanded) {
-    RouteTable routes;
-    routes["/"] = {"", {}};
-    EXPECT_EQ(judge("GET /", routes).kind, Kind::forbidden);
-    EXPECT_EQ(judge("GET /\r\nX-ZQM-Token: ", routes).kind, Kind::serve);
-}
-
-TEST(HTTPServer, JudgesEveryBeginningOfARequest) {
-    const auto routes = exampleRoutes();
-    const std::string request = "GET /open HTTP/1.1\r\nHost: é\r\n\r\n";
-    const std::size_t pathEnd = request.find(" HTTP");
-    const std::size_t cutCharacter = request.find("é") + 1;
-    for (std::size_t size = 0; size <= request.size(); ++size) {
-        const Kind expected = size == 0 || size == cutCharacter ? Kind::close
-                              : size < pathEnd                  ? Kind::notFound
-                                                                : Kind::serve;
-        EXPECT_EQ(judge(request.substr(0, size), routes).kind, expected) << size;
-    }
+    RouteTable rooted;
+    rooted["/"] = {"", {}};
+    EXPECT_EQ(judge("GET", rooted).kind, Kind::forbidden) << "an empty token is demanded too";
+    EXPECT_EQ(judge("GET\r\nX-ZQM-Token: ", rooted).route, &rooted["/"]);
 }
 
 TEST(HTTPServer, WritesResponsesByteForByte) {
