@@ -19,7 +19,6 @@ struct Engine : testing::Test {
     std::vector<double> published;  // timestamps
 
     void start(double interval = 1) {
-        machine.hostStatistics.ticks = {{{.idle = 100}}};
         machine.userDefaults.numbers["updateInterval"] = interval;
         settings = std::make_shared<SettingsStore>();
         engine = std::make_shared<MonitorEngine>(settings, std::make_shared<SMCBridge>());
@@ -90,18 +89,6 @@ TEST_F(Engine, DerivesTheLoadFromTheBusiestOfThree) {
     }
 }
 
-TEST_F(Engine, FillsTheSnapshotFromTheReaders) {
-    machine.sysctl.set<std::uint64_t>("hw.memsize", 1 << 30);
-    start();
-    machine.loop.runFor(Seconds(1));
-    machine.hostStatistics.ticks = {{{.user = 50, .idle = 150}}};
-    machine.loop.runFor(Seconds(1));
-    EXPECT_EQ(engine->snapshot().cpu.totalUsage, 0.5);
-    EXPECT_EQ(engine->snapshot().load.value, 0.5);
-    EXPECT_EQ(engine->snapshot().memory.totalBytes, 1u << 30);
-    EXPECT_EQ(engine->snapshot().clock.now, engine->snapshot().timestamp);
-}
-
 TEST_F(Engine, SnapshotRouteFollowsThePublishedSample) {
     SensorSnapshot route;
     EXPECT_EQ(route.text(), R"({"error":"engine not started"})");
@@ -117,38 +104,36 @@ TEST_F(Engine, SnapshotRouteFollowsThePublishedSample) {
     EXPECT_EQ(route.text(), withProcesses("{}", route.processes()));
 }
 
-TEST(SensorSnapshot, AddsTheProcessesAsTheLastMember) {
-    EXPECT_EQ(withProcesses(R"({"load":{"value":0}})", "{}"), R"({"load":{"value":0},"processes":{}})");
-    EXPECT_EQ(withProcesses("{}", R"({"cpu":[]})"), R"({"processes":{"cpu":[]}})");
-}
-
 TEST(AccessToken, IsReadOrMadeOnce) {
-    FakeFiles files;
-    const std::string file = "/container/helper-token";
-    const std::string made = files.makeUuid();
+    const std::string made = FakeFiles().makeUuid();
+    using Content = std::optional<std::string>;
     struct Case {
-        std::optional<std::string> stored;
-        std::string token, left;
+        Content stored, storedMeanwhile;
+        bool writable;
+        std::string token;
+        Content left;
     };
-    for (const auto& [stored, token, left] : std::initializer_list<Case>{
-             {"secret\n", "secret", "secret\n"},
-             {" \r\n two words \t", "two words", " \r\n two words \t"},
-             {std::nullopt, made, made},
-             {" \n\t ", made, made},
-             {"\xFF\xFE", made, made},  // not UTF-8
+    for (const auto& [stored, meanwhile, writable, token, left] : std::initializer_list<Case>{
+             {"secret\n", {}, true, "secret", "secret\n"},
+             {" \r\n two words \t", {}, true, "two words", " \r\n two words \t"},
+             {{}, {}, true, made, made},
+             {" \n\t ", {}, true, made, made},
+             {"\xFF\xFE", {}, true, made, made},  // not UTF-8
+             {{},
+              "of the helper that was faster",
+              true,
+              "of the helper that was faster",
+              "of the helper that was faster"},
+             {{}, {}, false, made, {}},
          }) {
-        files.contents.clear();
+        FakeFiles files;
+        const std::string file = "/container/helper-token";
         if (stored) files.contents[file] = *stored;
+        if (meanwhile) files.beforeLock = [&] { files.contents[file] = *meanwhile; };
+        files.writable = writable;
         EXPECT_EQ(loadOrCreateToken("/container", files), token);
-        EXPECT_EQ(files.contents[file], left);
+        EXPECT_EQ(files.read(file), left);
     }
-    files.contents.clear();
-    files.beforeLock = [&] { files.contents[file] = "of the helper that was faster"; };
-    EXPECT_EQ(loadOrCreateToken("/container", files), "of the helper that was faster");
-    files = {};
-    files.writable = false;
-    EXPECT_EQ(loadOrCreateToken("/container", files), made);
-    EXPECT_TRUE(files.contents.empty());
 }
 
 }  // namespace

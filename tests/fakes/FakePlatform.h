@@ -1,18 +1,9 @@
 #pragma once
 
-#include <cstring>
 #include <map>
-#include <set>
 
-#include "Platform/Apple/HostStatistics.h"
-#include "Platform/Apple/IOReport.h"
 #include "Platform/Apple/NetworkInterfaces.h"
-#include "Platform/Apple/PowerSources.h"
 #include "Platform/Apple/ProxySettings.h"
-#include "Platform/Apple/Registry.h"
-#include "Platform/Apple/Sysctl.h"
-#include "Platform/Apple/TemperatureSensors.h"
-#include "Platform/Machine/ProcessTable.h"
 #include "Platform/Machine/SourceReport.h"
 #include "Platform/Machine/SystemFacts.h"
 #include "Platform/Machine/TaskCounters.h"
@@ -30,80 +21,6 @@ namespace zqm {
 
 // Services that answer what a test puts into them; nullopt is a failing query.
 
-struct FakeHostStatistics final : HostStatistics {
-    std::optional<std::vector<ProcessorTicks>> processorTicks() override { return ticks; }
-    std::optional<VirtualMemoryPages> virtualMemory() override { return pages; }
-    std::optional<std::uint64_t> pageSize() override { return pageBytes; }
-
-    std::optional<std::vector<ProcessorTicks>> ticks;
-    std::optional<VirtualMemoryPages> pages;
-    std::optional<std::uint64_t> pageBytes = 16384;
-};
-
-struct FakeSysctl final : Sysctl {
-    std::optional<Bytes> read(std::string_view name) override {
-        const auto found = values.find(name);
-        return found == values.end() ? std::nullopt : std::optional(found->second);
-    }
-    template <class Value>
-    void set(const std::string& name, Value value) {
-        Bytes bytes(sizeof value);
-        std::memcpy(bytes.data(), &value, sizeof value);
-        values[name] = bytes;
-    }
-    void setText(const std::string& name, std::string_view text) {
-        values[name] = Bytes(text.begin(), text.end());
-        values[name].push_back(0);
-    }
-
-    std::map<std::string, Bytes, std::less<>> values;
-};
-
-struct FakeNetworkInterfaces final : NetworkInterfaces {
-    std::optional<std::vector<LinkInterface>> links() override { return list; }
-    std::optional<std::vector<LinkInterface>> list;
-};
-
-/// A node of the fake registry; children nullopt: the iterator cannot be made.
-struct FakeNode {
-    std::optional<std::string> name;
-    PropertyDictionary properties;
-    std::optional<std::vector<FakeNode>> children = std::vector<FakeNode>{};
-};
-
-struct FakeRegistry final : Registry {
-    struct Entry final : RegistryEntry {
-        Entry(const FakeNode& from, int& count) : node(from), live(count) { ++live; }
-        ~Entry() override { --live; }
-        std::optional<std::string> name() const override { return node.name; }
-        std::optional<std::vector<std::unique_ptr<RegistryEntry>>> children() const override {
-            return node.children ? std::optional(entries(*node.children, live)) : std::nullopt;
-        }
-        std::optional<PropertyValue> property(std::string_view key) const override {
-            const PropertyValue* value = find(node.properties, key);
-            return value ? std::optional(*value) : std::nullopt;
-        }
-        std::unique_ptr<UserClient> open(std::uint32_t) const override { return nullptr; }
-
-        const FakeNode& node;
-        int& live;
-    };
-    static std::vector<std::unique_ptr<RegistryEntry>> entries(const std::vector<FakeNode>& nodes, int& live) {
-        std::vector<std::unique_ptr<RegistryEntry>> made;
-        for (const FakeNode& node : nodes) made.push_back(std::make_unique<Entry>(node, live));
-        return made;
-    }
-    std::optional<std::vector<std::unique_ptr<RegistryEntry>>> services(std::string_view className) override {
-        const auto found = classes.find(className);
-        if (failing.contains(className)) return std::nullopt;
-        return found == classes.end() ? std::vector<std::unique_ptr<RegistryEntry>>{} : entries(found->second, live);
-    }
-
-    std::map<std::string, std::vector<FakeNode>, std::less<>> classes;
-    std::set<std::string, std::less<>> failing;
-    int live = 0;  // handles that have not been given back
-};
-
 struct FakeInterfaceAddresses final : InterfaceAddresses {
     std::optional<std::vector<InterfaceAddress>> ipv4() override { return list; }
     std::optional<std::vector<InterfaceAddress>> list;
@@ -114,20 +31,15 @@ struct FakeProxySettings final : ProxySettings {
     std::optional<PropertyDictionary> proxies;
 };
 
-struct FakeSystemFacts final : SystemFacts {
-    std::optional<std::string> bundleText(std::string_view key) override {
-        const auto found = bundle.find(key);
-        return found == bundle.end() ? std::nullopt : std::optional(found->second);
-    }
+/// What a machine of fakes does not tell.
+struct NoFacts final : SystemFacts, SourceReport, TaskCounters {
+    std::optional<std::string> bundleText(std::string_view) override { return std::nullopt; }
     std::string systemVersion() override { return "Version 15.1 (Build 24B83)"; }
-    std::optional<std::string> hardwareModel() override { return model; }
-    std::optional<std::string> processorName() override { return processor; }
-    std::map<std::string, std::string, std::less<>> bundle;
-    std::optional<std::string> model, processor;
-};
-
-struct NoSourceReport final : SourceReport {
+    std::optional<std::string> hardwareModel() override { return std::nullopt; }
+    std::optional<std::string> processorName() override { return std::nullopt; }
     SourceDescription describe(MetricFamily) override { return {}; }
+    std::unique_ptr<TaskName> taskName(std::int32_t) override { return nullptr; }
+    std::optional<TaskDisk> disk(std::int32_t) override { return std::nullopt; }
 };
 
 /// Keeps what is asked of the net; a test answers it, or lets every request be answered at once.
@@ -143,48 +55,8 @@ struct FakeHttpClient final : HttpClient {
     std::optional<HttpReply> atOnce;
 };
 
-/// A counter library that cannot be opened, no power sources, no sensors.
-struct AbsentIOReport final : IOReport {
-    ReportLibrary* open(std::string_view) override { return nullptr; }
-};
-struct AbsentPowerSources final : PowerSources {
-    std::optional<std::vector<std::optional<PropertyDictionary>>> descriptions() override { return std::nullopt; }
-    std::optional<PropertyValue> adapterDetails() override { return std::nullopt; }
-};
-struct AbsentTemperatureSensors final : TemperatureSensors {
-    std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> sensors() override { return std::nullopt; }
-};
-
-/// Processes as a test lists them; nullopt: the table cannot be read.
-struct FakeProcessTable final : ProcessTable {
-    std::optional<std::vector<ProcessRow>> processes() override { return rows; }
-    std::optional<std::vector<SocketOwner>> socketOwners() override { return owners; }
-    std::string fullName(const ProcessRow& row) override { return row.name; }
-    std::optional<std::vector<ProcessRow>> rows = std::vector<ProcessRow>{};
-    std::optional<std::vector<SocketOwner>> owners = std::vector<SocketOwner>{};
-};
-
-/// Counters by pid; a process without is refused.
-struct FakeTaskCounters final : TaskCounters {
-    struct Name final : TaskName {
-        explicit Name(std::optional<TaskPower> answer) : counters(answer) {}
-        std::optional<TaskPower> power() const override { return counters; }
-        std::optional<TaskPower> counters;
-    };
-    std::unique_ptr<TaskName> taskName(std::int32_t pid) override {
-        ++queries;
-        return powers.contains(pid) ? std::make_unique<Name>(powers[pid]) : nullptr;
-    }
-    std::optional<TaskDisk> disk(std::int32_t pid) override {
-        return disks.contains(pid) ? std::optional(disks[pid]) : std::nullopt;
-    }
-    std::map<std::int32_t, std::optional<TaskPower>> powers;
-    std::map<std::int32_t, TaskDisk> disks;
-    int queries = 0;
-};
-
-/// Programs by path: the pieces that each writes, one per read; a program without cannot be started. After its pieces
-/// it has ended, unless it hangs.
+/// One program, which writes these pieces, one per read, and then has ended, unless it hangs; without it none can be
+/// started.
 struct FakeCommands final : Commands {
     struct Script {
         std::vector<std::string> pieces;
@@ -200,13 +72,11 @@ struct FakeCommands final : Commands {
             return "";
         }
         bool isRunning() override { return script.hangs; }
-        void terminate() override {
-            commands.signals.emplace_back("terminate");
-            if (!script.ignoresTermination) script.hangs = false;
-        }
-        void kill() override {
-            commands.signals.emplace_back("kill");
-            script.hangs = false;
+        void terminate() override { end("terminate", !script.ignoresTermination); }
+        void kill() override { end("kill", true); }
+        void end(const char* signal, bool obeys) {
+            commands.signals.emplace_back(signal);
+            if (obeys) script.hangs = false;
         }
         FakeCommands& commands;
         Script script;
@@ -215,16 +85,14 @@ struct FakeCommands final : Commands {
 
     explicit FakeCommands(VirtualClock& time) : clock(time) {}
     std::unique_ptr<Child> launch(std::string_view path, const std::vector<std::string>& arguments) override {
-        std::string line(path);
+        line = path;
         for (const std::string& argument : arguments) line += " " + argument;
-        lines.push_back(line);
-        const auto found = scripts.find(path);
-        return found == scripts.end() ? nullptr : std::make_unique<Running>(*this, found->second);
+        return script ? std::make_unique<Running>(*this, *script) : nullptr;
     }
 
     VirtualClock& clock;
-    std::map<std::string, Script, std::less<>> scripts;
-    std::vector<std::string> lines;    // what was launched
+    std::optional<Script> script;
+    std::string line;                  // what was launched last
     std::vector<std::string> signals;  // what was sent
 };
 
@@ -302,22 +170,12 @@ struct FakeListener final : LoopbackListener {
     std::function<void(std::shared_ptr<Connection>)> accepted;
 };
 
-/// A whole platform of fakes on virtual time, current for its lifetime.
+/// A whole platform of fakes on virtual time, current for its lifetime. Its machine tells of nothing but the network.
 struct FakePlatform {
-    FakeHostStatistics hostStatistics;
-    FakeSysctl sysctl;
-    FakeNetworkInterfaces networkInterfaces;
-    FakeRegistry registry;
     FakeInterfaceAddresses interfaceAddresses;
-    FakeSystemFacts systemFacts;
     FakeProxySettings proxySettings;
-    NoSourceReport sourceReport;
+    NoFacts facts;
     FakeHttpClient httpClient;
-    AbsentIOReport ioReport;
-    AbsentPowerSources powerSources;
-    AbsentTemperatureSensors temperatureSensors;
-    FakeTaskCounters taskCounters;
-    FakeProcessTable processTable;
     FakeUserDefaults userDefaults;
     FakeSystemSettings systemSettings;
     FakeFiles files;
@@ -326,7 +184,7 @@ struct FakePlatform {
     FakeCommands commands{clock};
     FakeListener listener;
     FakeLog log;
-    Platform platform = with(loop, listener, log);
+    Platform platform = with(loop, listener, log, userDefaults);
     ScopedPlatform current{platform};
 
     /// The same with other preferences.
@@ -336,31 +194,12 @@ struct FakePlatform {
         return with(dispatch, anyListener, anyLog, userDefaults);
     }
     Platform with(Dispatch& dispatch, LoopbackListener& anyListener, Log& anyLog, UserDefaults& anyDefaults) {
-        return {{{.hostStatistics = hostStatistics,
-                  .sysctl = sysctl,
-                  .networkInterfaces = networkInterfaces,
-                  .interfaceAddresses = interfaceAddresses,
-                  .proxySettings = proxySettings,
-                  .registry = registry,
-                  .ioReport = ioReport,
-                  .powerSources = powerSources,
-                  .temperatureSensors = temperatureSensors},
-                 nullptr,
-                 &processTable,
-                 nullptr,
-                 taskCounters,
-                 systemFacts,
-                 sourceReport},
-                {.commands = commands,
-                 .userDefaults = anyDefaults,
-                 .systemSettings = systemSettings,
-                 .httpClient = httpClient,
-                 .files = files,
-                 .clock = clock,
-                 .mainLoop = loop,
-                 .dispatch = dispatch,
-                 .listener = anyListener,
-                 .log = anyLog}};
+        const AppleServices none = absentAppleServices();
+        const AppleServices apple{none.hostStatistics, none.sysctl,       none.networkInterfaces,
+                                  interfaceAddresses,  proxySettings,     none.registry,
+                                  none.ioReport,       none.powerSources, none.temperatureSensors};
+        return {{apple, nullptr, nullptr, nullptr, facts, facts, facts},
+                {commands, anyDefaults, systemSettings, httpClient, files, clock, loop, dispatch, anyListener, anyLog}};
     }
 };
 
