@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Installs the built programs into a folder and checks what lies there against them. Usage: packaging_test.py BUILD"""
+"""Installs the built programs into a folder and checks what lies there against them."""
 import os
 import pathlib
 import pty
@@ -7,12 +7,10 @@ import re
 import select
 import shutil
 import subprocess
-import sys
 import tempfile
 import unittest
 
-BUILD = pathlib.Path(sys.argv.pop(1)).resolve()
-PATIENCE = 30  # seconds; only ever waited out by a failing test
+from harness import BUILD, PATIENCE
 
 
 def output(*command, **options):
@@ -26,16 +24,13 @@ def names(pattern, text):
 class PackagingTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.prefix = pathlib.Path(folder.name) / "usr"
+        home = cls.enterClassContext(tempfile.TemporaryDirectory())
+        cls.prefix = pathlib.Path(home) / "usr"
         output("cmake", "--install", BUILD, "--prefix", cls.prefix)
-        cls.environment = dict(os.environ, PATH=f"{cls.prefix}/bin:{os.environ['PATH']}", HOME=folder.name,
-                               XDG_RUNTIME_DIR=folder.name, TERM="dumb", LC_ALL="C.UTF-8")
-        cls.pages = {program: (cls.prefix / f"share/man/man1/{program}.1").read_text()
-                     for program in ("ZQMHelper", "zephlon")}
+        cls.environment = dict(os.environ, PATH=f"{cls.prefix}/bin:{os.environ['PATH']}", HOME=home,
+                               XDG_RUNTIME_DIR=home, TERM="dumb", LC_ALL="C.UTF-8")
         cls.helps = {}  # the text of --help by words of the command line
-        waiting = [(program,) for program in cls.pages]
+        waiting = [("ZQMHelper",), ("zephlon",)]
         while waiting:
             words = waiting.pop()
             cls.helps[words] = output(cls.prefix / "bin" / words[0], *words[1:], "--help")
@@ -53,17 +48,17 @@ class PackagingTest(unittest.TestCase):
         return self.options(words) | names(r"^  (--[a-z-]+) \S", self.helps[words[:1]])
 
     def test_manual_pages_name_every_command_and_option_and_no_other(self):
-        for program, page in self.pages.items():
+        for program in ("ZQMHelper", "zephlon"):
+            page = (self.prefix / f"share/man/man1/{program}.1").read_text()
             general, *sections = re.split(r"^\.S[sh] (?=[a-z])", page, flags=re.MULTILINE)
-            self.assertEqual(names(r"(?:^\.It|,) Fl -([a-z-]+)", general),
-                             {option[2:] for option in self.options((program,))}, program)
+            self.assertEqual(names(r"(?:^\.It|,) Fl (-[a-z-]+)", general),
+                             {option[1:] for option in self.options((program,))}, program)
             self.assertEqual({section.split()[0] for section in sections}, self.subcommands((program,)))
             for section in sections:
                 section = section.partition("\n.Sh ")[0]
                 words = (program, section.split()[0])
-                below = [other for other in self.helps if other[:2] == words]
-                options = set().union(*map(self.options, below)) - {"--help"}
-                self.assertEqual({"--" + name for name in names(r"\bFl -([a-z-]+)", section)}, options, words)
+                options = set().union(*(self.options(other) for other in self.helps if other[:2] == words)) - {"--help"}
+                self.assertEqual(names(r"\bFl (-[a-z-]+)", section), {option[1:] for option in options}, words)
                 self.assertEqual(names(r"^\.It Cm (\w+)", section), self.subcommands(words), words)
 
     def completions(self, shell, words):
@@ -71,27 +66,23 @@ class PackagingTest(unittest.TestCase):
         if shell == "bash":
             script = 'source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _zephlon "$1" "${!#}"; ' \
                      'printf "%s\\n" "${COMPREPLY[@]}"'
-            text = output("bash", "-c", script, "bash", share / "bash-completion/completions" / words[0], *words,
-                          env=self.environment)
+            command = ("bash", "-c", script, "bash", share / "bash-completion/completions" / words[0], *words)
         else:
-            text = output("fish", "--no-config", "-c", 'source $argv[1]; complete -C "$argv[2]"',
-                          share / f"fish/vendor_completions.d/{words[0]}.fish", " ".join(words), env=self.environment)
-        return {line.partition("\t")[0] for line in text.splitlines()}
+            command = ("fish", "--no-config", "-c", 'source $argv[1]; complete -C "$argv[2]"',
+                       share / f"fish/vendor_completions.d/{words[0]}.fish", " ".join(words))
+        return {line.partition("\t")[0] for line in output(*command, env=self.environment).splitlines()}
 
     def test_completions_offer_what_the_programs_know(self):
         for shell in filter(shutil.which, ("bash", "fish")):
-            for words in self.helps:
-                self.assertEqual(self.completions(shell, (*words, "--")), self.completable(words), (shell, words))
-                if self.subcommands(words):
-                    self.assertEqual(self.completions(shell, (*words, "")), self.subcommands(words), (shell, words))
-            categories = {"cpu", "gpu", "memory", "disk", "network", "power"}
-            for words, expected in ((("zephlon", "top", ""), categories), (("zephlon", "top", "me"), {"memory"}),
-                                    (("zephlon", "--port", "5", "top", "--count", "2", "g"), {"gpu"}),
-                                    (("zephlon", "top", "cpu", "--c"), {"--count"}),
-                                    (("zephlon", "top", "cpu", ""), self.completable(("zephlon", "top"))),
-                                    (("ZQMHelper", "--root", f"{self.prefix}/bi"),
-                                     {f"{self.prefix}/bin" + ("/" if shell == "fish" else "")})):
-                self.assertEqual(self.completions(shell, words), expected, (shell, words))
+            expected = {(*words, "--"): self.completable(words) for words in self.helps}
+            expected |= {(*words, ""): self.subcommands(words) for words in self.helps if self.subcommands(words)}
+            expected |= {("zephlon", "top", "me"): {"memory"}, ("zephlon", "top", "cpu", "--c"): {"--count"},
+                         ("zephlon", "--port", "5", "top", "--count", "2", "g"): {"gpu"},
+                         ("zephlon", "top", "cpu", ""): self.completable(("zephlon", "top")),
+                         ("ZQMHelper", "--root", f"{self.prefix}/bi"):
+                             {f"{self.prefix}/bin" + ("/" if shell == "fish" else "")}}
+            for words, offered in expected.items():
+                self.assertEqual(self.completions(shell, words), offered, (shell, words))
 
     @unittest.skipUnless(shutil.which("zsh"), "no zsh")
     def test_completes_in_zsh(self):
@@ -99,24 +90,21 @@ class PackagingTest(unittest.TestCase):
         if pid == 0:
             os.execvpe("zsh", ["zsh", "-f", "-i"], dict(self.environment, PS1="%% "))
         self.addCleanup(lambda: (os.close(terminal), os.waitpid(pid, 0)))
-
-        def answer(text, expected):
-            os.write(terminal, text.encode())
+        for typed, expected in ((f"stty cols 200; fpath=({self.prefix}/share/zsh/site-functions $fpath); "
+                                 "autoload -Uz compinit; compinit -u -D; echo rea''dy\n", "ready"),
+                                ("zephlon diag\t--se\t", "--send "), ("zephlon top --port 5 me\t", "memory "),
+                                ("ZQMHelper --so\t", "--sources "), (f"ZQMHelper --root={self.prefix}/bi\t", "/bin/")):
+            os.write(terminal, typed.encode())
             shown = ""
             while expected not in shown:
-                self.assertTrue(select.select([terminal], [], [], PATIENCE)[0], f"{text!r} showed {shown!r}")
+                self.assertTrue(select.select([terminal], [], [], PATIENCE)[0], f"{typed!r} showed {shown!r}")
                 shown += os.read(terminal, 65536).decode(errors="replace")
-        answer(f"stty cols 200; fpath=({self.prefix}/share/zsh/site-functions $fpath); autoload -Uz compinit; "
-               "compinit -u -D; echo rea''dy\n", "ready")
-        for typed, expected in (("zephlon diag\t--se\t", "--send "), ("zephlon top --port 5 me\t", "memory "),
-                                ("ZQMHelper --so\t", "--sources "), (f"ZQMHelper --root={self.prefix}/bi\t", "/bin/")):
-            answer(typed, expected)
             os.write(terminal, b"\x15")  # clears the line
 
     def test_units_start_the_programs_that_were_installed_with_them(self):
         units = list((self.prefix / "share/systemd/user").iterdir())
         self.assertEqual({re.search(r"^ExecStart=(\S+)", unit.read_text(), re.MULTILINE)[1] for unit in units},
-                         {f"{self.prefix}/bin/{program}" for program in self.pages})
+                         {f"{self.prefix}/bin/{program}" for program in ("ZQMHelper", "zephlon")})
         if shutil.which("systemd-analyze"):
             result = subprocess.run(["systemd-analyze", "verify", "--user", "--man=no", *units], text=True,
                                     env=self.environment, capture_output=True, timeout=PATIENCE)
@@ -124,4 +112,4 @@ class PackagingTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    unittest.main()

@@ -4,16 +4,15 @@ import pathlib
 import re
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
-import time
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-BUILD = ROOT / "build" / "release"
-CONTAINER = "Q4T7LWX2PN.xyz.tallvek.Zephlon"
-PATIENCE = 30  # seconds; only ever waited out when something is wrong
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent.parent / "tests"))
+sys.dont_write_bytecode = True
+
+from harness import BUILD, CONTAINER, PATIENCE, ROOT, exchange, free_port, until  # noqa: E402, F401
+
 PATH = os.environ["PATH"] + ":/usr/sbin:/sbin"  # an ordinary user's has no place for servers
 
 
@@ -27,12 +26,6 @@ def end_in_order():
         raise SystemExit(128 + number)
     for number in numbers:
         signal.signal(number, leave)
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 def stat_fields(pid):
@@ -83,30 +76,22 @@ class Program:
         return bool(self.get())
 
     def wait_until_serving(self):
-        deadline = time.monotonic() + PATIENCE
-        while time.monotonic() < deadline and self.process.poll() is None:
-            try:
-                if self.is_serving():
-                    return
-            except OSError:
-                pass
-            time.sleep(0.05)
-        raise SystemExit(f"{self.name} does not answer")
+        def serves():
+            if self.process.poll() is not None:
+                raise SystemExit(f"{self.name} has ended")
+            return self.is_serving()
+        until(serves, f"{self.name} does not answer")
 
     def exchange(self, path=None):
         """One request on a connection of its own; the whole reply."""
         request = f"GET {path or self.path} HTTP/1.1\r\nHost: 127.0.0.1\r\n{self.headers}Connection: close\r\n\r\n"
-        with socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE) as client:
-            client.sendall(request.encode())
-            reply = bytearray()
-            while piece := client.recv(1 << 20):
-                reply += piece
+        reply = exchange(self.port, request.encode())
         if reply[9:12] != b"200":
-            raise ConnectionError(f"{self.name} answered {bytes(reply[:80])!r}")
+            raise ConnectionError(f"{self.name} answered {reply[:80]!r}")
         return reply
 
     def get(self, path=None):
-        return bytes(self.exchange(path).partition(b"\r\n\r\n")[2])
+        return self.exchange(path).partition(b"\r\n\r\n")[2]
 
     def members(self):
         """Every process of the session, by id."""

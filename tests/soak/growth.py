@@ -5,8 +5,10 @@ import json
 import time
 
 import tls_server
-from soak.clients import forked, latencies, ok, percentile99
-from soak.helper import PATIENCE, Broken, Helper, connect, exchange, quiet_machine
+from harness import PATIENCE, Broken, connect, exchange
+from soak.clients import answer, forked, running, slowest
+from soak.footprint import memory as memory_of
+from soak.footprint import quiet_machine
 
 INTERVAL = 0.01
 UPLOAD = b"POST /api/diagnostics/report HTTP/1.1\r\n\r\n"
@@ -25,17 +27,17 @@ class Host(tls_server.Connection):
             name, _, value = line.partition(b":")
             length = int(value) if name.lower() == b"content-length" else length
         report = self.rfile.read(length)
-        if request.startswith(b"GET / "):
-            self.count(self.lookups)
-            time.sleep(self.pause.value)
-            self.answer(200, FACTS)
-        elif request.startswith(b"POST /api/diagnostics ") and report.startswith(b"=== Zephlon Diagnostics ==="):
-            self.count(self.uploads)
-            self.answer(200) if not self.stalled.value else self.wait_for_client_to_leave()
-
-    def count(self, counter):
+        is_report = request.startswith(b"POST /api/diagnostics ") and report.startswith(b"=== Zephlon Diagnostics ===")
+        counter = self.uploads if is_report else self.lookups
         with counter.get_lock():
             counter.value += 1
+        if not is_report:
+            time.sleep(self.pause.value)
+            self.answer(200, FACTS)
+        elif self.stalled.value:
+            self.wait_for_client_to_leave()
+        else:
+            self.answer(200)
 
 
 @contextlib.contextmanager
@@ -47,15 +49,10 @@ def host(folder):
     for shared in (Host.lookups, Host.uploads, Host.stalled, Host.pause):
         shared.value = 0
     server = tls_server.Server(certificate, Host)
-    process = forked.Process(target=server.serve_forever, daemon=True)
-    process.start()
     name = f"127.0.0.1:{server.server_address[1]}"
-    server.server_close()
-    try:
+    with running(server.serve_forever):
+        server.server_close()
         yield {"ZQM_CA_FILE": authority + ".pem", "ZQM_GEOLOCATION_HOST": name, "ZQM_COLLECTION_HOST": name}
-    finally:
-        process.kill()
-        process.join()
 
 
 def wait_for(counter, count):
@@ -65,7 +62,7 @@ def wait_for(counter, count):
         if counter.value != last:
             last, deadline = counter.value, time.monotonic() + PATIENCE
         elif time.monotonic() > deadline:
-            raise Broken(f"only {last} of {count} lookups")
+            raise Broken(f"only {last} of {count} have come")
         time.sleep(0.1)
 
 
@@ -77,55 +74,50 @@ def lookups(run):
     readings = on_and_off * (count // 20) + [{"HTTPEnable": 0}] * int(8 / INTERVAL) + on_and_off * (count * 9 // 20)
     machine = run.home("machine") / "machine.json"
     machine.write_text(json.dumps({"systemFacts": {"proxySettings": {"list": readings}}}))
-    with host(run.folder) as environment:
-        with Helper(run.program, run.home(), "--machine", machine, interval=INTERVAL, **environment) as helper:
+    with host(run.folder) as variables:
+        with run.helper("--machine", machine, interval=INTERVAL, variables=variables) as helper:
             Host.pause.value = 0.1  # as many at once as there can ever be
             wait_for(Host.lookups, count // 10)
             Host.pause.value = 0
-            early = helper.footprint()
-            if Host.lookups.value > count // 10 + 1:
-                raise Broken("no pause for the first footprint")
-            wait_for(Host.lookups, count)
+            with run.no_growth(helper):
+                if Host.lookups.value > count // 10 + 1:
+                    raise Broken("no pause for the first footprint")
+                wait_for(Host.lookups, count)
             run.note(f"{Host.lookups.value} lookups")
-            run.check_growth(early, helper.footprint())
             if helper.server.snapshot()["ip"]["publicIP"] != "192.0.2.7":
                 raise Broken("the public address is not the last reply's")
 
 
 def upload(server, count):
     with concurrent.futures.ThreadPoolExecutor(8) as clients:
-        for answer in clients.map(lambda _: exchange(server.port, UPLOAD), range(count)):
-            if answer != ok(b'{"status":"sent"}'):
-                raise Broken(f"a report got {answer!r}")
+        for given in clients.map(lambda _: exchange(server.port, UPLOAD), range(count)):
+            if given != answer(b'{"status":"sent"}'):
+                raise Broken(f"a report got {given!r}")
 
 
 def uploads(run):
     """Reports, eight at a time."""
     early, late = run.amount((100, 900), (50, 50))
-    root = quiet_machine(run.folder)
-    with host(run.folder) as environment, Helper(run.program, run.home(), "--root", root, **environment) as helper:
-        upload(helper.server, early)
-        before = helper.footprint()
-        upload(helper.server, late)
-        run.note(f"{Host.uploads.value} uploads")
-        run.check_growth(before, helper.footprint())
+    with host(run.folder) as variables:
+        with run.helper("--root", quiet_machine(run.folder), variables=variables) as helper:
+            upload(helper.server, early)
+            with run.no_growth(helper):
+                upload(helper.server, late)
+            run.note(f"{Host.uploads.value} uploads")
 
 
 def stalls(run):
     """Ping and snapshot beside 200 reports that the collection host takes without answering."""
     def measure():
-        return {path: percentile99(latencies(helper.server, path, run.amount(1000, 100), 0.002)) * 1000
-                for path in ("/api/ping", "/api/snapshot")}
+        return {path: slowest(helper.server, path, run.amount(1000, 100), 0.002) for path in ("/api/ping", "/api/snapshot")}
 
-    with host(run.folder) as environment, Helper(run.program, run.home(), **environment) as helper:
+    with host(run.folder) as variables, run.helper(variables=variables) as helper, contextlib.ExitStack() as clients:
         Host.stalled.value = 1
         without = measure()
-        with contextlib.ExitStack() as clients:
-            for _ in range(200):
-                clients.enter_context(connect(helper.server.port)).sendall(UPLOAD)
-            wait_for(Host.uploads, 1)
-            beside = measure()
-        for path, time_ in beside.items():
+        for _ in range(200):
+            clients.enter_context(connect(helper.server.port)).sendall(UPLOAD)
+        wait_for(Host.uploads, 1)
+        for path, time_ in measure().items():
             run.note(f"{path} p99 without {without[path]:.2f} ms")
             run.check("beside", time_, max(50 * run.slowness, 2 * without[path]), " ms")
 
@@ -134,14 +126,14 @@ def memory(run):
     """PSS without hosts, and with both once they have been asked."""
     if run.preset != "release":
         return run.note("says nothing of a sanitized helper")
-    with Helper(run.program, run.home()) as helper:
+    with run.helper() as helper:
         time.sleep(run.amount(30, 5))
-        run.check("without hosts", helper.memory("Pss") / 1024, 5, " MiB")
-    with host(run.folder) as environment, Helper(run.program, run.home("asking"), **environment) as helper:
+        run.check("without hosts", memory_of(helper, "Pss") / 1024, 5, " MiB")
+    with host(run.folder) as variables, run.helper(variables=variables) as helper:
         upload(helper.server, 3)
         wait_for(Host.lookups, 1)
         time.sleep(run.amount(30, 5))
-        run.check("with both", helper.memory("Pss") / 1024, 8, " MiB")
+        run.check("with both", memory_of(helper, "Pss") / 1024, 8, " MiB")
 
 
 SCENARIOS = [lookups, uploads, stalls, memory]
