@@ -4,18 +4,16 @@
 #include <ctime>
 #include <string>
 
+#include "Support/UnitText.h"
 #include "ZQMHelper/Shared/Metrics.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
 
-/// Figures as people read them: three significant digits where there is a choice of prefix, a unit always.
+/// What the user's preferences and the snapshot's meaning add to the figures' texts.
 namespace zqm {
 
 std::string percentText(double fraction);               // "7%"
-std::string bytesText(double bytes);                    // "15.9 GiB", powers of 1024
-std::string rateText(double bytesPerSecond);            // "1.24 MB/s", powers of 1000 as networks and drives are sold
 std::string frequencyText(double megahertz, FreqUnit);  // "3.20 GHz", "3204 MHz"
 std::string temperatureText(double celsius, TempUnit);  // "41 °C", "106 °F", "314 K"
-std::string wattsText(double watts);                    // "12.5 W"
 std::string durationText(std::int64_t minutes);         // "2:05"
 
 /// An instant in the user's time zone, and its text in strftime's format.

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <vector>
 
 #include "Platform/Machine/SourceReport.h"
 #include "Platform/Process/Clock.h"
+#include "Support/UnitText.h"
 #include "ZQMHelper/Shared/BatteryReader.h"
 #include "ZQMHelper/Shared/CPUReader.h"
 #include "ZQMHelper/Shared/DiskReader.h"
@@ -78,33 +78,17 @@ private:
 
 // Figures as a person reads them.
 
-std::string fixed(double value, int decimals) {
-    std::array<char, 400> buffer;  // the largest double has 309 digits
-    const auto end =
-        std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::fixed, decimals);
-    return {buffer.data(), end.ptr};
-}
-
-std::string bytes(double value) {
-    static constexpr std::array<const char*, 5> units{" B", " KiB", " MiB", " GiB", " TiB"};
-    std::size_t unit = 0;
-    for (; value >= 1024 && unit + 1 < units.size(); ++unit) value /= 1024;
-    return fixed(value, unit == 0 ? 0 : 1) + units[unit];
-}
-std::string bytes(std::uint64_t value) {
-    return bytes(static_cast<double>(value));
+std::string bytes(std::uint64_t count) {
+    return bytesText(static_cast<double>(count));
 }
 std::string percent(double fraction) {
-    return fixed(fraction * 100, 1) + " %";
-}
-std::string watts(double value) {
-    return fixed(value, 2) + " W";
+    return fixedText(fraction * 100, 1, " %");
 }
 std::string celsius(double value) {
-    return value > 0 ? fixed(value, 1) + " °C" : "";
+    return value > 0 ? fixedText(value, 1, " °C") : "";
 }
 std::string megahertz(double value, double highest) {
-    return fixed(value, 0) + (highest > 0 ? " of " + fixed(highest, 0) : "") + " MHz";
+    return fixedText(value, 0, "") + (highest > 0 ? fixedText(highest, 0, " MHz").insert(0, " of ") : " MHz");
 }
 
 std::string coreKinds(const Readings& now) {
@@ -143,8 +127,8 @@ std::string coreFrequencies(const Readings& now) {
     if (cores.empty()) return "";
     const auto [least, most] = std::minmax_element(
         cores.begin(), cores.end(), [](const auto& left, const auto& right) { return left.second < right.second; });
-    return std::to_string(cores.size()) + (cores.size() == 1 ? " core, " : " cores, ") + fixed(least->second, 0) +
-           " to " + fixed(most->second, 0) + " MHz";
+    return std::to_string(cores.size()) + (cores.size() == 1 ? " core, " : " cores, ") +
+           fixedText(least->second, 0, " to ") + fixedText(most->second, 0, " MHz");
 }
 
 std::string gpuFrequency(const Readings& now) {
@@ -159,11 +143,11 @@ std::string battery(const Readings& now) {
            (battery.isCharging  ? " charging, "
             : battery.onACPower ? " idle, "
                                 : " in use, ") +
-           watts(battery.powerWatts) + ", health " + percent(battery.health);
+           wattsText(battery.powerWatts) + ", health " + percent(battery.health);
 }
 
 std::string adapter(const Readings& now) {
-    if (now.battery.adapterWatts > 0) return fixed(now.battery.adapterWatts, 0) + " W";
+    if (now.battery.adapterWatts > 0) return fixedText(now.battery.adapterWatts, 0, " W");
     return now.battery.onACPower ? "connected" : "";
 }
 
@@ -190,24 +174,23 @@ constexpr Row rows[]{
     {MetricFamily::memoryPressure, Source::memory, pressure},
     {MetricFamily::network, Source::network,
      [](const Readings& now) {
-         return "in " + bytes(now.network.downloadBytesPerSecond) + "/s, out " +
-                bytes(now.network.uploadBytesPerSecond) + "/s";
+         return "in " + rateText(now.network.downloadBytesPerSecond) + ", out " +
+                rateText(now.network.uploadBytesPerSecond);
      }},
     {MetricFamily::disk, Source::disk,
      [](const Readings& now) {
-         return "read " + bytes(now.disk.readBytesPerSecond) + "/s, written " + bytes(now.disk.writeBytesPerSecond) +
-                "/s";
+         return "read " + rateText(now.disk.readBytesPerSecond) + ", written " + rateText(now.disk.writeBytesPerSecond);
      }},
     {MetricFamily::gpuUtilization, Source::gpu, [](const Readings& now) { return percent(now.gpu.utilization); }},
     {MetricFamily::gpuFrequency, Source::frequency, gpuFrequency},
     {MetricFamily::cpuFrequency, Source::frequency, clusterFrequencies},
     {MetricFamily::coreFrequency, Source::frequency, coreFrequencies},
-    {MetricFamily::cpuPower, Source::power, [](const Readings& now) { return watts(now.power.cpuWatts); }},
-    {MetricFamily::gpuPower, Source::power, [](const Readings& now) { return watts(now.power.gpuWatts); }},
-    {MetricFamily::anePower, Source::power, [](const Readings& now) { return watts(now.power.aneWatts); }},
-    {MetricFamily::dramPower, Source::power, [](const Readings& now) { return watts(now.power.dramWatts); }},
-    {MetricFamily::systemPower, Source::power, [](const Readings& now) { return watts(now.power.systemWatts); }},
-    {MetricFamily::displayPower, Source::power, [](const Readings& now) { return watts(now.power.displayWatts); }},
+    {MetricFamily::cpuPower, Source::power, [](const Readings& now) { return wattsText(now.power.cpuWatts); }},
+    {MetricFamily::gpuPower, Source::power, [](const Readings& now) { return wattsText(now.power.gpuWatts); }},
+    {MetricFamily::anePower, Source::power, [](const Readings& now) { return wattsText(now.power.aneWatts); }},
+    {MetricFamily::dramPower, Source::power, [](const Readings& now) { return wattsText(now.power.dramWatts); }},
+    {MetricFamily::systemPower, Source::power, [](const Readings& now) { return wattsText(now.power.systemWatts); }},
+    {MetricFamily::displayPower, Source::power, [](const Readings& now) { return wattsText(now.power.displayWatts); }},
     {MetricFamily::cpuTemperature, Source::temperature,
      [](const Readings& now) { return celsius(now.temperature.cpu); }},
     {MetricFamily::gpuTemperature, Source::temperature,
@@ -230,7 +213,7 @@ Cells cells(const Row& row, const Readings& now, const SourceDescription& source
         value = "no reading";
     }
     const Seconds took = now.took[static_cast<std::size_t>(row.source)];
-    return {std::string(rawValue(row.family)), std::move(value), fixed(took.count() * 1000, 2) + " ms",
+    return {std::string(rawValue(row.family)), std::move(value), fixedText(took.count() * 1000, 2, " ms"),
             std::move(where)};
 }
 

@@ -95,12 +95,12 @@ TEST_F(Report, TellsEachFamilysValueAndSource) {
     EXPECT_EQ(read[1], "cpu usage        12.5 % of 2 processors       0.00 ms  described: hostStatistics/processors");
     EXPECT_EQ(read[2], "core kinds       1 efficiency, 1 performance  0.00 ms  described: registry/AppleARMPE");
     EXPECT_EQ(read[3],
-              "memory           1.5 GiB of 4.0 GiB           0.00 ms  described: hostStatistics/virtualMemory");
+              "memory           1.50 GiB of 4.00 GiB         0.00 ms  described: hostStatistics/virtualMemory");
     EXPECT_EQ(read[4],
               "swap             absent                       0.00 ms  described: sysctl/vm.swapusage: not in the "
               "description");
     EXPECT_THAT(read[5], HasSubstr("  warning  "));
-    EXPECT_THAT(read[6], HasSubstr("  in 2.5 KiB/s, out 31 B/s  "));
+    EXPECT_THAT(read[6], HasSubstr("  in 2.56 kB/s, out 31 B/s  "));
     EXPECT_THAT(read[7], HasSubstr("  read 0 B/s, written 0 B/s  "));  // the source is there, its reading fails
     EXPECT_THAT(read[8], HasSubstr("  absent  "));
 }
