@@ -51,8 +51,7 @@ Figure cpuFreq(const SystemSnapshot& snapshot, const SettingsStore& settings) {
 
 Figure gpuUsage(const SystemSnapshot& snapshot, const SettingsStore& settings) {
     const GPUMetrics& gpu = snapshot.gpu;
-    const bool isThere = gpu.utilization > 0 || gpu.frequencyMHz > 0 || gpu.maxFrequencyMHz > 0 || gpu.temperatureC > 0;
-    if (!isThere) return std::nullopt;
+    if (!hasGraphics(gpu)) return std::nullopt;
     return BarFigure{percentText(gpu.utilization),
                      {{"utilization", gpu.utilization}},
                      gpu.utilization,

@@ -98,7 +98,7 @@ void addMemory(Report& report, const MemoryMetrics& memory) {
 }
 
 void addGraphics(Report& report, const GPUMetrics& gpu, const SettingsStore& settings) {
-    if (gpu.utilization <= 0 && gpu.frequencyMHz <= 0 && gpu.maxFrequencyMHz <= 0 && gpu.temperatureC <= 0) return;
+    if (!hasGraphics(gpu)) return;
     report.line("GPU", report.figure(gpu.utilization, percentText(gpu.utilization)),
                 joined({gpu.frequencyMHz > 0 ? frequencyText(gpu.frequencyMHz, settings.freqUnit()) : "",
                         gpu.temperatureC > 0 ? temperatureText(gpu.temperatureC, settings.tempUnit()) : ""}));

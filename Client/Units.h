@@ -25,6 +25,11 @@ inline double wholeWatts(const PowerMetrics& power) {
     return power.systemWatts > 0 ? power.systemWatts : power.totalWatts;
 }
 
+/// Whether there is a GPU to tell of. Its temperature proves nothing: without one it is the processor's.
+inline bool hasGraphics(const GPUMetrics& gpu) {
+    return gpu.utilization > 0 || gpu.frequencyMHz > 0 || gpu.maxFrequencyMHz > 0;
+}
+
 /// How full something is, 0–1, from which on a person is warned.
 constexpr double warningFrom = 0.6;
 constexpr double criticalFrom = 0.85;

@@ -32,7 +32,7 @@ void History::add(const SystemSnapshot& snapshot) {
     put(Quantity::load, snapshot.load.value);
     put(Quantity::cpu, snapshot.cpu.totalUsage);
     put(Quantity::memory, total > 0 ? used / total : 0);
-    put(Quantity::gpu, gpu.utilization, gpu.utilization > 0 || gpu.maxFrequencyMHz > 0 || gpu.frequencyMHz > 0);
+    put(Quantity::gpu, gpu.utilization, hasGraphics(gpu));
     put(Quantity::download, snapshot.network.downloadBytesPerSecond);
     put(Quantity::upload, snapshot.network.uploadBytesPerSecond);
     put(Quantity::read, snapshot.disk.readBytesPerSecond);
