@@ -1,0 +1,36 @@
+#include "Client/Commands/Commands.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include "Client/Terminal.h"
+#include "Platform/Posix/PosixFiles.h"
+
+namespace zqm {
+
+ExitStatus complain(std::string message, ExitStatus status) {
+    std::replace(message.begin(), message.end(), '\n', ' ');
+    std::fprintf(stderr, "zephlon: %s\n", printable(message).c_str());
+    return status;
+}
+
+ExitStatus cannotWrite() {
+    return errno == EPIPE ? ExitStatus::failure : complain("cannot write the output", ExitStatus::failure);
+}
+
+ExitStatus printed(const std::string& text) {
+    return printOut(text) ? ExitStatus::success : cannotWrite();
+}
+
+JsonUserDefaults& userDefaults() {
+    static PosixFiles files;
+    static JsonUserDefaults defaults(files, JsonUserDefaults::standardFile());
+    return defaults;
+}
+
+std::shared_ptr<SettingsStore> readSettings() {
+    return std::make_shared<SettingsStore>(userDefaults());
+}
+
+}  // namespace zqm

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Client/ExitStatus.h"
+#include "Platform/Posix/JsonUserDefaults.h"
+#include "ZQMHelper/Shared/SettingsStore.h"
+
+namespace CLI {
+class App;
+}
+
+/// The commands of `zephlon`: each is declared to the parser of the command line, and leaves in the invocation what to
+/// do when it was the one asked for. Main thread only.
+namespace zqm {
+
+/// What the command line asked for.
+struct Invocation {
+    std::uint16_t port = 18932;
+    std::function<ExitStatus()> command;
+};
+
+void declareStatus(CLI::App& app, Invocation& invocation);
+void declareTop(CLI::App& app, Invocation& invocation);
+void declareDiagnostics(CLI::App& app, Invocation& invocation);
+void declareBar(CLI::App& app, Invocation& invocation);
+void declareDefaults(CLI::App& app, Invocation& invocation);
+void declareMetrics(CLI::App& app, Invocation& invocation);
+void declareExporter(CLI::App& app, Invocation& invocation);
+void declareWatch(CLI::App& app, Invocation& invocation);
+
+// What they share.
+
+/// One line on standard error, whatever the message holds; returns `status`.
+ExitStatus complain(std::string message, ExitStatus status);
+
+/// Says that `place` cannot be written, unless it is a reader that has seen enough, as `head`.
+ExitStatus cannotWrite();
+
+/// Prints the text, or says that it cannot.
+ExitStatus printed(const std::string& text);
+
+JsonUserDefaults& userDefaults();
+
+/// The user's preferences as the helper would read them at its next start.
+std::shared_ptr<SettingsStore> readSettings();
+
+}  // namespace zqm
