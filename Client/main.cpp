@@ -23,6 +23,7 @@ int run(int argc, char** argv) {
     declareStatus(app, invocation);
     declareTop(app, invocation);
     declareDiagnostics(app, invocation);
+    declareSources(app, invocation);
     declareBar(app, invocation);
     declareDefaults(app, invocation);
     declareMetrics(app, invocation);

@@ -6,7 +6,7 @@ import shutil
 import subprocess
 import unittest
 
-from harness import BUILD, PATIENCE, ROOT, FakeServer, ProgramTest, ok
+from harness import BUILD, HELPER, PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, ok
 
 
 class ZephlonTest(ProgramTest):
@@ -63,6 +63,30 @@ class ZephlonTest(ProgramTest):
     def test_does_not_send_the_report_without_a_host(self):
         self.start_helper().wait_until_serving()
         self.assertIn("invalid url", self.zephlon("diagnostics", "--send", status=1))
+
+    def test_tells_where_each_figure_comes_from(self):
+        table = r"\Afamily +value +time +source\ncpu usage +.* of \d+ processors +\d+\.\d\d ms  .+\n(.+\n)*"
+        report = r"=== Zephlon Diagnostics ===\n"
+        self.start_machine("laptop-third-kind")
+        self.assertRegex(self.zephlon("sources"), table + r"\Z")
+        self.assertRegex(self.zephlon("diagnostics"), table + r"\n" + report)
+        lonely = self.home / "bin" / "zephlon"
+        lonely.parent.mkdir()
+        shutil.copy(ZEPHLON, lonely)
+
+        def run(command, path):
+            environment = dict(self.environment, PATH=f"/nowhere:{path}")
+            done = subprocess.run([lonely, "--port", str(self.port), command], env=environment, capture_output=True, text=True)
+            return done.returncode, done.stdout, done.stderr
+        complaint = "zephlon: there is no ZQMHelper beside zephlon or on PATH; install it with zephlon or extend PATH\n"
+        self.assertEqual(run("sources", "/usr"), (1, "", complaint))
+        self.assertRegex(run("diagnostics", "/usr")[1], r"\A\n" + report)
+        self.assertRegex(run("sources", HELPER.parent)[1], table + r"\Z")
+        beside = lonely.with_name("ZQMHelper")
+        beside.write_text("#!/bin/sh\n")
+        beside.chmod(0o755)
+        complaint = f"zephlon: {beside} --sources prints no table; run it by hand to see why\n"
+        self.assertEqual(run("sources", HELPER.parent), (1, "", complaint))
 
 
 if __name__ == "__main__":

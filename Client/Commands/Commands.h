@@ -26,6 +26,7 @@ struct Invocation {
 void declareStatus(CLI::App& app, Invocation& invocation);
 void declareTop(CLI::App& app, Invocation& invocation);
 void declareDiagnostics(CLI::App& app, Invocation& invocation);
+void declareSources(CLI::App& app, Invocation& invocation);
 void declareBar(CLI::App& app, Invocation& invocation);
 void declareDefaults(CLI::App& app, Invocation& invocation);
 void declareMetrics(CLI::App& app, Invocation& invocation);

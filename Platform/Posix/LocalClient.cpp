@@ -11,12 +11,20 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <utility>
+
+#if defined(__APPLE__)
+#include <mach-o/dyld.h>
+#endif
 
 #include "Platform/Posix/Descriptor.h"
 #include "Platform/Posix/Problem.h"
 #include "Platform/Posix/UserDirectories.h"
+#include "Support/Text.h"
 
 namespace zqm {
 namespace {
@@ -87,6 +95,24 @@ OwnFile refused(std::string problem, bool isMissing = false) {
     return {std::nullopt, std::move(problem), isMissing};
 }
 
+/// The file that this process runs; empty when the system does not tell.
+std::filesystem::path ownExecutable() {
+    std::error_code ignored;
+#if defined(__APPLE__)
+    std::array<char, 4096> path{};
+    std::uint32_t size = path.size();
+    if (::_NSGetExecutablePath(path.data(), &size) != 0) return {};
+    return std::filesystem::canonical(path.data(), ignored);
+#else
+    return std::filesystem::read_symlink("/proc/self/exe", ignored);
+#endif
+}
+
+bool isProgram(const std::filesystem::path& file) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(file, ignored) && ::access(file.c_str(), X_OK) == 0;
+}
+
 }  // namespace
 
 LocalReply askLoopback(std::uint16_t port, std::string_view request, Seconds time, std::size_t mostBytes) {
@@ -116,6 +142,18 @@ OwnFile readOwnFile(const std::string& file) {
     const auto count = ::read(opened.get(), block.data(), block.size());
     if (count < 0) return refused(problemWith(file, errno));
     return {std::string(block.data(), static_cast<std::size_t>(count)), {}, false};
+}
+
+std::optional<std::string> findProgram(std::string_view name) {
+    const auto beside = ownExecutable().replace_filename(name);
+    if (beside.is_absolute() && isProgram(beside)) return beside.string();
+    const char* variable = std::getenv("PATH");
+    std::string_view folders = variable ? variable : "";
+    while (!folders.empty()) {
+        const auto file = std::filesystem::path(takeUntil(folders, ':')) / name;
+        if (file.is_absolute() && isProgram(file)) return file.string();
+    }
+    return std::nullopt;
 }
 
 std::optional<std::string> sharedContainerPath(std::string_view identifier) {

@@ -8,8 +8,9 @@
 
 #include "Platform/Process/Clock.h"
 
-/// What a program of the user's needs to ask the user's helper: one exchange on loopback and the token's file. Free
-/// functions, since nothing branches on them but the command itself. Any thread; never throws but for memory.
+/// What a program of the user's needs to ask the user's helper: one exchange on loopback, the token's file and where
+/// the helper's program lies. Free functions, since nothing branches on them but the command itself. Any thread; never
+/// throws but for memory.
 namespace zqm {
 
 struct LocalReply {
@@ -34,6 +35,10 @@ struct OwnFile {
     bool isMissing = false;
 };
 OwnFile readOwnFile(const std::string& file);
+
+/// The installed program `name`: that beside the program which this process runs, else the first on PATH that may be
+/// run; nullopt when there is none.
+std::optional<std::string> findProgram(std::string_view name);
 
 /// Where the helper keeps what it shares; nullopt when the user has no home. Makes nothing.
 std::optional<std::string> sharedContainerPath(std::string_view identifier);
