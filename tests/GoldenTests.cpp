@@ -1,24 +1,28 @@
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <ostream>
 #include <sstream>
 
+#include "Platform/Linux/LinuxMachine.h"
 #include "ZQMHelper/Shared/DiagnosticsCollector.h"
-#include "ZQMHelper/Shared/MonitorEngine.h"
-#include "tests/fakes/MachinePlatform.h"
+#include "ZQMHelper/SourcesReport.h"
+#include "tests/fakes/EngineSamples.h"
+#include "tests/fakes/TreeText.h"
+#include "tests/fakes/WholeHelper.h"
 
-// The whole snapshot and the diagnostics report of whole machines, compared with texts that a person has reviewed.
-// After an intended change rewrite them with ZQM_UPDATE_GOLDEN=1 and look at what moved.
+// What the helper says of whole machines: described ones (machines/) and Linux ones (tests/machines/, whose form
+// TreeText.h explains). Either the figures that a machine's text gives must come out, or the whole snapshot and what
+// --sources prints are those that a person has reviewed (tests/golden/). After an intended change rewrite the latter
+// with ZQM_UPDATE_GOLDEN=1 and look at what moved.
 
 namespace zqm {
 namespace {
 
 namespace fs = std::filesystem;
+using nlohmann::ordered_json;
 
 std::string contentOf(const fs::path& file) {
     std::ostringstream content;
@@ -27,7 +31,7 @@ std::string contentOf(const fs::path& file) {
 }
 
 /// Twelve significant digits: figures that a person can check, the same on every processor.
-void roundNumbers(nlohmann::ordered_json& value) {
+void roundNumbers(ordered_json& value) {
     if (value.is_structured()) {
         for (auto& member : value) roundNumbers(member);
     } else if (value.is_number_float()) {
@@ -37,75 +41,93 @@ void roundNumbers(nlohmann::ordered_json& value) {
     }
 }
 
-/// One member a line, as the files are kept.
-std::string pretty(std::string_view snapshot) {
-    auto value = nlohmann::ordered_json::parse(snapshot);
-    roundNumbers(value);
-    return value.dump(4) + "\n";
-}
-
-/// The snapshot after two ticks, one second apart.
-std::string secondSnapshot(Machine& machine, FakePlatform& process) {
-    Platform platform = platformOn(machine, process);
-    const ScopedPlatform current(platform);
-    process.userDefaults.numbers["updateInterval"] = 1;
-    const auto engine =
-        std::make_shared<MonitorEngine>(std::make_shared<SettingsStore>(), std::make_shared<SMCBridge>());
-    engine->start();
-    process.loop.runFor(Seconds(2));
-    return pretty(engine->snapshotJSON());
-}
-
-/// The diagnostics report at that time.
-std::string report(Machine& machine, FakePlatform& process) {
-    Platform platform = platformOn(machine, process);
-    return DiagnosticsCollector(std::make_shared<SMCBridge>(platform), platform).collect(false) + "\n";
-}
-
 void expectGolden(const std::string& name, const std::string& actual) {
     const fs::path file = fs::path(ZQM_TEST_DATA) / "golden" / name;
     if (std::getenv("ZQM_UPDATE_GOLDEN")) std::ofstream(file, std::ios::binary) << actual;
     EXPECT_EQ(actual, contentOf(file)) << "see CONTRIBUTING.md, Golden snapshots";
 }
 
-struct Case {
-    fs::path path;
-    std::string testName() const {
-        std::string name = path.stem();
-        std::replace(name.begin(), name.end(), '-', '_');
-        return name;
-    }
-    friend void PrintTo(const Case& printed, std::ostream* out) { *out << printed.path.filename(); }
-};
-
-std::vector<Case> casesIn(const fs::path& folder) {
-    std::vector<Case> cases;
-    for (const auto& entry : fs::directory_iterator(folder)) cases.push_back({entry.path()});
-    return cases;
+/// The snapshot, one member a line, and then, since it takes a second more, where each figure comes from.
+void expectGolden(const std::string& name, WholeHelper& helper) {
+    auto snapshot = ordered_json::parse(helper.snapshot.text());
+    roundNumbers(snapshot);
+    expectGolden(name + ".json", snapshot.dump(4) + "\n");
+    expectGolden(name + ".sources", sourcesReport(helper.platform));
 }
 
-constexpr auto nameOf = [](const auto& parameter) { return parameter.param.testName(); };
+void expectFigures(const std::vector<TreeText::Figure>& figures, const std::string& snapshot) {
+    const auto said = nlohmann::json::parse(snapshot);
+    for (const auto& [path, text] : figures) {
+        std::string steps = "/" + path;
+        std::replace(steps.begin(), steps.end(), '.', '/');
+        const nlohmann::json::json_pointer place(steps);
+        auto expected = nlohmann::json::parse(text, nullptr, false);
+        if (expected.is_discarded()) expected = text;
+        const nlohmann::json actual = said.contains(place) ? said.at(place) : nlohmann::json("is not there");
+        EXPECT_TRUE(isAlike(actual, expected)) << path << " is " << actual << ", not " << expected;
+    }
+}
 
-struct GoldenMachine : testing::TestWithParam<Case> {};
+struct File {
+    fs::path path;
+    friend void PrintTo(const File& printed, std::ostream* out) { *out << printed.path.filename(); }
+};
+
+auto filesIn(const fs::path& folder) {
+    std::vector<File> files;
+    for (const auto& entry : fs::directory_iterator(folder)) files.push_back({entry.path()});
+    return testing::ValuesIn(files);
+}
+
+constexpr auto nameOf = [](const auto& file) {
+    std::string name = file.param.path.stem();
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+};
+
+struct GoldenMachine : testing::TestWithParam<File> {};
 
 TEST_P(GoldenMachine, LooksAsReviewed) {
     FakePlatform process;
     const auto machine = machineOf(DescribedMachine::load(GetParam().path, process.clock));
     const std::string name = GetParam().path.stem();
-    expectGolden(name + ".json", secondSnapshot(*machine, process));
-    expectGolden(name + ".txt", report(*machine, process));
+    {
+        WholeHelper helper(*machine, process);
+        helper.start();
+        process.loop.runFor(Seconds(2));
+        expectGolden(name + ".txt", DiagnosticsCollector(helper.controller, helper.platform).collect(false) + "\n");
+        expectGolden(name, helper);
+    }
     EXPECT_EQ(machine->liveHandles(), 0u);
 }
-INSTANTIATE_TEST_SUITE_P(Golden, GoldenMachine, testing::ValuesIn(casesIn(ZQM_MACHINES)), nameOf);
+INSTANTIATE_TEST_SUITE_P(Golden, GoldenMachine, filesIn(ZQM_MACHINES), nameOf);
 
-struct GoldenTree : testing::TestWithParam<Case> {};
+struct LinuxMachines : testing::TestWithParam<File> {
+    LinuxMachines() { ::setenv("XDG_CONFIG_HOME", "/etc/user", 1); }
+};
 
-TEST_P(GoldenTree, LooksAsReviewed) {
-    FakePlatform process;
-    const auto machine = makeNativeMachine(GetParam().path.native());
-    expectGolden(GetParam().path.stem().string() + ".json", secondSnapshot(*machine, process));
+TEST_P(LinuxMachines, ShowTheirFigures) {
+    for (const auto& [name, moments] : parseTrees(contentOf(GetParam().path))) {
+        SCOPED_TRACE(name);
+        const TemporaryTree tree;
+        writeFiles(tree, moments.front().files);
+        FakePlatform process;
+        process.clock.wallTime = WallTime(Seconds(1763327051));  // samples are taken on whole seconds
+        LinuxMachine machine(tree.root(), process.clock);
+        WholeHelper helper(machine, process);
+        helper.start();
+        process.loop.runFor(Seconds(0.25));  // to look at what a sample says after it was taken
+        std::size_t figures = 0;
+        for (const auto& moment : moments) {
+            writeFiles(tree, moment.files);
+            process.loop.runFor(Seconds(moment.seconds));
+            expectFigures(moment.figures, helper.snapshot.text());
+            figures += moment.figures.size();
+        }
+        if (figures == 0) expectGolden("linux-" + GetParam().path.stem().string(), helper);
+    }
 }
-INSTANTIATE_TEST_SUITE_P(Golden, GoldenTree, testing::ValuesIn(casesIn(fs::path(ZQM_TEST_DATA) / "trees")), nameOf);
+INSTANTIATE_TEST_SUITE_P(Golden, LinuxMachines, filesIn(fs::path(ZQM_TEST_DATA) / "machines"), nameOf);
 
 }  // namespace
 }  // namespace zqm

@@ -117,18 +117,6 @@ TEST_F(LinuxSocketTest, TablesMayBeMalformedOrMissing) {
     EXPECT_EQ(counts(), std::nullopt);
 }
 
-TEST_F(LinuxSocketTest, AHundredThousandSockets) {
-    std::vector<std::uint64_t> inodes;
-    for (std::uint64_t i = 100'000; i > 0; --i) inodes.push_back(i * 10);
-    addTable("tcp", inodes);
-    std::vector<std::string> links;
-    for (const std::uint64_t inode : inodes) {
-        if (inode % 1000 == 0) links.insert(links.end(), {socket(inode), socket(inode + 1)});
-    }
-    addProcess(10, links);
-    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(10, 1000))));
-}
-
 TEST_F(LinuxSocketTest, WhatTakesTooLongIsSpreadOverCalls) {
     addTable("tcp", {1});
     EXPECT_THAT(counts(), Optional(IsEmpty())) << "the first call, which has more time";
@@ -151,18 +139,6 @@ TEST_F(LinuxSocketTest, WhatTakesTooLongIsSpreadOverCalls) {
     EXPECT_THAT(known(), ElementsAre(10, 11, 13));
     clock.perLook = Seconds(0);
     EXPECT_THAT(known(), ElementsAre(10, 11, 12, 13));
-}
-
-TEST_F(LinuxSocketTest, ARefusedProcessIsAskedOnceInItsLife) {
-    addTable("tcp", {1});
-    addProcess(10, {socket(1)});
-    addProcess(11, {socket(1)});
-    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(10, 1), Pair(11, 1))));
-    table.known().find(10)->hidesDescriptors = true;
-    table.known().find(10)->sockets = 0;
-    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(11, 1))));
-    addProcess(10, {socket(1)}, 6);
-    EXPECT_THAT(counts(), Optional(ElementsAre(Pair(10, 1), Pair(11, 1))));
 }
 
 TEST(SocketInodes, OfThisMachineHoldThoseOfThisProcess) {
