@@ -12,9 +12,11 @@
 #include "ZQMHelper/Shared/DiskReader.h"
 #include "ZQMHelper/Shared/FrequencyReader.h"
 #include "ZQMHelper/Shared/GPUReader.h"
+#include "ZQMHelper/Shared/IPReader.h"
 #include "ZQMHelper/Shared/MemoryReader.h"
 #include "ZQMHelper/Shared/NetworkReader.h"
 #include "ZQMHelper/Shared/PowerReader.h"
+#include "ZQMHelper/Shared/ProcessReader.h"
 #include "ZQMHelper/Shared/TemperatureReader.h"
 
 namespace zqm {
@@ -22,7 +24,21 @@ namespace {
 
 constexpr Seconds interval(1);
 
-enum class Source { cpu, kinds, memory, network, disk, gpu, battery, power, frequency, temperature, count };
+enum class Source {
+    cpu,
+    kinds,
+    memory,
+    network,
+    disk,
+    gpu,
+    battery,
+    power,
+    frequency,
+    temperature,
+    address,
+    processes,
+    count
+};
 
 /// One reading of everything, and how long each reader took.
 struct Readings {
@@ -36,6 +52,9 @@ struct Readings {
     PowerMetrics power;
     FrequencyReader::Result frequency;
     TemperatureReader::Result temperature;
+    IPReader::LocalAddresses addresses;
+    IPReader::Proxy proxy;
+    std::array<std::size_t, allCases<ProcessCategory>().size()> ranked{};  // processes in each ranking
     std::array<Seconds, static_cast<std::size_t>(Source::count)> took{};
 };
 
@@ -60,10 +79,24 @@ public:
         timed(Source::power, readings.power, [&] { return power_.sample(); });
         timed(Source::frequency, readings.frequency, [&] { return frequency_.sample(); });
         timed(Source::temperature, readings.temperature, [&] { return temperature_.sample(); });
+        if (readings.power.systemWatts <= 0) readings.power.systemWatts = battery_.drainWatts();
+        timed(Source::address, readings.addresses, [&] { return IPReader::localIPv4(platform_); });
+        readings.proxy = IPReader::detectProxy(platform_, {});
+        timed(Source::processes, readings.ranked, [&] { return rank(); });
         return readings;
     }
 
 private:
+    decltype(Readings::ranked) rank() {
+        processes_->tick();
+        decltype(Readings::ranked) ranked{};
+        for (const ProcessCategory category : allCases<ProcessCategory>()) {
+            constexpr std::size_t all = 100;
+            ranked[static_cast<std::size_t>(category)] = processes_->cached(category, all).size();
+        }
+        return ranked;
+    }
+
     Platform& platform_;
     CPUReader cpu_{platform_};
     MemoryReader memory_{platform_};
@@ -74,6 +107,7 @@ private:
     PowerReader power_{std::make_shared<SMCBridge>(platform_), platform_};
     FrequencyReader frequency_{platform_};
     TemperatureReader temperature_{platform_};
+    std::shared_ptr<ProcessReader> processes_ = std::make_shared<ProcessReader>(platform_);
 };
 
 // Figures as a person reads them.
@@ -133,7 +167,7 @@ std::string coreFrequencies(const Readings& now) {
 
 std::string gpuFrequency(const Readings& now) {
     const double value = now.frequency.gpuMHz > 0 ? now.frequency.gpuMHz : now.gpu.frequencyMHz;
-    return value > 0 ? megahertz(value, now.frequency.gpuMaxMHz) : "";
+    return value > 0 ? megahertz(value, std::max(now.frequency.gpuMaxMHz, now.gpu.maxFrequencyMHz)) : "";
 }
 
 std::string battery(const Readings& now) {
@@ -149,6 +183,13 @@ std::string battery(const Readings& now) {
 std::string adapter(const Readings& now) {
     if (now.battery.adapterWatts > 0) return fixedText(now.battery.adapterWatts, 0, " W");
     return now.battery.onACPower ? "connected" : "";
+}
+
+/// How many processes a ranking holds now; idle ones are in none.
+template <ProcessCategory category>
+std::string ranked(const Readings& now) {
+    const std::size_t count = now.ranked[static_cast<std::size_t>(category)];
+    return count > 0 ? std::to_string(count) + " ranked" : "";
 }
 
 /// A family, the reader that reads it, and its present value; empty: nothing was read.
@@ -182,7 +223,7 @@ constexpr Row rows[]{
          return "read " + rateText(now.disk.readBytesPerSecond) + ", written " + rateText(now.disk.writeBytesPerSecond);
      }},
     {MetricFamily::gpuUtilization, Source::gpu, [](const Readings& now) { return percent(now.gpu.utilization); }},
-    {MetricFamily::gpuFrequency, Source::frequency, gpuFrequency},
+    {MetricFamily::gpuFrequency, Source::gpu, gpuFrequency},
     {MetricFamily::cpuFrequency, Source::frequency, clusterFrequencies},
     {MetricFamily::coreFrequency, Source::frequency, coreFrequencies},
     {MetricFamily::cpuPower, Source::power, [](const Readings& now) { return wattsText(now.power.cpuWatts); }},
@@ -197,6 +238,16 @@ constexpr Row rows[]{
      [](const Readings& now) { return celsius(now.temperature.gpu); }},
     {MetricFamily::battery, Source::battery, battery},
     {MetricFamily::adapter, Source::battery, adapter},
+    {MetricFamily::localAddress, Source::address,
+     [](const Readings& now) { return std::string(now.addresses.physical.empty() ? "" : "known"); }},
+    {MetricFamily::tunnelAddress, Source::address,
+     [](const Readings& now) { return std::string(now.addresses.active.empty() ? "" : "known"); }},
+    {MetricFamily::proxy, Source::address,
+     [](const Readings& now) { return std::string(now.proxy.enabled ? "on" : ""); }},
+    {MetricFamily::processes, Source::processes, ranked<ProcessCategory::cpu>},
+    {MetricFamily::processSockets, Source::processes, ranked<ProcessCategory::network>},
+    {MetricFamily::processDisk, Source::processes, ranked<ProcessCategory::disk>},
+    {MetricFamily::processEnergy, Source::processes, ranked<ProcessCategory::power>},
 };
 static_assert(std::size(rows) == allCases<MetricFamily>().size());
 
@@ -205,6 +256,7 @@ using Cells = std::array<std::string, 4>;  // family, value, time, source
 Cells cells(const Row& row, const Readings& now, const SourceDescription& source) {
     std::string value = row.value(now);
     std::string where = source.place;
+    if (!source.remark.empty()) where += " (" + source.remark + ")";
     // A reading that is no different from none is believed only when there is a source that can be read.
     if (!source.absence.empty() && value == row.value({})) {
         value = "absent";

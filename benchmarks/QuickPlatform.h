@@ -13,8 +13,8 @@ namespace zqm {
 struct QuickPlatform {
     explicit QuickPlatform(const std::string& root = "/") : machine(root, clock) {}
 
-    /// Lets the time pass that lies between the end of a tick, whose readers wait 0.2 s, and the next one.
-    void finishTick() { clock.sleep(Seconds(0.8)); }
+    /// Lets the time pass that lies between the end of a tick and the next one.
+    void finishTick() { clock.sleep(Seconds(1)); }
 
     QuickClock clock;
     PosixServices process;

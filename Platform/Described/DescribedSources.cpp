@@ -37,6 +37,13 @@ constexpr std::pair<MetricFamily, std::string_view> places[]{
     {battery, "/powerSources/sources"},
     {battery, "/registry/AppleSmartBattery"},
     {adapter, "/powerSources/adapter"},
+    {localAddress, "/interfaceAddresses"},
+    {tunnelAddress, "/interfaceAddresses"},
+    {proxy, "/systemFacts/proxySettings"},
+    {processes, "/commands"},
+    {processSockets, "/commands"},
+    {processDisk, "/processes"},
+    {processEnergy, "/processes"},
 };
 
 }  // namespace

@@ -4,55 +4,12 @@
 
 #include <initializer_list>
 
+#include "Platform/Linux/Kernel/Assignments.h"
 #include "Platform/Linux/Kernel/KernelText.h"
-#include "Platform/Linux/Network/ProxyHosts.h"
 #include "Support/Text.h"
 
 namespace zqm {
 namespace {
-
-/// A value as the shell understands it: without the quotes around it and the backslashes that escape.
-std::string unquote(std::string_view value) {
-    const bool isQuoted = value.size() >= 2 && (value[0] == '"' || value[0] == '\'') && value.back() == value[0];
-    if (!isQuoted) return std::string(value);
-    const bool escapes = value[0] == '"';
-    value = value.substr(1, value.size() - 2);
-    std::string text;
-    for (std::size_t i = 0; i < value.size(); ++i) {
-        if (escapes && value[i] == '\\' && i + 1 < value.size()) ++i;
-        text += value[i];
-    }
-    return text;
-}
-
-/// What a file of KEY=VALUE lines says about `key`, the last line counting; below the heading `section`, if one is
-/// given.
-std::optional<std::string> assigned(std::string_view text, std::string_view key, std::string_view section = "") {
-    std::optional<std::string> value;
-    bool isInSection = section.empty();
-    while (!text.empty()) {
-        std::string_view line = trimWhitespace(takeUntil(text, '\n'));
-        if (line.starts_with('[') && !section.empty()) isInSection = line == section;
-        if (line.starts_with("export ")) line = trimWhitespace(line.substr(7));
-        if (!isInSection || !line.starts_with(key) || !line.substr(key.size()).starts_with('=')) continue;
-        value = unquote(trimWhitespace(line.substr(key.size() + 1)));
-    }
-    return value;
-}
-
-/// The proxies of a KDE session, which writes "http://host 8080".
-ProxyHosts desktopProxies(std::string_view text) {
-    constexpr std::string_view section = "[Proxy Settings]";
-    constexpr std::string_view setByHand = "1";
-    if (assigned(text, "ProxyType", section) != setByHand) return {};
-    const auto host = [&](std::string_view key) -> std::optional<std::string> {
-        const std::string value = assigned(text, key, section).value_or("");
-        std::string_view words = value;
-        const auto proxy = parseProxy(takeWord(words));
-        return proxy ? std::optional(proxy->host) : std::nullopt;
-    };
-    return {.http = host("httpProxy"), .https = host("httpsProxy"), .socks = host("socksProxy")};
-}
 
 /// The value of the first "key : value" line; nullopt when there is none.
 std::optional<std::string> lineValue(std::string_view content, std::string_view key) {
@@ -72,36 +29,6 @@ std::optional<std::string> firstText(std::initializer_list<std::optional<std::st
 }
 
 }  // namespace
-
-std::optional<PropertyDictionary> LinuxSystemFacts::proxySettings() {
-    const auto variable = [this](std::string_view name) { return settings_.environment(name); };
-    if (auto proxies = ProxyHosts::ofVariables(variable).dictionary()) return proxies;
-    const MutexLock lock(mutex_);
-    if (fileReading_.isDue(clock_.monotonic())) ofFiles_ = readProxyFiles();
-    return ofFiles_;
-}
-
-std::optional<PropertyDictionary> LinuxSystemFacts::readProxyFiles() const {
-    if (auto proxies = desktopProxies(userConfiguration("kioslaverc")).dictionary()) return proxies;
-    for (const std::string_view file : {"/etc/environment", "/etc/sysconfig/proxy"}) {
-        const std::string text = root_.text(file).value_or("");
-        if (assigned(text, "PROXY_ENABLED").value_or("yes") != "yes") continue;  // its proxies stay in the file
-        const auto variable = [&](std::string_view name) { return assigned(text, name); };
-        if (auto proxies = ProxyHosts::ofVariables(variable).dictionary()) return proxies;
-    }
-    return std::nullopt;
-}
-
-/// A file of the user's configuration; empty when there is none.
-std::string LinuxSystemFacts::userConfiguration(std::string_view file) const {
-    auto directory = settings_.environment("XDG_CONFIG_HOME");
-    if (!directory || !directory->starts_with('/')) {
-        directory = settings_.environment("HOME");
-        if (!directory || !directory->starts_with('/')) return "";
-        directory->append("/.config");
-    }
-    return root_.text(directory->append("/").append(file)).value_or("");
-}
 
 std::optional<std::string> LinuxSystemFacts::bundleText(std::string_view key) {
     if (key == "CFBundleShortVersionString" || key == "CFBundleVersion") return version_;

@@ -33,10 +33,10 @@ struct ProcessorClock {
 
 /// A graphics card; what its driver does not tell is absent.
 struct GraphicsReading {
-    std::string name;                 // the kernel's: "card0"; the same as long as the card is there
-    std::optional<double> busy;       // fraction of the time, now
-    std::vector<double> idleSeconds;  // since the start, of each part with a clock of its own, where `busy` is absent
-    std::optional<double> megahertz;  // of the fastest part
+    std::string name;                                // the kernel's: "card0"; the same as long as the card is there
+    std::optional<double> busy;                      // fraction of the time, now
+    std::vector<std::optional<double>> idleSeconds;  // without `busy`: since the start, of each part with its own clock
+    std::optional<double> megahertz;                 // of the fastest part
     std::optional<double> mostMegahertz;
     std::optional<double> celsius;  // where no sensor of the machine tells it
 };

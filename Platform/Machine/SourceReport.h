@@ -29,10 +29,17 @@ enum class MetricFamily {
     gpuTemperature,
     battery,
     adapter,
+    localAddress,
+    tunnelAddress,
+    proxy,
+    processes,
+    processSockets,
+    processDisk,
+    processEnergy,
 };
 template <>
 struct RawValues<MetricFamily> {
-    static constexpr std::array<std::string_view, 21> texts{"cpu usage",
+    static constexpr std::array<std::string_view, 28> texts{"cpu usage",
                                                             "core kinds",
                                                             "memory",
                                                             "swap",
@@ -52,13 +59,21 @@ struct RawValues<MetricFamily> {
                                                             "cpu temperature",
                                                             "gpu temperature",
                                                             "battery",
-                                                            "adapter"};
+                                                            "adapter",
+                                                            "local address",
+                                                            "tunnel",
+                                                            "proxy",
+                                                            "processes",
+                                                            "process sockets",
+                                                            "process disk",
+                                                            "process energy"};
 };
 
 /// Where a machine reads a family from, in words for a person. Holds nothing that identifies the machine or its owner.
 struct SourceDescription {
-    std::string place;    // the file that is read, or the one that would be; empty when there is no source at all
-    std::string absence;  // why nothing can be read there; empty: something can
+    std::string place;        // the file that is read, or the one that would be; empty when there is no source at all
+    std::string absence;      // why nothing can be read there; empty: something can
+    std::string remark = {};  // what should be known beside the figure: "12 of 300 hide it from this user"
 };
 
 /// Answers why a figure is what it is, or is missing. Looks at the machine anew on every call; callable from any

@@ -4,6 +4,7 @@
 
 #include "Platform/Apple/PowerSources.h"
 #include "Platform/Apple/Registry.h"
+#include "Platform/Machine/MachineReadings.h"
 #include "Support/Finite.h"
 
 namespace zqm {
@@ -47,11 +48,34 @@ double number(const RegistryEntry& gauge, std::string_view key, std::string_view
 }  // namespace
 
 BatteryMetrics BatteryReader::sample() {
+    if (platform_.readings) return samplePlain();
     BatteryMetrics battery;
     readPowerSources(battery);
     readGauge(battery);
     readAdapter(battery);
     return battery;
+}
+
+BatteryMetrics BatteryReader::samplePlain() {
+    BatteryMetrics metrics;
+    drainWatts_ = 0;
+    const PowerSupplyReading supply = platform_.readings->powerSupply();
+    metrics.adapterWatts = supply.adapterWatts.value_or(0);
+    if (!supply.battery) return metrics;
+    const BatteryReading& battery = *supply.battery;
+    metrics.isPresent = true;
+    metrics.isCharging = battery.isCharging;
+    metrics.onACPower = supply.isOnMains;
+    metrics.level = battery.level.value_or(0);
+    metrics.health = battery.health.value_or(0);
+    metrics.cycleCount = battery.cycles;
+    metrics.maxCapacityWh = battery.full.value_or(0);
+    metrics.designCapacityWh = battery.design.value_or(0);
+    metrics.powerWatts = std::abs(battery.watts.value_or(0));
+    if (battery.isDischarging) drainWatts_ = metrics.powerWatts;
+    const bool isRunningDown = !battery.isCharging && !supply.isOnMains;
+    if (battery.isCharging || isRunningDown) metrics.timeRemainingMinutes = battery.minutes.value_or(-1);
+    return metrics;
 }
 
 void BatteryReader::readPowerSources(BatteryMetrics& battery) {

@@ -4,8 +4,10 @@
 #include <iterator>
 #include <numeric>
 
+#include "Platform/Apple/HostStatistics.h"
 #include "Platform/Apple/Registry.h"
 #include "Platform/Apple/Sysctl.h"
+#include "Platform/Machine/MachineReadings.h"
 #include "Support/CounterRate.h"
 #include "ZQMHelper/Shared/ProcessorNodes.h"
 
@@ -32,14 +34,25 @@ CoreKind kindOf(const RegistryEntry& processor) {
     return CoreKind::unknown;
 }
 
+/// Those in the middle are larger than the smallest, which alone are made for efficiency.
+CoreKind kindOf(ProcessorKind kind) {
+    return kind == ProcessorKind::efficiency ? CoreKind::efficiency : CoreKind::performance;
+}
+
+template <class Processors, class KindOf>
+std::vector<CoreKind> kindsOf(const Processors& processors, KindOf kind) {
+    std::vector<CoreKind> kinds;
+    std::transform(processors.begin(), processors.end(), std::back_inserter(kinds), kind);
+    return kinds;
+}
+
 }  // namespace
 
-CPUReader::CPUReader(Platform& platform)
-    : statistics_(platform.hostStatistics), coreKinds_(detectCoreKinds(platform)) {}
+CPUReader::CPUReader(Platform& platform) : platform_(platform), coreKinds_(detectCoreKinds(platform)) {}
 
 CPUMetrics CPUReader::sample() {
     CPUMetrics metrics;
-    auto ticks = statistics_.processorTicks();
+    auto ticks = platform_.readings ? platform_.readings->processorTicks() : platform_.hostStatistics.processorTicks();
     if (!ticks) return metrics;
     metrics.perCoreUsage.assign(ticks->size(), 0);
     if (previousTicks_.size() == ticks->size()) {
@@ -56,11 +69,12 @@ CPUMetrics CPUReader::sample() {
 }
 
 std::vector<CoreKind> CPUReader::detectCoreKinds(Platform& platform) {
+    if (platform.readings) {
+        return kindsOf(platform.readings->processorKinds(), [](ProcessorKind kind) { return kindOf(kind); });
+    }
     const auto nodes = processorNodes(platform.registry);
     if (!nodes) return {};
-    std::vector<CoreKind> kinds;
-    std::transform(nodes->begin(), nodes->end(), std::back_inserter(kinds),
-                   [](const auto& node) { return kindOf(*node); });
+    auto kinds = kindsOf(*nodes, [](const auto& node) { return kindOf(*node); });
     const bool noneKnown =
         std::all_of(kinds.begin(), kinds.end(), [](CoreKind kind) { return kind == CoreKind::unknown; });
     return noneKnown ? perfLevelFallback(platform) : kinds;

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "Platform/Apple/HostStatistics.h"
+#include "Platform/Machine/ProcessorTicks.h"
 #include "Platform/Platform.h"
 #include "ZQMHelper/Shared/Metrics.h"
 
@@ -19,14 +19,15 @@ public:
     /// `perCoreUsage`, `coreKinds` and `totalUsage`; empty when the kernel does not answer.
     CPUMetrics sample();
 
-    /// The processors' kinds by index: from the registry's processor nodes, or, when none of these tells, from the
-    /// kernel's performance levels; empty when the registry has no processor nodes at all.
+    /// The processors' kinds by index: as the machine tells them, else from the registry's processor nodes, or, when
+    /// none of these tells, from the kernel's performance levels; empty when the registry has no processor nodes at
+    /// all.
     static std::vector<CoreKind> detectCoreKinds(Platform& platform);
     /// As many efficiency and then performance kinds as the kernel's performance levels count.
     static std::vector<CoreKind> perfLevelFallback(Platform& platform);
 
 private:
-    HostStatistics& statistics_;
+    Platform& platform_;
     std::vector<CoreKind> coreKinds_;
     std::vector<ProcessorTicks> previousTicks_;
 };

@@ -1,16 +1,23 @@
 #include "ZQMHelper/Shared/DiskReader.h"
 
 #include "Platform/Apple/Registry.h"
+#include "Platform/Machine/MachineReadings.h"
 
 namespace zqm {
+namespace {
 
-DiskMetrics DiskReader::sample() {
-    const BytePair bytes = readCounters(platform_.registry);
-    const ByteRates rates = throughput_.update(bytes, platform_.clock.monotonic());
-    return {.readBytesPerSecond = rates.incoming, .writeBytesPerSecond = rates.outgoing};
+BytePair plainCounters(MachineReadings& readings) {
+    BytePair bytes;
+    const auto drives = readings.drives();
+    if (!drives) return bytes;
+    for (const DriveReading& drive : *drives) {
+        bytes.incoming += drive.read;
+        bytes.outgoing += drive.written;
+    }
+    return bytes;
 }
 
-BytePair DiskReader::readCounters(Registry& registry) {
+BytePair registryCounters(Registry& registry) {
     BytePair bytes;
     const auto drives = registry.services("IOBlockStorageDriver");
     if (!drives) return bytes;
@@ -22,6 +29,18 @@ BytePair DiskReader::readCounters(Registry& registry) {
         bytes.outgoing += asCount(find(*statistics, "Bytes (Write)")).value_or(0);
     }
     return bytes;
+}
+
+}  // namespace
+
+DiskMetrics DiskReader::sample() {
+    const BytePair bytes = readCounters(platform_);
+    const ByteRates rates = throughput_.update(bytes, platform_.clock.monotonic());
+    return {.readBytesPerSecond = rates.incoming, .writeBytesPerSecond = rates.outgoing};
+}
+
+BytePair DiskReader::readCounters(Platform& platform) {
+    return platform.readings ? plainCounters(*platform.readings) : registryCounters(platform.registry);
 }
 
 }  // namespace zqm

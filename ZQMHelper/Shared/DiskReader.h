@@ -6,8 +6,8 @@
 
 namespace zqm {
 
-/// Bytes read from and written to whole drives, from the block-storage drivers' statistics. Used from one thread at a
-/// time.
+/// Bytes read from and written to whole drives, as the machine tells them or the block-storage drivers' statistics.
+/// Used from one thread at a time.
 class DiskReader {
 public:
     explicit DiskReader(Platform& platform = Platform::current()) : platform_(platform) {}
@@ -15,7 +15,7 @@ public:
     DiskMetrics sample();
 
     /// The counters' sums over all drives; 0 when they cannot be listed. A counter that is missing adds nothing.
-    static BytePair readCounters(Registry& registry);
+    static BytePair readCounters(Platform& platform);
 
 private:
     Platform& platform_;

@@ -1,8 +1,10 @@
 #include "ZQMHelper/Shared/FrequencyReader.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 
+#include "Platform/Machine/MachineReadings.h"
 #include "Platform/Process/Clock.h"
 #include "Platform/Process/Log.h"
 #include "Platform/Process/SystemSettings.h"
@@ -29,13 +31,58 @@ bool isMiddleCluster(std::string_view name) {
            std::all_of(name.begin() + 4, name.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
-/// The value when it is positive, which is then remembered; else what was remembered.
-double orLast(double value, double& last) {
-    if (value > 0) last = value;
-    return last;
+bool isIdle(std::string_view state) {
+    return state.starts_with("DOWN") || state.starts_with("IDLE") || state.starts_with("OFF");
+}
+
+double activeResidency(const StateList& states) {
+    double sum = 0;
+    for (const auto& [name, residency] : states) {
+        if (!isIdle(name)) sum += std::max(residency, 0.0);
+    }
+    return sum;
 }
 
 }  // namespace
+
+double weighted(const StateList& states, const FrequencyLadder& ladder) {
+    if (ladder.empty()) return 0;
+    const auto active =
+        std::find_if(states.begin(), states.end(), [](const auto& state) { return !isIdle(state.first); });
+    double total = 0;
+    double sum = 0;
+    for (auto state = active; state != states.end(); ++state) {
+        if (!(state->second > 0)) continue;
+        const auto step = std::min(static_cast<std::size_t>(state - active), ladder.size() - 1);
+        total += state->second;
+        sum += state->second * ladder[step];
+    }
+    return total > 0 ? sum / total : 0;
+}
+
+double middle(const std::vector<StateList>& clusters, const FrequencyLadder& ladder) {
+    double total = 0;
+    double sum = 0;
+    for (const StateList& states : clusters) {
+        const double residency = activeResidency(states);
+        total += residency;
+        sum += residency * weighted(states, ladder);
+    }
+    return total > 0 ? sum / total : 0;
+}
+
+std::map<std::string, double> legacyCoreFrequencies(const std::map<std::string, double>& perCore,
+                                                    const std::vector<std::string>& coreTypes) {
+    std::map<std::string, double> rekeyed;
+    std::map<std::string, int> counts;
+    for (std::size_t index = 0; index < coreTypes.size(); ++index) {
+        const std::string& type = coreTypes[index];
+        if (type != "M" && type != "P") return perCore;
+        const auto found = perCore.find(type + std::to_string(counts[type]++));
+        if (found != perCore.end()) rekeyed["P" + std::to_string(index)] = found->second;
+    }
+    return rekeyed;
+}
 
 FrequencyReader::FrequencyReader(Platform& platform)
     : platform_(platform),
@@ -49,6 +96,40 @@ FrequencyReader::FrequencyReader(Platform& platform)
       cores_(makeSubscription("CPU Stats", {"CPU Core Performance States"}, std::nullopt)) {}
 
 FrequencyReader::Result FrequencyReader::sample() {
+    return platform_.readings ? sampleClocks() : sampleResidencies();
+}
+
+/// Per kind the mean of the processors that run. What a clock reaches may lie above what its driver tells.
+FrequencyReader::Result FrequencyReader::sampleClocks() {
+    Result result;
+    std::array<double, 3> sums{};
+    std::array<int, 3> running{};
+    std::array<std::size_t, 3> counts{};
+    const auto clocks = platform_.readings->clocks();
+    for (const ProcessorClock& clock : clocks) {
+        const auto kind = static_cast<std::size_t>(clock.kind);
+        const std::size_t place = counts[kind]++;
+        if (place == coresByKind_[kind].size()) {
+            coresByKind_[kind].push_back(&perCoreMHz_["PME"[kind] + std::to_string(place)]);
+        }
+        if (clock.megahertz > 0) *coresByKind_[kind][place] = clock.megahertz;
+        mostMegahertz_[kind] = std::max({mostMegahertz_[kind], clock.megahertz, clock.mostMegahertz});
+        if (!(clock.megahertz > 0)) continue;
+        sums[kind] += clock.megahertz;
+        ++running[kind];
+    }
+    const auto mean = [&](std::size_t kind) { return running[kind] > 0 ? sums[kind] / running[kind] : 0; };
+    constexpr auto performance = static_cast<std::size_t>(ProcessorKind::performance);
+    constexpr auto efficiency = static_cast<std::size_t>(ProcessorKind::efficiency);
+    if (!clocks.empty()) result.perCoreMHz = perCoreMHz_;
+    result.efficiencyMHz = efficiency_.update(mean(efficiency));
+    result.performanceMHz = performance_.update(mean(performance));
+    result.efficiencyMaxMHz = mostMegahertz_[efficiency];
+    result.performanceMaxMHz = mostMegahertz_[performance];
+    return result;
+}
+
+FrequencyReader::Result FrequencyReader::sampleResidencies() {
     Result result;
     result.efficiencyMaxMHz =
         middleForEfficiency_ ? top(ladders_.middle.value_or(FrequencyLadder{})) : top(ladders_.efficiency);
@@ -56,9 +137,9 @@ FrequencyReader::Result FrequencyReader::sample() {
     result.gpuMaxMHz = top(ladders_.gpu);
     if (const auto hertz = sampleCluster()) {
         const double efficiency = middleForEfficiency_ ? hertz->middle : hertz->efficiency;
-        result.efficiencyMHz = orLast(efficiency / hertzPerMegahertz, efficiencyCache_);
-        result.performanceMHz = orLast(hertz->performance / hertzPerMegahertz, performanceCache_);
-        result.gpuMHz = orLast(hertz->gpu / hertzPerMegahertz, gpuCache_);
+        result.efficiencyMHz = efficiency_.update(efficiency / hertzPerMegahertz);
+        result.performanceMHz = performance_.update(hertz->performance / hertzPerMegahertz);
+        result.gpuMHz = gpu_.update(hertz->gpu / hertzPerMegahertz);
     }
     result.perCoreMHz = samplePerCore();
     return result;
@@ -146,17 +227,14 @@ std::map<std::string, double> FrequencyReader::samplePerCore() {
     struct Kind {
         std::string_view prefix;
         const FrequencyLadder& ladder;
-        std::vector<double>& last;
     };
-    for (const auto& [prefix, ladder, last] : {Kind{"ECPU", ladders_.efficiency, efficiencyCoreCache_},
-                                               {"PCPU", ladders_.performance, performanceCoreCache_},
-                                               {"MCPU", middleLadder(), middleCoreCache_}}) {
+    for (const auto& [prefix, ladder] :
+         {Kind{"ECPU", ladders_.efficiency}, {"PCPU", ladders_.performance}, {"MCPU", middleLadder()}}) {
         std::size_t position = 0;  // within the kind, in the text order of the names, which is the map's order
         for (auto it = byChannel->lower_bound(std::string(prefix));
              it != byChannel->end() && it->first.starts_with(prefix); ++it, ++position) {
-            if (position == last.size()) last.push_back(0);
-            perCore.emplace(prefix.front() + std::to_string(position),
-                            orLast(weighted(it->second, ladder) / hertzPerMegahertz, last[position]));
+            const std::string key = prefix.front() + std::to_string(position);
+            perCore.emplace(key, lastOfCore_[key].update(weighted(it->second, ladder) / hertzPerMegahertz));
         }
     }
     return middleForEfficiency_ ? legacyCoreFrequencies(perCore, physicalCoreTypes_) : perCore;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <map>
 #include <optional>
 #include <string>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "Platform/Platform.h"
+#include "Support/LastPositive.h"
 #include "ZQMHelper/Shared/FrequencyTopology.h"
 #include "ZQMHelper/Shared/IOReportLoader.h"
 
@@ -29,10 +31,11 @@ double middle(const std::vector<StateList>& clusters, const FrequencyLadder& lad
 std::map<std::string, double> legacyCoreFrequencies(const std::map<std::string, double>& perCore,
                                                     const std::vector<std::string>& coreTypes);
 
-/// Frequencies of the clusters, the cores and the GPU: performance-state residencies over 100 ms, weighted with the
-/// power manager's ladders. A domain that was idle reports its last positive value.
+/// Frequencies of the clusters, the cores and the GPU. A domain that was idle reports its last positive value.
 ///
-/// Used from one thread at a time, never the main thread: a sample blocks for about 200 ms.
+/// Where the machine tells its clocks they are taken as they are, a GPU's being GPUReader's. Elsewhere they are
+/// performance-state residencies over 100 ms, weighted with the power manager's ladders, and a sample blocks for about
+/// 200 ms. Used from one thread at a time, never the main thread.
 class FrequencyReader {
 public:
     struct Result {  // MHz
@@ -45,7 +48,7 @@ public:
         std::map<std::string, double> perCoreMHz;  // "E0", "P3", "M1"
     };
 
-    /// Reads the topology and subscribes to the channels.
+    /// Reads the topology and subscribes to the channels, where there are some.
     explicit FrequencyReader(Platform& platform = Platform::current());
 
     Result sample();
@@ -60,6 +63,8 @@ private:
     };
     using StatesByChannel = std::map<std::string, StateList>;
 
+    Result sampleClocks();
+    Result sampleResidencies();
     Subscription makeSubscription(std::string_view group, const std::vector<std::string_view>& subgroups,
                                   std::optional<std::pair<std::string_view, std::string_view>> extra);
     std::optional<StatesByChannel> sampleStates(Subscription& subscription);
@@ -78,13 +83,16 @@ private:
     const bool middleForEfficiency_;  // cores of the third kind and no efficiency cores
     Subscription clusters_;
     Subscription cores_;
-    // Last positive values, MHz; of cores by their place within the kind.
-    std::vector<double> efficiencyCoreCache_;
-    std::vector<double> performanceCoreCache_;
-    std::vector<double> middleCoreCache_;
-    double efficiencyCache_ = 0;
-    double performanceCache_ = 0;
-    double gpuCache_ = 0;
+    // Last positive values, MHz.
+    LastPositive efficiency_;
+    LastPositive performance_;
+    LastPositive gpu_;
+    std::map<std::string, LastPositive> lastOfCore_;
+    // Of machines that tell their clocks: the cores' last positive values, the same by kind in the kernel's order, and
+    // the highest clock of each kind, told or seen.
+    std::map<std::string, double> perCoreMHz_;
+    std::array<std::vector<double*>, 3> coresByKind_;
+    std::array<double, 3> mostMegahertz_{};
 };
 
 }  // namespace zqm

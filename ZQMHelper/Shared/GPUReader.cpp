@@ -1,8 +1,10 @@
 #include "ZQMHelper/Shared/GPUReader.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Platform/Apple/Registry.h"
+#include "Platform/Machine/MachineReadings.h"
 
 namespace zqm {
 namespace {
@@ -15,9 +17,53 @@ double utilization(const PropertyDictionary& statistics) {
 
 }  // namespace
 
-GPUMetrics GPUReader::sample() const {
+GPUMetrics GPUReader::sample() {
+    GPUMetrics metrics = platform_.readings ? samplePlain() : sampleRegistry();
+    metrics.utilization = std::clamp(metrics.utilization, 0.0, 1.0);
+    return metrics;
+}
+
+GPUMetrics GPUReader::samplePlain() {
     GPUMetrics metrics;
-    const auto services = registry_.services("IOAccelerator");
+    const MonotonicTime now = platform_.clock.monotonic();
+    double megahertz = 0;
+    double busiest = -1;
+    for (const GraphicsReading& card : platform_.readings->graphics()) {
+        const double busy = busyShare(card, now);
+        megahertz = std::max(megahertz, card.megahertz.value_or(0));
+        mostMegahertz_ = std::max({mostMegahertz_, megahertz, card.mostMegahertz.value_or(0)});
+        metrics.utilization = std::max(metrics.utilization, busy);
+        if (!card.celsius || busy <= busiest) continue;
+        busiest = busy;
+        metrics.temperatureC = *card.celsius;
+    }
+    metrics.frequencyMHz = megahertz_.update(megahertz);
+    metrics.maxFrequencyMHz = mostMegahertz_;
+    return metrics;
+}
+
+/// Of a card that counts idle time, the busiest part's share since it was asked last. A part is busy when it is not
+/// idle, which is known once its counter has moved: with the idle states switched off it stands still for ever.
+double GPUReader::busyShare(const GraphicsReading& card, MonotonicTime now) {
+    if (card.busy) return *card.busy;
+    if (card.idleSeconds.empty()) return 0;
+    auto& [parts, time] = previous_[card.name];
+    const double seconds = (now - std::exchange(time, now)).count();
+    parts.resize(card.idleSeconds.size());
+    double busiest = 0;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const auto idle = card.idleSeconds[i];
+        const auto before = std::exchange(parts[i].idleSeconds, idle);
+        if (!idle || !before || *idle < *before || seconds <= 0) continue;
+        parts[i].hasMoved = parts[i].hasMoved || *idle > *before;
+        if (parts[i].hasMoved) busiest = std::max(busiest, 1 - (*idle - *before) / seconds);
+    }
+    return busiest;
+}
+
+GPUMetrics GPUReader::sampleRegistry() {
+    GPUMetrics metrics;
+    const auto services = platform_.registry.services("IOAccelerator");
     if (!services) return metrics;
     for (const auto& service : *services) {
         const auto property = service->property("PerformanceStatistics");
@@ -27,7 +73,6 @@ GPUMetrics GPUReader::sample() const {
         metrics.frequencyMHz =
             std::max(metrics.frequencyMHz, asNumber(find(*statistics, "Core Clock(MHz)")).value_or(0));
     }
-    metrics.utilization = std::min(metrics.utilization, 1.0);
     return metrics;
 }
 

@@ -5,6 +5,7 @@
 
 #include "Platform/Apple/NetworkInterfaces.h"
 #include "Platform/Apple/ProxySettings.h"
+#include "Platform/Machine/MachineReadings.h"
 #include "Platform/Process/HttpClient.h"
 #include "Platform/Process/MainLoop.h"
 #include "Platform/Process/SystemSettings.h"
@@ -35,6 +36,15 @@ bool isOn(const PropertyDictionary& settings, std::string_view key) {
     return integer && *integer == 1;
 }
 
+ProxyReading systemProxy(ProxySettings& service) {
+    const auto settings = service.proxySettings();
+    if (!settings) return {};
+    if (!isOn(*settings, "HTTPEnable") && !isOn(*settings, "HTTPSEnable") && !isOn(*settings, "SOCKSEnable")) return {};
+    const std::string* host = asText(find(*settings, "HTTPProxy"));
+    if (!host) host = asText(find(*settings, "SOCKSProxy"));
+    return {.isOn = true, .host = host ? *host : std::string()};
+}
+
 std::string textOr(const nlohmann::json& object, const char* key) {
     const auto found = object.find(key);
     return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
@@ -46,8 +56,8 @@ IPReader::IPReader(Platform& platform)
     : platform_(platform), url_(secureUrl(geolocationHost(platform.systemSettings), "/")) {}
 
 IPMetrics IPReader::sample() {
-    const LocalAddresses local = localIPv4(platform_.interfaceAddresses);
-    const bool enabled = detectProxy(platform_.proxySettings, local).enabled;
+    const LocalAddresses local = localIPv4(platform_);
+    const bool enabled = detectProxy(platform_, local).enabled;
     const bool changed = std::exchange(lastProxyState_, enabled) != enabled;
     // Read before a lookup is begun: its answer belongs to a later sample.
     const PublicFacts facts = [this] {
@@ -67,9 +77,16 @@ IPMetrics IPReader::sample() {
             .utunGateway = local.active != local.physical ? local.active : std::string()};
 }
 
-IPReader::LocalAddresses IPReader::localIPv4(InterfaceAddresses& addresses) {
+/// "en0" leads out, the other "en…" are the ones beside it.
+IPReader::LocalAddresses IPReader::localIPv4(Platform& platform) {
     LocalAddresses local;
-    const auto list = addresses.ipv4();
+    if (platform.readings) {
+        const AddressReading told = platform.readings->addresses();
+        if (told.local) local.physical = dottedDecimal(*told.local);
+        if (told.tunnel) local.active = dottedDecimal(*told.tunnel);
+        return local;
+    }
+    const auto list = platform.interfaceAddresses.ipv4();
     if (!list) return local;
     for (const auto& [name, address] : *list) {
         const std::string text = dottedDecimal(address);
@@ -80,14 +97,9 @@ IPReader::LocalAddresses IPReader::localIPv4(InterfaceAddresses& addresses) {
     return local;
 }
 
-IPReader::Proxy IPReader::detectProxy(ProxySettings& service, const LocalAddresses& local) {
-    const auto settings = service.proxySettings();
-    if (settings &&
-        (isOn(*settings, "HTTPEnable") || isOn(*settings, "HTTPSEnable") || isOn(*settings, "SOCKSEnable"))) {
-        const std::string* host = asText(find(*settings, "HTTPProxy"));
-        if (!host) host = asText(find(*settings, "SOCKSProxy"));
-        return {true, host ? *host : std::string()};
-    }
+IPReader::Proxy IPReader::detectProxy(Platform& platform, const LocalAddresses& local) {
+    const ProxyReading told = platform.readings ? platform.readings->proxies() : systemProxy(platform.proxySettings);
+    if (told.isOn) return {true, told.host};
     return {!local.active.empty(), local.active};
 }
 

@@ -20,7 +20,7 @@ namespace zqm {
 class IPReader {
 public:
     struct LocalAddresses {
-        std::string physical;  // "en0", else the first other "en…"; dotted decimal or empty
+        std::string physical;  // of the interface that leads out, else of another; dotted decimal or empty
         std::string active;    // the first tunnel
     };
     struct Proxy {
@@ -37,9 +37,9 @@ public:
 
     IPMetrics sample();
 
-    static LocalAddresses localIPv4(InterfaceAddresses& addresses);
+    static LocalAddresses localIPv4(Platform& platform);
     /// A proxy that the system's settings switch on, else a tunnel.
-    static Proxy detectProxy(ProxySettings& settings, const LocalAddresses& local);
+    static Proxy detectProxy(Platform& platform, const LocalAddresses& local);
     /// What the service's reply says; nullopt unless it is a JSON object with "success" true and an "ip" text.
     static std::optional<PublicFacts> parseReply(std::string_view body);
 

@@ -4,6 +4,7 @@
 
 #include "Platform/Apple/HostStatistics.h"
 #include "Platform/Apple/Sysctl.h"
+#include "Platform/Machine/MachineReadings.h"
 
 namespace zqm {
 namespace {
@@ -48,8 +49,33 @@ MemoryReader::MemoryReader(Platform& platform)
       totalBytes_(sysctlValue<std::uint64_t>(platform.sysctl, "hw.memsize").value_or(0)) {}
 
 MemoryMetrics MemoryReader::sample() {
-    MemoryMetrics metrics;
+    MemoryMetrics metrics = platform_.readings ? samplePlain() : samplePages();
     metrics.totalBytes = totalBytes_;
+    metrics.usedBytes = sum(metrics.appBytes, metrics.wiredBytes, metrics.compressedBytes);
+    if (totalBytes_ != 0) {
+        metrics.pressureFraction =
+            (static_cast<double>(metrics.wiredBytes) + static_cast<double>(metrics.compressedBytes)) /
+            static_cast<double>(totalBytes_);
+    }
+    return metrics;
+}
+
+MemoryMetrics MemoryReader::samplePlain() {
+    const auto memory = platform_.readings->memory();
+    if (!memory) return {};
+    totalBytes_ = memory->total;
+    MemoryMetrics metrics;
+    metrics.appBytes = memory->app;
+    metrics.wiredBytes = memory->wired;
+    metrics.compressedBytes = memory->compressed;
+    metrics.pressureLevel = memory->pressureLevel;
+    metrics.swapTotalBytes = memory->swapTotal;
+    metrics.swapUsedBytes = memory->swapUsed;
+    return metrics;
+}
+
+MemoryMetrics MemoryReader::samplePages() {
+    MemoryMetrics metrics;
     const auto pages = platform_.hostStatistics.virtualMemory();
     if (!pages) return metrics;
     const std::uint64_t app =
@@ -57,14 +83,8 @@ MemoryMetrics MemoryReader::sample() {
     metrics.appBytes = product(app, pageSize_);
     metrics.wiredBytes = product(pages->wired, pageSize_);
     metrics.compressedBytes = product(pages->compressor, pageSize_);
-    metrics.usedBytes = sum(metrics.appBytes, metrics.wiredBytes, metrics.compressedBytes);
     metrics.pressureLevel =
         sysctlValue<std::int32_t>(platform_.sysctl, "kern.memorystatus_vm_pressure_level").value_or(0);
-    if (totalBytes_ != 0) {
-        metrics.pressureFraction =
-            (static_cast<double>(metrics.wiredBytes) + static_cast<double>(metrics.compressedBytes)) /
-            static_cast<double>(totalBytes_);
-    }
     if (const auto swap = sysctlValue<SwapUsage>(platform_.sysctl, "vm.swapusage")) {
         metrics.swapTotalBytes = swap->total;
         metrics.swapUsedBytes = swap->used;

@@ -12,13 +12,16 @@ class MemoryReader {
 public:
     explicit MemoryReader(Platform& platform = Platform::current());
 
-    /// Without the kernel's page counts only `totalBytes` is filled.
+    /// Without the machine's answer only `totalBytes` is filled.
     MemoryMetrics sample();
 
 private:
+    MemoryMetrics samplePlain();
+    MemoryMetrics samplePages();
+
     Platform& platform_;
     std::uint64_t pageSize_;    // bytes; 0 when the host does not tell
-    std::uint64_t totalBytes_;  // installed memory; 0 likewise
+    std::uint64_t totalBytes_;  // installed memory, as told last; 0 likewise
 };
 
 }  // namespace zqm

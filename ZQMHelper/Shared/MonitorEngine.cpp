@@ -76,10 +76,9 @@ SystemSnapshot MonitorEngine::collectSnapshot() {
     snapshot.clock.now = platform_.clock.wall();
     snapshot.ip = ipReader_.sample();
     snapshot.power = powerReader_.sample();
+    if (snapshot.power.systemWatts <= 0) snapshot.power.systemWatts = batteryReader_.drainWatts();
     addFrequencies(snapshot);
-    const auto temperatures = temperatureReader_.sample();
-    snapshot.cpu.temperatureC = temperatures.cpu;
-    snapshot.gpu.temperatureC = temperatures.gpu;
+    addTemperatures(snapshot);
     snapshot.load = computeLoad(snapshot.cpu.totalUsage, snapshot.gpu.utilization, snapshot.power.totalWatts);
     return snapshot;
 }
@@ -94,6 +93,13 @@ void MonitorEngine::addFrequencies(SystemSnapshot& snapshot) {
     snapshot.cpu.perCoreFreqMHz = std::move(frequencies.perCoreMHz);
     if (frequencies.gpuMHz > 0) snapshot.gpu.frequencyMHz = frequencies.gpuMHz;
     if (frequencies.gpuMaxMHz > 0) snapshot.gpu.maxFrequencyMHz = frequencies.gpuMaxMHz;
+}
+
+/// The GPU's own is better than that of the sensors around it.
+void MonitorEngine::addTemperatures(SystemSnapshot& snapshot) {
+    const auto temperatures = temperatureReader_.sample();
+    snapshot.cpu.temperatureC = temperatures.cpu;
+    if (snapshot.gpu.temperatureC <= 0) snapshot.gpu.temperatureC = temperatures.gpu;
 }
 
 void MonitorEngine::publish(SystemSnapshot snapshot) {

@@ -54,6 +54,7 @@ private:
     void scheduleTimer();
     SystemSnapshot collectSnapshot();
     void addFrequencies(SystemSnapshot& snapshot);
+    void addTemperatures(SystemSnapshot& snapshot);
     void publish(SystemSnapshot snapshot);
 
     Platform& platform_;

@@ -15,7 +15,7 @@ public:
     NetworkMetrics sample();
 
     /// The counters' sums; 0 when the interfaces cannot be listed.
-    static BytePair readCounters(NetworkInterfaces& interfaces);
+    static BytePair readCounters(Platform& platform);
 
 private:
     Platform& platform_;

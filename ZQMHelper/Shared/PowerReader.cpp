@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Platform/Machine/MachineReadings.h"
 #include "Support/Finite.h"
 
 namespace zqm {
@@ -53,6 +54,16 @@ ReportSubscription* PowerReader::createSubscription() {
 }
 
 std::optional<EnergyTotals> PowerReader::readTotals() {
+    if (!platform_.readings) return readChannels();
+    const EnergyReading energy = platform_.readings->energy();
+    return EnergyTotals{.cpu = energy.cpu.value_or(0),
+                        .gpu = energy.gpu.value_or(0),
+                        .ane = energy.ane.value_or(0),
+                        .dram = energy.dram.value_or(0),
+                        .system = energy.system.value_or(0)};
+}
+
+std::optional<EnergyTotals> PowerReader::readChannels() {
     if (!loader_.isAvailable() || !subscription_) return std::nullopt;
     ReportLibrary& library = *loader_.library();
     const auto sample = library.createSamples(*subscription_, *channels_);
@@ -82,6 +93,10 @@ PowerMetrics PowerReader::sample() {
     power.aneWatts = watts(previous->totals.ane, totals->ane, seconds);
     power.dramWatts = watts(previous->totals.dram, totals->dram, seconds);
     power.totalWatts = power.cpuWatts + power.gpuWatts + power.aneWatts + power.dramWatts;
+    if (platform_.readings) {
+        power.systemWatts = watts(previous->totals.system, totals->system, seconds);
+        return power;
+    }
     power.systemWatts = positive(smc_->SMCPowerRead("PSTR"));
     const double display = smc_->SMCPowerRead("PBwo");
     power.displayWatts = positive(display > 0 ? display : smc_->SMCPowerRead("PDBR"));

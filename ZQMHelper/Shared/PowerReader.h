@@ -17,15 +17,16 @@ struct EnergyTotals {
     double gpu = 0;
     double ane = 0;
     double dram = 0;
+    double system = 0;  // where the machine counts it
 };
 
 /// Adds `value`, counted in the unit that `label` names ("nJ", "uJ", "µJ", anything else: mJ), to the component that
 /// the channel's name stands for; other channels are passed over.
 void addEnergy(EnergyTotals& totals, std::string_view channel, std::string_view label, double value);
 
-/// Power of the components, from the growth of the counter library's energy counters since the last sample, and of the
-/// whole system and the display, from the system management controller. The first sample is all zeros. Used from one
-/// thread at a time.
+/// Power of the components, from the growth of their energy counters since the last sample, which the machine tells or
+/// the counter library; of the whole system from such a counter too, else with the display's from the system management
+/// controller. The first sample is all zeros. Used from one thread at a time.
 class PowerReader {
 public:
     explicit PowerReader(std::shared_ptr<SMCBridge> smc, Platform& platform = Platform::current());
@@ -35,6 +36,7 @@ public:
 private:
     ReportSubscription* createSubscription();
     std::optional<EnergyTotals> readTotals();
+    std::optional<EnergyTotals> readChannels();
 
     Platform& platform_;
     IOReportLoader loader_;

@@ -11,7 +11,7 @@ std::optional<std::map<std::string, double>> ReadHIDTemperatures(TemperatureSens
     for (const auto& sensor : *list) {
         auto name = sensor->product();
         const auto temperature = sensor->temperature();
-        if (!name || !temperature || !(*temperature > 0 && *temperature <= 150)) continue;
+        if (!name || !temperature || !isPlausibleTemperature(*temperature)) continue;
         temperatures.insert_or_assign(std::move(*name), *temperature);
     }
     return temperatures;

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "Platform/Machine/MachineReadings.h"
 #include "ZQMHelper/Shared/TemperatureBridge.h"
 
 namespace zqm {
@@ -11,6 +12,9 @@ struct Mean {
     void add(double value) {
         sum += value;
         ++count;
+    }
+    void addPlausible(double celsius) {
+        if (isPlausibleTemperature(celsius)) add(celsius);
     }
     double valueOr(double fallback) const { return count > 0 ? sum / count : fallback; }
 
@@ -30,13 +34,17 @@ bool isGPU(std::string_view name) {
 }  // namespace
 
 TemperatureReader::Result TemperatureReader::sample() {
-    const auto temperatures = ReadHIDTemperatures(sensors_);
-    if (!temperatures) return {};
     Mean cpu;
     Mean gpu;
-    for (const auto& [name, temperature] : *temperatures) {
-        if (isProcessor(name)) cpu.add(temperature);
-        if (isGPU(name)) gpu.add(temperature);
+    if (platform_.readings) {
+        const TemperatureReading reading = platform_.readings->temperatures();
+        for (const double celsius : reading.processors) cpu.addPlausible(celsius);
+        for (const double celsius : reading.graphics) gpu.addPlausible(celsius);
+    } else if (const auto temperatures = ReadHIDTemperatures(platform_.temperatureSensors)) {
+        for (const auto& [name, temperature] : *temperatures) {
+            if (isProcessor(name)) cpu.add(temperature);
+            if (isGPU(name)) gpu.add(temperature);
+        }
     }
     return {.cpu = cpu.valueOr(0), .gpu = gpu.valueOr(cpu.valueOr(0))};
 }

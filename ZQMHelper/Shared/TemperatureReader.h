@@ -4,7 +4,8 @@
 
 namespace zqm {
 
-/// Mean temperatures of the processor's and the GPU's sensors, told apart by how their names begin. Keeps no state;
+/// Mean temperatures of the processor's and the GPU's sensors, as the machine tells them apart, else by how their names
+/// begin. Keeps no state;
 /// used from one thread at a time.
 class TemperatureReader {
 public:
@@ -13,12 +14,12 @@ public:
         double gpu = 0;  // the processor's when no sensor is the GPU's
     };
 
-    explicit TemperatureReader(Platform& platform = Platform::current()) : sensors_(platform.temperatureSensors) {}
+    explicit TemperatureReader(Platform& platform = Platform::current()) : platform_(platform) {}
 
     Result sample();
 
 private:
-    TemperatureSensors& sensors_;
+    Platform& platform_;
 };
 
 }  // namespace zqm

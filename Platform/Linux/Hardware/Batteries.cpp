@@ -87,7 +87,7 @@ std::optional<double> product(std::optional<double> left, std::optional<double> 
 }
 
 /// Energies as they are told, or charges at the present voltage.
-void readCapacities(const Properties& properties, BatteryReading& battery) {
+void readCapacities(const Properties& properties, BatteryFacts& battery) {
     battery.full = properties.positive("ENERGY_FULL", mostWattHours);
     if (battery.full) {
         battery.charge = properties.amount("ENERGY_NOW", mostWattHours);
@@ -105,34 +105,34 @@ void readCapacities(const Properties& properties, BatteryReading& battery) {
 }
 
 template <class Member>
-std::optional<double> sum(const std::vector<BatteryReading>& batteries, Member member) {
+std::optional<double> sum(const std::vector<BatteryFacts>& batteries, Member member) {
     std::optional<double> total;
-    for (const BatteryReading& battery : batteries) {
+    for (const BatteryFacts& battery : batteries) {
         if (battery.*member) total = total.value_or(0) + *(battery.*member);
     }
     return total;
 }
 
 template <class Member>
-bool allTell(const std::vector<BatteryReading>& batteries, Member member) {
+bool allTell(const std::vector<BatteryFacts>& batteries, Member member) {
     return std::all_of(batteries.begin(), batteries.end(),
-                       [member](const BatteryReading& battery) { return (battery.*member).has_value(); });
+                       [member](const BatteryFacts& battery) { return (battery.*member).has_value(); });
 }
 
 template <class Member>
-std::optional<double> mean(const std::vector<BatteryReading>& batteries, Member member) {
+std::optional<double> mean(const std::vector<BatteryFacts>& batteries, Member member) {
     const auto count = std::count_if(batteries.begin(), batteries.end(),
-                                     [member](const BatteryReading& battery) { return (battery.*member).has_value(); });
+                                     [member](const BatteryFacts& battery) { return (battery.*member).has_value(); });
     const auto total = sum(batteries, member);
     return total ? std::optional(*total / static_cast<double>(count)) : std::nullopt;
 }
 
 /// Where one battery charges another, the balance decides.
-BatteryStatus combinedStatus(const std::vector<BatteryReading>& batteries, double watts) {
+BatteryStatus combinedStatus(const std::vector<BatteryFacts>& batteries, double watts) {
     using enum BatteryStatus;
     const auto any = [&](BatteryStatus status) {
         return std::any_of(batteries.begin(), batteries.end(),
-                           [status](const BatteryReading& battery) { return battery.status == status; });
+                           [status](const BatteryFacts& battery) { return battery.status == status; });
     };
     if (any(charging) && any(discharging)) return watts > 0 ? charging : discharging;
     for (const BatteryStatus status : {charging, discharging, idle}) {
@@ -141,12 +141,33 @@ BatteryStatus combinedStatus(const std::vector<BatteryReading>& batteries, doubl
     return unknown;
 }
 
+std::optional<double> ratio(std::optional<double> part, std::optional<double> whole) {
+    return part && whole && *whole > 0 ? std::optional(*part / *whole) : std::nullopt;
+}
+
+/// Energies need a voltage where a battery counts charge; the ratio does not.
+std::optional<double> health(const BatteryFacts& battery) {
+    const auto ofEnergies = ratio(battery.full, battery.design);
+    return ofEnergies ? ofEnergies : ratio(battery.fullAmpereHours, battery.designAmpereHours);
+}
+
+/// Whether the supply is an adapter: it says whether it is online.
+bool addAdapter(const Properties& properties, PowerSupplyReading& supply) {
+    const std::string_view online = properties.text("ONLINE");
+    if (online.empty() || online == "0") return !online.empty();
+    supply.isOnMains = true;
+    const auto watts =
+        product(properties.positive("VOLTAGE_MAX", mostVolts), properties.positive("CURRENT_MAX", mostAmperes));
+    if (watts && *watts <= mostWatts) supply.adapterWatts = std::max(supply.adapterWatts.value_or(0), *watts);
+    return true;
+}
+
 }  // namespace
 
-std::optional<BatteryReading> parseBattery(std::string_view text) {
+std::optional<BatteryFacts> parseBattery(std::string_view text) {
     const Properties properties(text);
     if (properties.text("PRESENT") == "0") return std::nullopt;
-    BatteryReading battery;
+    BatteryFacts battery;
     battery.status = parseStatus(properties.text("STATUS"));
     battery.volts = properties.positive("VOLTAGE_NOW", mostVolts);
     if (!battery.volts) battery.volts = properties.positive("VOLTAGE_MIN_DESIGN", mostVolts);
@@ -159,38 +180,31 @@ std::optional<BatteryReading> parseBattery(std::string_view text) {
     return battery;
 }
 
-BatteryReading combine(const std::vector<BatteryReading>& batteries) {
+BatteryFacts combine(const std::vector<BatteryFacts>& batteries) {
     if (batteries.size() == 1) return batteries.front();
-    BatteryReading all;
-    all.charge = sum(batteries, &BatteryReading::charge);
-    all.full = sum(batteries, &BatteryReading::full);
-    if (allTell(batteries, &BatteryReading::design)) all.design = sum(batteries, &BatteryReading::design);
-    const bool hasEnergies = allTell(batteries, &BatteryReading::charge) && allTell(batteries, &BatteryReading::full);
+    BatteryFacts all;
+    all.charge = sum(batteries, &BatteryFacts::charge);
+    all.full = sum(batteries, &BatteryFacts::full);
+    if (allTell(batteries, &BatteryFacts::design)) all.design = sum(batteries, &BatteryFacts::design);
+    const bool hasEnergies = allTell(batteries, &BatteryFacts::charge) && allTell(batteries, &BatteryFacts::full);
     all.level = hasEnergies && *all.full > 0 ? std::optional(std::clamp(*all.charge / *all.full, 0.0, 1.0))
-                                             : mean(batteries, &BatteryReading::level);
-    all.volts = mean(batteries, &BatteryReading::volts);
-    all.watts = sum(batteries, &BatteryReading::watts);
+                                             : mean(batteries, &BatteryFacts::level);
+    all.volts = mean(batteries, &BatteryFacts::volts);
+    all.watts = sum(batteries, &BatteryFacts::watts);
     all.status = combinedStatus(batteries, all.watts.value_or(0));
-    for (const BatteryReading& battery : batteries) all.cycles = std::max(all.cycles, battery.cycles);
+    for (const BatteryFacts& battery : batteries) all.cycles = std::max(all.cycles, battery.cycles);
     return all;
 }
 
-std::optional<std::int64_t> PowerSupply::minutesLeft() const {
-    if (!battery || !battery->watts || !battery->charge || !battery->full) return std::nullopt;
+std::optional<std::int64_t> minutesLeft(const BatteryFacts& battery) {
+    if (!battery.watts || !battery.charge || !battery.full) return std::nullopt;
     double energy = 0;  // that has yet to flow
-    if (battery->status == BatteryStatus::charging) energy = *battery->full - *battery->charge;
-    if (battery->status == BatteryStatus::discharging) energy = *battery->charge;
+    if (battery.status == BatteryStatus::charging) energy = *battery.full - *battery.charge;
+    if (battery.status == BatteryStatus::discharging) energy = *battery.charge;
     constexpr double minutesPerWeek = 7 * 24 * 60;
-    const double minutes = energy * 60 / std::abs(*battery->watts);  // not finite without power
+    const double minutes = energy * 60 / std::abs(*battery.watts);  // not finite without power
     if (!(minutes > 0 && minutes < minutesPerWeek)) return std::nullopt;
     return static_cast<std::int64_t>(std::llround(minutes));
-}
-
-PowerSupply Batteries::read() {
-    MutexLock lock(mutex_);
-    discover();
-    if (reading_.isDue(clock_.monotonic())) last_ = readAll();
-    return last_;
 }
 
 void Batteries::discover() {
@@ -203,8 +217,10 @@ void Batteries::discover() {
         const std::string directory = supplyDirectory + "/" + name;
         const std::string type = root_.text(directory + "/type").value_or("");
         if (type.empty() || type == "UPS" || root_.text(directory + "/scope") == "Device") continue;
-        Supply supply{
-            .isBattery = type == "Battery", .files = {}, .summary = KernelFile(root_.path(directory + "/uevent"))};
+        Supply supply{.directory = directory,
+                      .isBattery = type == "Battery",
+                      .files = {},
+                      .summary = KernelFile(root_.path(directory + "/uevent"))};
         for (const std::string_view file : fileNames) {
             const std::string path = directory + "/" + std::string(file);
             if (root_.exists(path)) supply.files.emplace_back(propertyName(file), KernelFile(root_.path(path)));
@@ -213,9 +229,10 @@ void Batteries::discover() {
     }
 }
 
-PowerSupply Batteries::readAll() {
-    PowerSupply supply;
-    std::vector<BatteryReading> batteries;
+PowerSupplyReading Batteries::read() {
+    discover();
+    PowerSupplyReading supply;
+    std::vector<BatteryFacts> batteries;
     bool hasAdapter = false;
     for (Supply& each : supplies_) {
         const std::string text = propertiesOf(each);
@@ -224,21 +241,24 @@ PowerSupply Batteries::readAll() {
         } else if (each.isBattery) {
             if (auto battery = parseBattery(text)) batteries.push_back(std::move(*battery));
         } else {
-            const Properties properties(text);
-            const std::string_view online = properties.text("ONLINE");
-            hasAdapter = hasAdapter || !online.empty();
-            if (online.empty() || online == "0") continue;
-            supply.onMains = true;
-            const auto watts =
-                product(properties.positive("VOLTAGE_MAX", mostVolts), properties.positive("CURRENT_MAX", mostAmperes));
-            if (watts && *watts <= mostWatts) supply.adapterWatts = std::max(supply.adapterWatts.value_or(0), *watts);
+            hasAdapter = addAdapter(Properties(text), supply) || hasAdapter;
         }
     }
     if (batteries.empty()) return supply;
-    supply.battery = combine(batteries);
-    const BatteryStatus status = supply.battery->status;
+    const BatteryFacts battery = combine(batteries);
     // What charges comes from outside, even where no adapter is listed; a full battery is believed only then.
-    if (status == BatteryStatus::charging || (status == BatteryStatus::idle && !hasAdapter)) supply.onMains = true;
+    if (battery.status == BatteryStatus::charging || (battery.status == BatteryStatus::idle && !hasAdapter)) {
+        supply.isOnMains = true;
+    }
+    supply.battery = BatteryReading{.isCharging = battery.status == BatteryStatus::charging,
+                                    .isDischarging = battery.status == BatteryStatus::discharging,
+                                    .level = battery.level,
+                                    .health = health(battery),
+                                    .full = battery.full,
+                                    .design = battery.design,
+                                    .watts = battery.watts,
+                                    .minutes = minutesLeft(battery),
+                                    .cycles = battery.cycles};
     return supply;
 }
 
@@ -249,6 +269,17 @@ std::string Batteries::propertiesOf(Supply& supply) {
         if (value.ends_with('\n')) text += name + "=" + std::string(value);
     }
     return text.empty() ? std::string(supply.summary.read().value_or("")) : text;
+}
+
+SourceDescription Batteries::describe(MetricFamily family) {
+    discover();
+    const bool isBattery = family != MetricFamily::adapter;
+    const auto found = std::find_if(supplies_.begin(), supplies_.end(),
+                                    [&](const Supply& supply) { return supply.isBattery == isBattery; });
+    if (found == supplies_.end()) {
+        return {supplyDirectory + "/*/type (" + (isBattery ? "Battery" : "Mains, USB") + ")", "no such supply"};
+    }
+    return root_.describe(found->directory + "/uevent");
 }
 
 }  // namespace zqm

@@ -39,15 +39,17 @@ bool isDriveName(std::string_view name) {
 }
 
 std::uint64_t bytesOfSectors(std::uint64_t sectors) {
-    constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();  // properties are signed
+    constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();  // room for the sum of several
     return sectors > most / sectorSize ? most : sectors * sectorSize;
 }
 
 }  // namespace
 
-std::vector<DriveBytes> BlockDrives::read() {
+std::optional<std::vector<DriveReading>> BlockDrives::read() {
+    const auto content = statistics_.read();
+    if (!content) return std::nullopt;
     rows_.clear();
-    std::string_view rest = statistics_.read().value_or("");
+    std::string_view rest = *content;
     while (auto line = takeLine(rest)) {
         skipFields(*line, 2);  // device numbers
         const std::string_view name = takeField(*line);
@@ -56,7 +58,7 @@ std::vector<DriveBytes> BlockDrives::read() {
     const auto sameName = [](const Row& row, const Known& known) { return row.name == known.name; };
     if (!std::equal(rows_.begin(), rows_.end(), known_.begin(), known_.end(), sameName)) recognise();
 
-    std::vector<DriveBytes> drives;
+    std::vector<DriveReading> drives;
     for (std::size_t i = 0; i < rows_.size(); ++i) {
         if (!known_[i].isDrive) continue;
         std::string_view counters = rows_[i].counters;

@@ -1,21 +1,15 @@
 #pragma once
 
-#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
+#include "Platform/Machine/MachineReadings.h"
 
 namespace zqm {
-
-/// What has been read from and written to one whole drive since the machine started.
-struct DriveBytes {
-    std::string name;  // the kernel's: "sda", "nvme0n1"
-    std::uint64_t read = 0;
-    std::uint64_t written = 0;
-};
 
 /// The whole drives of /proc/diskstats: one read per call.
 ///
@@ -25,8 +19,9 @@ class BlockDrives {
 public:
     explicit BlockDrives(const RootDirectory& root) : root_(root), statistics_(root.path("/proc/diskstats")) {}
 
-    /// In the kernel's order; empty when the file cannot be read.
-    std::vector<DriveBytes> read();
+    /// In the kernel's order, names as "sda", "nvme0n1"; nullopt when the file cannot be read.
+    std::optional<std::vector<DriveReading>> read();
+    SourceDescription describe() const { return root_.describe(statistics_); }
 
 private:
     struct Row {

@@ -1,6 +1,7 @@
 #include "Platform/Linux/Hardware/EnergyZones.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <utility>
 
@@ -22,6 +23,11 @@ void grow(std::uint64_t& total, std::uint64_t growth) {
     total = std::min(addSaturated(total, growth), most);
 }
 
+std::optional<double> millijoules(std::optional<std::uint64_t> total) {
+    constexpr double microjoulesPerMillijoule = 1000;
+    return total ? std::optional(static_cast<double>(*total) / microjoulesPerMillijoule) : std::nullopt;
+}
+
 }  // namespace
 
 std::uint64_t EnergyCounter::read(MonotonicTime now) {
@@ -37,51 +43,29 @@ std::uint64_t EnergyCounter::read(MonotonicTime now) {
     return static_cast<double>(growth) <= mostWatts * seconds * microjoules ? growth : 0;
 }
 
-std::vector<PackageEnergy> EnergyZones::read() {
+EnergyReading EnergyZones::read() {
     MutexLock lock(mutex_);
     discover();
     const MonotonicTime now = clock_.monotonic();
-    const bool isDue = reading_.isDue(now);
-    std::vector<PackageEnergy> energies;
     for (Package& package : packages_) {
-        if (isDue) {
-            const std::uint64_t whole = package.package.read(now);
-            const std::uint64_t gpu = package.gpu ? package.gpu->read(now) : 0;
-            grow(package.energy.processor, whole - std::min(whole, gpu));
-            if (package.gpu) grow(*package.energy.gpu, gpu);
-            if (package.memory) grow(*package.energy.memory, package.memory->read(now));
-        }
-        energies.push_back(package.energy);
+        const std::uint64_t whole = package.whole.read(now);
+        const std::uint64_t gpu = package.gpu ? package.gpu->read(now) : 0;
+        grow(totals_.processors, whole - std::min(whole, gpu));
+        if (package.gpu) grow(*totals_.gpus, gpu);
+        if (package.memory) grow(*totals_.memory, package.memory->read(now));
     }
-    return energies;
+    if (system_) grow(*totals_.system, system_->read(now));
+    EnergyReading energy;
+    if (!packages_.empty()) energy.cpu = millijoules(totals_.processors);
+    energy.gpu = millijoules(totals_.gpus);
+    energy.dram = millijoules(totals_.memory);
+    energy.system = millijoules(totals_.system);
+    return energy;
 }
 
 std::optional<double> EnergyZones::packageMillijoules() {
-    constexpr double microjoulesPerMillijoule = 1000;
-    const auto packages = read();
-    if (packages.empty()) return std::nullopt;
-    double sum = 0;
-    for (const PackageEnergy& package : packages) {
-        sum += static_cast<double>(package.processor) + static_cast<double>(package.gpu.value_or(0));
-    }
-    return sum / microjoulesPerMillijoule;
-}
-
-std::optional<double> EnergyZones::systemPower() {
-    MutexLock lock(mutex_);
-    discover();
-    if (!system_) return std::nullopt;
-    const MonotonicTime now = clock_.monotonic();
-    const auto growth = static_cast<double>(system_->read(now));
-    const auto before = std::exchange(systemTime_, now);
-    const double seconds = before ? (now - *before).count() : 0;
-    return seconds > 0 ? std::optional(growth / microjoules / seconds) : std::nullopt;
-}
-
-bool EnergyZones::hasSystemCounter() {
-    MutexLock lock(mutex_);
-    discover();
-    return system_.has_value();
+    const EnergyReading energy = read();
+    return energy.cpu ? std::optional(*energy.cpu + energy.gpu.value_or(0)) : std::nullopt;
 }
 
 /// Zones of the class are named "intel-rapl:N", on AMD too; "intel-rapl-mmio:N" shows the same packages again by
@@ -92,12 +76,11 @@ void EnergyZones::discover() {
         const std::string directory = powercap + "/" + zone;
         if (std::count(zone.begin(), zone.end(), ':') != 1) continue;
         const std::string name = root_.text(directory + "/name").value_or("");
-        if (name == "psys") system_ = counter(directory);
+        if (name == "psys" && (system_ = counter(directory))) totals_.system = 0;
         if (!name.starts_with("package")) continue;
         auto whole = counter(directory);
         if (!whole) continue;
-        Package package{
-            .energy = {.name = name, .gpu = {}, .memory = {}}, .package = std::move(*whole), .gpu = {}, .memory = {}};
+        Package package{.whole = std::move(*whole), .gpu = {}, .memory = {}};
         discoverParts(package, zone);
         packages_.push_back(std::move(package));
     }
@@ -107,8 +90,8 @@ void EnergyZones::discoverParts(Package& package, const std::string& zone) {
     for (const std::string& part : root_.names(powercap, zone + ":")) {
         const std::string directory = powercap + "/" + part;
         const std::string name = root_.text(directory + "/name").value_or("");
-        if (name == "uncore" && (package.gpu = counter(directory))) package.energy.gpu = 0;
-        if (name == "dram" && (package.memory = counter(directory))) package.energy.memory = 0;
+        if (name == "uncore" && (package.gpu = counter(directory))) totals_.gpus = 0;
+        if (name == "dram" && (package.memory = counter(directory))) totals_.memory = 0;
     }
 }
 
@@ -117,6 +100,33 @@ std::optional<EnergyCounter> EnergyZones::counter(const std::string& directory) 
     if (!root_.number(directory + "/energy_uj")) return std::nullopt;
     return EnergyCounter(KernelFile(root_.path(directory + "/energy_uj")),
                          root_.number(directory + "/max_energy_range_uj").value_or(0));
+}
+
+SourceDescription EnergyZones::describe(MetricFamily family) {
+    if (family == MetricFamily::processEnergy) family = MetricFamily::cpuPower;
+    MutexLock lock(mutex_);
+    discover();
+    const EnergyCounter* counter = nullptr;
+    if (family == MetricFamily::systemPower && system_) counter = &*system_;
+    for (const Package& package : packages_) {
+        if (counter) break;
+        if (family == MetricFamily::cpuPower) counter = &package.whole;
+        if (family == MetricFamily::gpuPower && package.gpu) counter = &*package.gpu;
+        if (family == MetricFamily::dramPower && package.memory) counter = &*package.memory;
+    }
+    if (counter) return root_.describe(counter->file());
+    constexpr std::array zones{std::pair(MetricFamily::cpuPower, "package"),
+                               std::pair(MetricFamily::gpuPower, "uncore"), std::pair(MetricFamily::dramPower, "dram"),
+                               std::pair(MetricFamily::systemPower, "psys")};
+    const std::string_view name =
+        std::find_if(zones.begin(), zones.end(), [&](const auto& zone) { return zone.first == family; })->second;
+    for (const std::string& zone : root_.names(powercap, "intel-rapl:")) {
+        const std::string directory = powercap + "/" + zone;
+        if (root_.text(directory + "/name").value_or("").starts_with(name)) {
+            return root_.describe(directory + "/energy_uj");
+        }
+    }
+    return {powercap + "/intel-rapl:*/energy_uj (" + std::string(name) + ")", "no such zone"};
 }
 
 }  // namespace zqm

@@ -6,9 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Linux/Kernel/Cadence.h"
 #include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
+#include "Platform/Machine/MachineReadings.h"
+#include "Platform/Machine/SourceReport.h"
 #include "Platform/Process/Clock.h"
 #include "Support/Mutex.h"
 
@@ -22,6 +23,7 @@ public:
 
     /// The growth since the last reading, µJ; 0 on the first, when the counter cannot be read, or when it started anew.
     std::uint64_t read(MonotonicTime now);
+    const KernelFile& file() const { return file_; }
 
 private:
     KernelFile file_;
@@ -30,32 +32,21 @@ private:
     MonotonicTime lastTime_{};
 };
 
-/// What one processor package has used since the program first looked, µJ.
-struct PackageEnergy {
-    std::string name;             // "package-0"
-    std::uint64_t processor = 0;  // all of the package but its GPU
-    std::optional<std::uint64_t> gpu;
-    std::optional<std::uint64_t> memory;
-};
-
 /// The energy counters of the powercap tree that this user may read. Most kernels show them to root alone; what cannot
 /// be read when the program starts is never tried again. Callable from any thread.
 class EnergyZones {
 public:
     EnergyZones(const RootDirectory& root, Clock& clock) : root_(root), clock_(clock) {}
 
-    std::vector<PackageEnergy> read();
+    /// All zones of a kind together. What a processor uses is all of its package but the GPU.
+    EnergyReading read();
     /// All that the packages have used, their GPUs included, mJ; nullopt when none can be read.
     std::optional<double> packageMillijoules();
-    /// Power of the whole machine since the last call, watts; nullopt on the first call and on machines without such a
-    /// counter.
-    std::optional<double> systemPower();
-    bool hasSystemCounter();
+    SourceDescription describe(MetricFamily family);
 
 private:
     struct Package {
-        PackageEnergy energy;
-        EnergyCounter package;
+        EnergyCounter whole;
         std::optional<EnergyCounter> gpu;
         std::optional<EnergyCounter> memory;
     };
@@ -67,10 +58,13 @@ private:
     Clock& clock_;
     Mutex mutex_;
     bool isDiscovered_ ZQM_GUARDED_BY(mutex_) = false;
-    Cadence reading_ ZQM_GUARDED_BY(mutex_){sameTick};
     std::vector<Package> packages_ ZQM_GUARDED_BY(mutex_);
     std::optional<EnergyCounter> system_ ZQM_GUARDED_BY(mutex_);
-    std::optional<MonotonicTime> systemTime_ ZQM_GUARDED_BY(mutex_);
+    struct Totals {  // µJ
+        std::uint64_t processors = 0;
+        std::optional<std::uint64_t> gpus, memory, system;
+    };
+    Totals totals_ ZQM_GUARDED_BY(mutex_);
 };
 
 }  // namespace zqm

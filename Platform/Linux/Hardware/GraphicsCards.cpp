@@ -11,7 +11,6 @@ namespace {
 
 const std::string cardDirectory = "/sys/class/drm";
 const std::string nvidiaDirectory = "/sys/bus/pci/drivers/nvidia";
-constexpr std::uint32_t kilohertzPerMegahertz = 1000;
 constexpr std::uint64_t plausibleMegahertz = 100'000;
 
 std::optional<std::uint64_t> readNumber(KernelFile& file) {
@@ -52,17 +51,9 @@ GraphicsCards::GraphicsCards(const RootDirectory& root, Clock& clock, std::strin
 std::vector<GraphicsReading> GraphicsCards::read() {
     MutexLock lock(mutex_);
     discover();
-    const MonotonicTime now = clock_.monotonic();
-    if (!reading_.isDue(now)) return readings_;
-    readings_.clear();
-    for (Card& card : cards_) readings_.push_back(readCard(card, now));
-    return readings_;
-}
-
-ClockSteps GraphicsCards::steps() {
-    MutexLock lock(mutex_);
-    discover();
-    return steps_;
+    std::vector<GraphicsReading> readings;
+    for (Card& card : cards_) readings.push_back(readCard(card));
+    return readings;
 }
 
 void GraphicsCards::discover() {
@@ -72,16 +63,13 @@ void GraphicsCards::discover() {
     const std::vector<std::string> addresses = root_.names(nvidiaDirectory, "");
     std::copy_if(addresses.begin(), addresses.end(), std::back_inserter(names),
                  [](const std::string& name) { return name.find(':') != std::string::npos; });
-    // The counters of idle time go on as long as the cards are the same.
     if (names == names_) return;
     names_ = names;
     cards_.clear();
-    reading_.expire();
     for (const std::string& name : names) cards_.push_back(makeCard(name));
-    if (steps_.empty()) settleSteps();
 }
 
-GraphicsCards::Card GraphicsCards::makeCard(const std::string& name) {
+GraphicsCards::Card GraphicsCards::makeCard(const std::string& name) const {
     const bool isNvidia = name.find(':') != std::string::npos;
     const std::string directory = isNvidia ? nvidiaDirectory + "/" + name : cardDirectory + "/" + name + "/device";
     std::string hwmon = directory;
@@ -92,16 +80,16 @@ GraphicsCards::Card GraphicsCards::makeCard(const std::string& name) {
             .levels = KernelFile(root_.path(directory + "/pp_dpm_sclk")),
             .hertz = KernelFile(root_.path(hwmon + "/freq1_input")),
             .engines = isNvidia ? std::vector<Engine>{} : makeEngines(cardDirectory + "/" + name),
+            .mostMegahertz = isNvidia ? std::nullopt : mostMegahertz(cardDirectory + "/" + name),
             .isNvidia = isNvidia};
 }
 
 /// i915 has "gt/gtN" (before Linux 5.19 the card itself stands for the only one), xe "device/tileN/gtM".
-std::vector<GraphicsCards::Engine> GraphicsCards::makeEngines(const std::string& directory) {
+std::vector<GraphicsCards::Engine> GraphicsCards::makeEngines(const std::string& directory) const {
     std::vector<Engine> engines;
     auto add = [&](const std::string& clock, const std::string& idle) {
         if (!root_.exists(clock)) return;
-        engines.push_back(
-            {.megahertz = KernelFile(root_.path(clock)), .idleTime = KernelFile(root_.path(idle)), .lastIdle = {}});
+        engines.push_back({.megahertz = KernelFile(root_.path(clock)), .idleTime = KernelFile(root_.path(idle))});
     };
     for (const std::string& gt : root_.names(directory + "/gt", "gt")) {
         add(directory + "/gt/" + gt + "/rps_act_freq_mhz", directory + "/gt/" + gt + "/rc6_residency_ms");
@@ -116,58 +104,36 @@ std::vector<GraphicsCards::Engine> GraphicsCards::makeEngines(const std::string&
     return engines;
 }
 
-void GraphicsCards::settleSteps() {
-    for (const Card& card : cards_) {
-        if (!card.isNvidia) {
-            addSteps(cardDirectory + "/" + card.name);
-        } else if (root_.text(nvidiaDirectory + "/" + card.name + "/power/runtime_status") != "suspended") {
-            const auto most = plausible(nvidia_.mostMegahertz(card.name));
-            if (most) steps_.push_back(static_cast<std::uint32_t>(*most) * kilohertzPerMegahertz);
-        }
-    }
-    if (steps_.empty()) return;
-    // Clocks run below their lowest level when there is little to do: the first step leaves room for that.
-    steps_.push_back(kilohertzPerMegahertz);
-    std::sort(steps_.begin(), steps_.end());
-    steps_.erase(std::unique(steps_.begin(), steps_.end()), steps_.end());
-}
-
-void GraphicsCards::addSteps(const std::string& card) {
-    std::vector<std::optional<std::uint64_t>> found;  // MHz
+std::optional<double> GraphicsCards::mostMegahertz(const std::string& card) const {
+    std::uint64_t most = 0;
     const std::string levels = root_.text(card + "/device/pp_dpm_sclk").value_or("");
     std::string_view rest = levels;
     while (!rest.empty()) {
-        if (const auto level = parseLevel(takeUntil(rest, '\n'))) found.emplace_back(level->megahertz);
+        if (const auto level = parseLevel(takeUntil(rest, '\n'))) most = std::max(most, level->megahertz);
     }
-    for (const char* limit : {"/gt_RPn_freq_mhz", "/gt_RP0_freq_mhz", "/device/tile0/gt0/freq0/rpn_freq",
-                              "/device/tile0/gt0/freq0/rp0_freq"}) {
-        found.push_back(root_.number(card + limit));
+    for (const char* limit : {"/gt_RP0_freq_mhz", "/device/tile0/gt0/freq0/rp0_freq"}) {
+        most = std::max(most, plausible(root_.number(card + limit)).value_or(0));
     }
-    for (const auto& megahertz : found) {
-        if (!plausible(megahertz) || *megahertz == 0) continue;
-        steps_.push_back(static_cast<std::uint32_t>(*megahertz) * kilohertzPerMegahertz);
-    }
+    return most > 0 ? std::optional(static_cast<double>(most)) : std::nullopt;
 }
 
-GraphicsReading GraphicsCards::readCard(Card& card, MonotonicTime now) {
+GraphicsReading GraphicsCards::readCard(Card& card) {
     GraphicsReading reading;
     reading.name = card.name;
+    reading.mostMegahertz = card.mostMegahertz;
     const std::string_view state = trimWhitespace(card.powerState.read().value_or(""));
     if (state.starts_with("suspend")) {  // "suspended" or "suspending"
-        reading.busyPercent = 0;
+        reading.busy = 0;
         return reading;
     }
     if (card.isNvidia) {
-        const NvidiaReading told = nvidia_.read(card.name);
-        reading.busyPercent = told.busyPercent;
-        reading.megahertz = told.megahertz;
-        reading.celsius = told.celsius;
+        readNvidia(card, reading);
         return reading;
     }
-    readEngines(card, now, reading);
+    readEngines(card, reading);
     if (!card.engines.empty()) return reading;
     if (const auto percent = readNumber(card.busyPercent); percent && *percent <= 100) {
-        reading.busyPercent = static_cast<double>(*percent);
+        reading.busy = static_cast<double>(*percent) / 100;
     }
     std::string_view rest = card.levels.read().value_or("");
     while (auto line = takeLine(rest)) {
@@ -183,22 +149,46 @@ GraphicsReading GraphicsCards::readCard(Card& card, MonotonicTime now) {
     return reading;
 }
 
-/// The fastest clock and the busiest part. A part is busy when it is not idle, which is known once its counter of idle
-/// time has moved: with the idle states switched off it stands still for ever.
-void GraphicsCards::readEngines(Card& card, MonotonicTime now, GraphicsReading& reading) {
+void GraphicsCards::readNvidia(Card& card, GraphicsReading& reading) {
+    const NvidiaReading told = nvidia_.read(card.name);
+    if (!card.mostMegahertz) card.mostMegahertz = nvidia_.mostMegahertz(card.name);  // it slept until now
+    if (told.busyPercent) reading.busy = *told.busyPercent / 100;
+    reading.megahertz = told.megahertz;
+    reading.mostMegahertz = card.mostMegahertz;
+    reading.celsius = told.celsius;
+}
+
+void GraphicsCards::readEngines(Card& card, GraphicsReading& reading) {
+    constexpr double millisecondsPerSecond = 1000;
     for (Engine& engine : card.engines) {
         if (const auto megahertz = plausible(readNumber(engine.megahertz))) {
             reading.megahertz = std::max(reading.megahertz.value_or(0), static_cast<double>(*megahertz));
         }
         const auto idle = readNumber(engine.idleTime);
-        const auto lastIdle = std::exchange(engine.lastIdle, idle);
-        const double milliseconds = (now - std::exchange(engine.lastTime, now)).count() * 1000;
-        if (!idle || !lastIdle || *idle < *lastIdle || milliseconds <= 0) continue;
-        engine.hasMoved = engine.hasMoved || *idle > *lastIdle;
-        if (!engine.hasMoved) continue;
-        const double idleShare = std::min(static_cast<double>(*idle - *lastIdle) / milliseconds, 1.0);
-        reading.busyPercent = std::max(reading.busyPercent.value_or(0), 100 * (1 - idleShare));
+        reading.idleSeconds.push_back(idle ? std::optional(static_cast<double>(*idle) / millisecondsPerSecond)
+                                           : std::nullopt);
     }
+}
+
+SourceDescription GraphicsCards::describe(MetricFamily family) {
+    MutexLock lock(mutex_);
+    discover();
+    const bool isUse = family == MetricFamily::gpuUtilization;
+    std::optional<SourceDescription> failed;
+    for (const Card& card : cards_) {
+        const auto tell = [&]() {
+            if (card.isNvidia) return root_.describe(card.powerState);  // of the library's card
+            if (!card.engines.empty())
+                return root_.describe(isUse ? card.engines[0].idleTime : card.engines[0].megahertz);
+            if (isUse) return root_.describe(card.busyPercent);
+            const SourceDescription levels = root_.describe(card.levels);
+            return levels.absence.empty() ? levels : root_.describe(card.hertz);
+        };
+        SourceDescription source = tell();
+        if (source.absence.empty()) return source;
+        if (!failed) failed = std::move(source);
+    }
+    return failed.value_or(SourceDescription{cardDirectory + "/card*", "no card whose driver tells"});
 }
 
 }  // namespace zqm

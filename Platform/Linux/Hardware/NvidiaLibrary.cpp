@@ -77,7 +77,7 @@ NvidiaReading NvidiaLibrary::read(const std::string& address) {
     return reading;
 }
 
-std::optional<std::uint32_t> NvidiaLibrary::mostMegahertz(const std::string& address) {
+std::optional<double> NvidiaLibrary::mostMegahertz(const std::string& address) {
     void* card = device(address);
     unsigned value = 0;
     if (!card || functions_->mostClock(card, graphicsClock, &value) != success) return std::nullopt;

@@ -28,7 +28,7 @@ public:
     /// The card at a PCI address such as "0000:01:00.0"; all absent when the library or the card does not answer.
     NvidiaReading read(const std::string& address);
     /// The highest clock of its cores in MHz; nullopt when it is not told.
-    std::optional<std::uint32_t> mostMegahertz(const std::string& address);
+    std::optional<double> mostMegahertz(const std::string& address);
 
 private:
     struct Functions;

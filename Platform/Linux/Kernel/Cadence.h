@@ -6,10 +6,6 @@
 
 namespace zqm {
 
-/// What is asked for again within one tick is answered from the last reading. The readers of a tick ask within about
-/// 100 ms of each other, and no two ticks begin within 200 ms.
-constexpr Seconds sameTick(0.19);
-
 /// Says when something that is done now and then is due: at first, and whenever the period has passed since.
 class Cadence {
 public:

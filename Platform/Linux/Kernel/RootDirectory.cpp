@@ -4,11 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
 #include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Kernel/KernelText.h"
+#include "Platform/Posix/Descriptor.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -44,6 +46,17 @@ std::vector<std::string> RootDirectory::names(std::string_view below, std::strin
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+SourceDescription RootDirectory::describe(std::string_view below) const {
+    char byte;
+    const Descriptor file(::open(path(below).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (file && ::read(file.get(), &byte, 1) >= 0) return {std::string(below), ""};
+    return {std::string(below), std::generic_category().message(errno)};
+}
+
+SourceDescription RootDirectory::describe(const KernelFile& file) const {
+    return describe(std::string_view(file.path()).substr(directory_.size()));
 }
 
 }  // namespace zqm

@@ -6,7 +6,11 @@
 #include <string_view>
 #include <vector>
 
+#include "Platform/Machine/SourceReport.h"
+
 namespace zqm {
+
+class KernelFile;
 
 /// The directory below which a machine's /proc and /sys lie: "/" for this one. Paths given to it begin with "/".
 /// For questions asked once or rarely; what is read on every tick is a KernelFile. Callable from any thread.
@@ -23,6 +27,9 @@ public:
     std::optional<std::uint64_t> number(std::string_view below) const;
     /// The names in a directory that begin with `prefix`, sorted; empty when it cannot be read.
     std::vector<std::string> names(std::string_view below, std::string_view prefix) const;
+    /// For a person: the path below the root, and why the file cannot be read now, if it cannot.
+    SourceDescription describe(std::string_view below) const;
+    SourceDescription describe(const KernelFile& file) const;
 
 private:
     std::string directory_;  // without the solidus at its end

@@ -84,13 +84,8 @@ ProxyHosts ProxyHosts::ofVariables(const Variables& variables) {
     return hosts;
 }
 
-std::optional<PropertyDictionary> ProxyHosts::dictionary() const {
-    PropertyDictionary settings;
-    const std::int64_t on = 1;
-    if (http) settings.insert(settings.end(), {{"HTTPEnable", on}, {"HTTPProxy", *http}});
-    if (https) settings.emplace_back("HTTPSEnable", on);
-    if (socks) settings.insert(settings.end(), {{"SOCKSEnable", on}, {"SOCKSProxy", *socks}});
-    return settings.empty() ? std::nullopt : std::optional(std::move(settings));
+ProxyReading ProxyHosts::reading() const {
+    return {.isOn = http || https || socks, .host = http ? *http : socks.value_or("")};
 }
 
 }  // namespace zqm

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Apple/PropertyValue.h"
+#include "Platform/Machine/MachineReadings.h"
 
 namespace zqm {
 
@@ -31,8 +31,8 @@ struct ProxyHosts {
     /// capitals.
     static ProxyHosts ofVariables(const Variables& variables);
 
-    /// As SystemFacts gives it; nullopt when there is no proxy.
-    std::optional<PropertyDictionary> dictionary() const;
+    /// The host is that for plain requests, else the one of SOCKS.
+    ProxyReading reading() const;
 };
 
 }  // namespace zqm

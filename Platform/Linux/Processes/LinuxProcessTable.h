@@ -4,6 +4,7 @@
 #include "Platform/Linux/Processes/ProcessScan.h"
 #include "Platform/Linux/Processes/SocketOwners.h"
 #include "Platform/Machine/ProcessTable.h"
+#include "Platform/Machine/SourceReport.h"
 
 namespace zqm {
 
@@ -12,7 +13,7 @@ namespace zqm {
 class LinuxProcessTable final : public ProcessTable {
 public:
     LinuxProcessTable(const RootDirectory& root, Clock& clock, PackageEnergySource packageEnergy = nullptr)
-        : processes_(root, clock, std::move(packageEnergy)), names_(root), sockets_(root, clock) {}
+        : root_(root), processes_(root, clock, std::move(packageEnergy)), names_(root), sockets_(root, clock) {}
 
     /// Ascending by pid.
     std::optional<std::vector<ProcessRow>> processes() override;
@@ -20,10 +21,14 @@ public:
     std::optional<std::vector<SocketOwner>> socketOwners() override;
     std::string fullName(const ProcessRow& row) override { return names_.fullName(row); }
 
+    /// Where a ranking comes from, and how many processes hide it from this user.
+    SourceDescription describe(MetricFamily family);
+
     /// Everything known of the processes of the latest reading.
     ProcessScan& known() { return processes_; }
 
 private:
+    const RootDirectory& root_;
     ProcessScan processes_;
     ProcessNames names_;
     SocketOwners sockets_;

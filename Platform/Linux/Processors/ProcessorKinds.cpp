@@ -95,6 +95,17 @@ std::vector<ProcessorKind> readProcessorKinds(const RootDirectory& root, std::sp
     return std::vector<ProcessorKind>(numbers.size(), ProcessorKind::performance);
 }
 
+SourceDescription describeProcessorKinds(const RootDirectory& root, std::span<const unsigned> numbers) {
+    if (kindsByHybridLists(root, numbers)) return root.describe("/sys/devices/cpu_core/cpus");
+    const std::string first = numbers.empty() ? "0" : std::to_string(numbers.front());
+    const std::string capacity = processorDirectory + "/cpu" + first + "/cpu_capacity";
+    if (root.exists(capacity)) return root.describe(capacity);
+    const std::string highest = (numbers.empty() ? processorDirectory + "/cpu0/cpufreq"
+                                                 : frequencyDirectories(root, numbers)[numbers.front()]) +
+                                "/cpuinfo_max_freq";
+    return root.exists(highest) ? root.describe(highest) : SourceDescription{"/proc/stat", ""};
+}
+
 std::map<unsigned, std::string> frequencyDirectories(const RootDirectory& root, std::span<const unsigned> numbers) {
     std::map<unsigned, std::string> directories;
     for (const unsigned number : numbers) {

@@ -34,7 +34,6 @@ std::optional<ProcessorTicks> parseTicks(std::string_view line) {
 Processors::Processors(const RootDirectory& root) : root_(root), statistics_(root.path("/proc/stat")) {}
 
 std::optional<std::vector<ProcessorTicks>> Processors::ticks() {
-    MutexLock lock(mutex_);
     if (!refresh()) return std::nullopt;
     std::vector<ProcessorTicks> ticks;
     ticks.reserve(processors_.size());
@@ -43,7 +42,6 @@ std::optional<std::vector<ProcessorTicks>> Processors::ticks() {
 }
 
 std::vector<unsigned> Processors::numbers() {
-    MutexLock lock(mutex_);
     refresh();
     std::vector<unsigned> numbers;
     for (const Processor& processor : processors_) numbers.push_back(processor.number);

@@ -3,14 +3,14 @@
 #include <optional>
 #include <vector>
 
-#include "Platform/Apple/HostStatistics.h"
 #include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
-#include "Support/Mutex.h"
+#include "Platform/Machine/ProcessorTicks.h"
+#include "Platform/Machine/SourceReport.h"
 
 namespace zqm {
 
-/// The logical processors that /proc/stat shows, in the order of their numbers. Callable from any thread.
+/// The logical processors that /proc/stat shows, in the order of their numbers. One thread at a time.
 ///
 /// Lines of that file come and go as processors go offline and return, so a processor is known by its number, never by
 /// its line: once seen it keeps its place and its last ticks.
@@ -23,18 +23,18 @@ public:
     /// The kernel's numbers of the same processors in the same order; without /proc/stat, those that sysfs calls
     /// present.
     std::vector<unsigned> numbers();
+    SourceDescription describe() const { return root_.describe(statistics_); }
 
 private:
     struct Processor {
         unsigned number = 0;
         ProcessorTicks ticks;
     };
-    bool refresh() ZQM_REQUIRES(mutex_);
+    bool refresh();
 
     const RootDirectory& root_;
-    Mutex mutex_;
-    KernelFile statistics_ ZQM_GUARDED_BY(mutex_);
-    std::vector<Processor> processors_ ZQM_GUARDED_BY(mutex_);  // ascending by number
+    KernelFile statistics_;
+    std::vector<Processor> processors_;  // ascending by number
 };
 
 }  // namespace zqm

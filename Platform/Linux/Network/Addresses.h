@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Apple/NetworkInterfaces.h"
 #include "Platform/Linux/Kernel/KernelFile.h"
-#include "Platform/Linux/Network/LinuxNetworkInterfaces.h"
+#include "Platform/Linux/Network/Interfaces.h"
+#include "Platform/Machine/MachineReadings.h"
+#include "Platform/Machine/SourceReport.h"
 #include "Platform/Posix/Descriptor.h"
 
 namespace zqm {
@@ -15,17 +16,21 @@ namespace zqm {
 /// The primary IPv4 addresses: of this machine as rtnetlink lists them, below another root as its routing tables tell.
 ///
 /// Secondary addresses of a subnet, which no connection of the machine's own leaves from, are left out. One thread at a
-/// time, and not during a call of the interfaces that give the names.
-class LinuxInterfaceAddresses final : public InterfaceAddresses {
+/// time.
+class Addresses {
 public:
     /// `interfaces` outlives it.
-    LinuxInterfaceAddresses(const RootDirectory& root, LinuxNetworkInterfaces& interfaces)
-        : asksKernel_(root.isThisMachine()),
+    Addresses(const RootDirectory& root, Interfaces& interfaces)
+        : root_(root),
+          asksKernel_(root.isThisMachine()),
           addressTable_(root.path("/proc/net/fib_trie")),
           routes_(root.path("/proc/net/route")),
           interfaces_(interfaces) {}
 
-    std::optional<std::vector<InterfaceAddress>> ipv4() override;
+    /// The local one is that of the interface that leads out, else of the first other one that is counted; loopback
+    /// does not count.
+    AddressReading read();
+    SourceDescription describe() const;
 
 private:
     /// One that belongs to the interface that the kernel calls `interface`.
@@ -41,12 +46,13 @@ private:
     static std::optional<KernelAddress> parseMessage(const void* message);
     KernelAddresses readTables();
 
+    const RootDirectory& root_;
     const bool asksKernel_;
     Descriptor socket_;  // kept open: asked on every tick
     std::uint32_t sequence_ = 0;
     KernelFile addressTable_;
     KernelFile routes_;
-    LinuxNetworkInterfaces& interfaces_;
+    Interfaces& interfaces_;
 };
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Network/LinuxInterfaceAddresses.h"
+#include "Platform/Linux/Network/Addresses.h"
 
 #include <arpa/inet.h>
 #include <linux/rtnetlink.h>
@@ -17,6 +17,8 @@
 namespace zqm {
 namespace {
 
+constexpr std::uint32_t loopbackNetwork = 127;  // not among the routes
+
 /// An address as /proc/net/route writes it: the bytes of network order as one hexadecimal number of the machine's.
 std::optional<std::uint32_t> takeHexadecimal(std::string_view& line) {
     const std::string_view field = takeField(line);
@@ -29,7 +31,6 @@ std::optional<std::uint32_t> takeHexadecimal(std::string_view& line) {
 /// The interface on whose own network `address` lies; empty when it lies on none. Routes through a gateway say where
 /// other machines are, not which addresses are this one's.
 std::string_view interfaceOf(std::uint32_t address, std::string_view routes) {
-    constexpr std::uint32_t loopbackNetwork = 127;  // not among the routes
     if (address >> 24 == loopbackNetwork) return "lo";
     std::string_view best;
     std::uint32_t bestMask = 0;
@@ -49,21 +50,32 @@ std::string_view interfaceOf(std::uint32_t address, std::string_view routes) {
 
 }  // namespace
 
-std::optional<std::vector<InterfaceAddress>> LinuxInterfaceAddresses::ipv4() {
+AddressReading Addresses::read() {
+    AddressReading reading;
     const auto found = asksKernel_ ? askKernel() : readTables();
-    if (!found) return std::nullopt;
-    std::vector<InterfaceAddress> addresses;
-    for (const KernelAddress& address : *found) {
-        auto name = interfaces_.presentedName(address.interface);
-        if (name) addresses.push_back({.name = *std::move(name), .ipv4 = address.ipv4});
+    if (!found) return reading;
+    std::optional<std::uint32_t> leadingOut;
+    std::optional<std::uint32_t> counted;
+    for (const auto& [interface, address] : *found) {
+        if (address >> 24 == loopbackNetwork) continue;
+        const Interfaces::Role role = interfaces_.role(interface);
+        auto& first = role == Interfaces::Role::leadsOut  ? leadingOut
+                      : role == Interfaces::Role::counted ? counted
+                                                          : reading.tunnel;
+        if (role != Interfaces::Role::other && !first) first = address;
     }
-    if (addresses.empty() && !found->empty()) return std::nullopt;  // the interfaces could not be read
-    return addresses;
+    reading.local = leadingOut ? leadingOut : counted;
+    return reading;
+}
+
+SourceDescription Addresses::describe() const {
+    if (asksKernel_) return {"rtnetlink", ""};
+    return root_.describe(addressTable_);
 }
 
 /// One dump of the IPv4 addresses alone: three system calls, where getifaddrs opens a socket each time and has all
 /// links described at length.
-LinuxInterfaceAddresses::KernelAddresses LinuxInterfaceAddresses::askKernel() {
+Addresses::KernelAddresses Addresses::askKernel() {
     if (!socket_) socket_.reset(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
     if (!socket_) return std::nullopt;
     auto addresses = sendRequest() ? receiveAnswer() : std::nullopt;
@@ -71,7 +83,7 @@ LinuxInterfaceAddresses::KernelAddresses LinuxInterfaceAddresses::askKernel() {
     return addresses;
 }
 
-bool LinuxInterfaceAddresses::sendRequest() {
+bool Addresses::sendRequest() {
     struct {
         nlmsghdr header;
         ifaddrmsg message;
@@ -84,7 +96,7 @@ bool LinuxInterfaceAddresses::sendRequest() {
     return ::send(socket_.get(), &request, sizeof request, MSG_DONTWAIT) == static_cast<ssize_t>(sizeof request);
 }
 
-LinuxInterfaceAddresses::KernelAddresses LinuxInterfaceAddresses::receiveAnswer() {
+Addresses::KernelAddresses Addresses::receiveAnswer() {
     alignas(nlmsghdr) std::array<char, 32768> buffer;  // the kernel makes no larger pieces
     std::vector<KernelAddress> addresses;
     while (true) {
@@ -104,7 +116,7 @@ LinuxInterfaceAddresses::KernelAddresses LinuxInterfaceAddresses::receiveAnswer(
     }
 }
 
-std::optional<LinuxInterfaceAddresses::KernelAddress> LinuxInterfaceAddresses::parseMessage(const void* message) {
+std::optional<Addresses::KernelAddress> Addresses::parseMessage(const void* message) {
     const auto* header = static_cast<const nlmsghdr*>(message);
     if (header->nlmsg_len < NLMSG_LENGTH(sizeof(ifaddrmsg))) return std::nullopt;
     const auto* description = static_cast<const ifaddrmsg*>(NLMSG_DATA(header));
@@ -126,7 +138,7 @@ std::optional<LinuxInterfaceAddresses::KernelAddress> LinuxInterfaceAddresses::p
     return hasAddress ? std::optional(std::move(address)) : std::nullopt;
 }
 
-LinuxInterfaceAddresses::KernelAddresses LinuxInterfaceAddresses::readTables() {
+Addresses::KernelAddresses Addresses::readTables() {
     const auto table = addressTable_.read();
     if (!table) return std::nullopt;
     const std::string_view routes = routes_.read().value_or("");

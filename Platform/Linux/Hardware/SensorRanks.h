@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace zqm {
@@ -13,18 +12,13 @@ struct SensorDescription {
     bool isReadable = false;  // it gave a plausible temperature when it was found
 };
 
-/// The name that a sensor is presented under, and whether its reading is part of what readers show.
-struct SensorName {
-    std::string text;
-    bool counts = false;
-};
+/// What a sensor measures, as far as figures are made of it.
+enum class SensorPart { processor, graphics, other };
 
-/// Names for all sensors of a machine, in their order and no two the same. The few that stand for the whole processor
-/// are called "PMU tdie …", and one per graphics card "GPU …": readers take the mean of each group. All others get
-/// names that readers pass over, such as "NVMe Composite".
+/// For each sensor the part whose figure it belongs to, `other` for all that do not count.
 ///
 /// One sensor per processor package is the temperature that its maker steers by; the sensors of its cores would drown
 /// it in a mean, in which every idle core counts as much as the hot one.
-std::vector<SensorName> nameSensors(const std::vector<SensorDescription>& sensors);
+std::vector<SensorPart> chooseSensors(const std::vector<SensorDescription>& sensors);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-#include "Platform/Linux/LinuxMemory.h"
+#include "Platform/Linux/Hardware/Memory.h"
 
 #include <algorithm>
 #include <limits>
@@ -49,6 +49,18 @@ std::uint64_t sum(std::initializer_list<MemoryInfo::Amount> amounts) {
     return total;
 }
 
+constexpr double stallPercent = 10;
+
+/// The share of the last ten seconds in "some avg10=0.10 avg60=…", in percent.
+std::optional<double> shareOfTenSeconds(std::string_view content, std::string_view kind) {
+    while (auto line = takeLine(content)) {
+        if (takeField(*line) != kind) continue;
+        std::string_view share = takeField(*line);
+        return takeUntil(share, '=') == "avg10" ? parseDouble(share) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 MemoryInfo parseMemoryInfo(std::string_view content) {
@@ -75,39 +87,6 @@ std::optional<std::uint64_t> usedBytes(const MemoryInfo& info) {
     return *info.total - std::min(*info.total, *available);
 }
 
-std::optional<VirtualMemoryPages> memoryPages(const MemoryInfo& info, std::uint64_t zram, std::uint64_t pageSize) {
-    const auto used = usedBytes(info);
-    if (!used || pageSize == 0) return std::nullopt;
-    const std::uint64_t kernel =
-        sum({info.unreclaimable, info.kernelStacks, info.pageTables, info.secondaryTables, info.perCpu});
-    const std::uint64_t locked = std::max(sum({info.unevictable}), sum({info.locked}));  // the first holds the second
-    const std::uint64_t wired = sum({kernel, locked, info.hugePages});
-    VirtualMemoryPages pages;
-    std::uint64_t rest = *used / pageSize;
-    pages.wired = std::min(wired / pageSize, rest);
-    rest -= pages.wired;
-    pages.compressor = std::min(sum({info.zswap, zram}) / pageSize, rest);
-    pages.active = rest - pages.compressor;
-    return pages;
-}
-
-std::optional<MemoryInfo> MemoryInfoSource::readFile() {
-    const auto content = file_.read();
-    return content ? std::optional(parseMemoryInfo(*content)) : std::nullopt;
-}
-
-std::optional<MemoryInfo> MemoryInfoSource::read() {
-    MutexLock lock(mutex_);
-    last_ = readFile();
-    return last_;
-}
-
-std::optional<MemoryInfo> MemoryInfoSource::takeLast() {
-    MutexLock lock(mutex_);
-    if (last_) return std::exchange(last_, std::nullopt);
-    return readFile();
-}
-
 std::uint64_t ZramDevices::usedBytes() {
     if (readings_++ % lookEvery == 0) {
         statistics_.clear();
@@ -123,6 +102,50 @@ std::uint64_t ZramDevices::usedBytes() {
         used = addSaturated(used, takeCount(content).value_or(0));
     }
     return used;
+}
+
+Memory::Memory(const RootDirectory& root)
+    : root_(root), info_(root.path("/proc/meminfo")), pressure_(root.path("/proc/pressure/memory")), zram_(root) {}
+
+std::optional<MemoryReading> Memory::read() {
+    const auto content = info_.read();
+    if (!content) return std::nullopt;
+    const MemoryInfo info = parseMemoryInfo(*content);
+    const auto used = usedBytes(info);
+    if (!used) return std::nullopt;
+    const std::uint64_t kernel =
+        sum({info.unreclaimable, info.kernelStacks, info.pageTables, info.secondaryTables, info.perCpu});
+    const std::uint64_t locked = std::max(sum({info.unevictable}), sum({info.locked}));  // the first holds the second
+    MemoryReading memory;
+    memory.total = *info.total;
+    memory.wired = std::min(sum({kernel, locked, info.hugePages}), *used);
+    memory.compressed = std::min(sum({info.zswap, zram_.usedBytes()}), *used - memory.wired);
+    memory.app = *used - memory.wired - memory.compressed;
+    if (info.swapTotal && info.swapFree) {
+        memory.swapTotal = *info.swapTotal;
+        memory.swapUsed = *info.swapTotal - std::min(*info.swapFree, *info.swapTotal);
+    }
+    memory.pressureLevel = pressureLevel();
+    return memory;
+}
+
+/// Tasks that stand still until memory is there are what a person notices: a tenth of the time for some of them is a
+/// warning, for all of them at once critical.
+std::int64_t Memory::pressureLevel() {
+    const std::string_view content = pressure_.read().value_or("");
+    const auto some = shareOfTenSeconds(content, "some");
+    if (!some) return 0;
+    if (shareOfTenSeconds(content, "full").value_or(0) >= stallPercent) return 4;
+    return *some >= stallPercent ? 2 : 1;
+}
+
+SourceDescription Memory::describe(MetricFamily family) const {
+    if (family != MetricFamily::memoryPressure) return root_.describe(info_);
+    SourceDescription source = root_.describe(pressure_);
+    if (!source.absence.empty()) {
+        source.absence += " (the kernel keeps no pressure stall information, or was booted with psi=0)";
+    }
+    return source;
 }
 
 }  // namespace zqm

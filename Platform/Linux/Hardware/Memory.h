@@ -5,10 +5,10 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Apple/HostStatistics.h"
 #include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
-#include "Support/Mutex.h"
+#include "Platform/Machine/MachineReadings.h"
+#include "Platform/Machine/SourceReport.h"
 
 namespace zqm {
 
@@ -27,28 +27,6 @@ MemoryInfo parseMemoryInfo(std::string_view content);
 /// Memory that is neither free nor can be had without swapping; nullopt without the lines that tell.
 std::optional<std::uint64_t> usedBytes(const MemoryInfo& info);
 
-/// Used memory divided into pages so that active, wired and compressor add up to it exactly; `zram` is the memory of
-/// compressed block devices, in bytes. nullopt without the lines that tell.
-std::optional<VirtualMemoryPages> memoryPages(const MemoryInfo& info, std::uint64_t zram, std::uint64_t pageSize);
-
-/// /proc/meminfo, read once per tick for the two services that present parts of it. Callable from any thread.
-class MemoryInfoSource {
-public:
-    explicit MemoryInfoSource(const RootDirectory& root) : file_(root.path("/proc/meminfo")) {}
-
-    std::optional<MemoryInfo> read();
-    /// What the last `read` gave, once: swap is asked for directly after memory, and both then tell of one moment. When
-    /// that reading has been taken already, a new one.
-    std::optional<MemoryInfo> takeLast();
-
-private:
-    std::optional<MemoryInfo> readFile() ZQM_REQUIRES(mutex_);
-
-    Mutex mutex_;
-    KernelFile file_ ZQM_GUARDED_BY(mutex_);
-    std::optional<MemoryInfo> last_ ZQM_GUARDED_BY(mutex_);
-};
-
 /// The memory that compressed block devices occupy. One thread at a time.
 class ZramDevices {
 public:
@@ -59,6 +37,25 @@ private:
     const RootDirectory& root_;
     unsigned readings_ = 0;  // devices are looked for on every hundredth
     std::vector<KernelFile> statistics_;
+};
+
+/// Memory and swap from /proc/meminfo, its pressure from the kernel's pressure stall information. One thread at a time.
+class Memory {
+public:
+    explicit Memory(const RootDirectory& root);
+
+    /// What is used is divided so that app, wired and compressed add up to it exactly. nullopt without the lines that
+    /// tell.
+    std::optional<MemoryReading> read();
+    SourceDescription describe(MetricFamily family) const;
+
+private:
+    std::int64_t pressureLevel();
+
+    const RootDirectory& root_;
+    KernelFile info_;
+    KernelFile pressure_;
+    ZramDevices zram_;
 };
 
 }  // namespace zqm

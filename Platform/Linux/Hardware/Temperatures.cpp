@@ -1,4 +1,4 @@
-#include "Platform/Linux/Hardware/LinuxTemperatureSensors.h"
+#include "Platform/Linux/Hardware/Temperatures.h"
 
 #include <algorithm>
 #include <utility>
@@ -9,57 +9,39 @@
 namespace zqm {
 namespace {
 
-/// A sensor with what it read when the list was made.
-class Sensor final : public TemperatureSensor {
-public:
-    Sensor(std::string name, std::optional<double> celsius) : name_(std::move(name)), celsius_(celsius) {}
-    std::optional<std::string> product() const override { return name_; }
-    std::optional<double> temperature() const override { return celsius_; }
-
-private:
-    std::string name_;
-    std::optional<double> celsius_;
-};
-
 bool isPlausible(std::optional<double> celsius) {
     return celsius && *celsius > 0 && *celsius <= 150;
 }
 
 }  // namespace
 
-std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> LinuxTemperatureSensors::sensors() {
-    MutexLock lock(mutex_);
+TemperatureReading Temperatures::read() {
     discover();
-    std::vector<std::unique_ptr<TemperatureSensor>> list;
-    list.reserve(sources_.size());
+    TemperatureReading reading;
     for (Source& source : sources_) {
-        if (source.file) source.celsius = read(source);
-        list.push_back(std::make_unique<Sensor>(source.name, source.celsius));
+        const auto celsius = read(source);
+        if (celsius) (source.part == SensorPart::graphics ? reading.graphics : reading.processors).push_back(*celsius);
     }
-    for (const GraphicsReading& card : cards_.read()) {
-        if (card.celsius) list.push_back(std::make_unique<Sensor>("GPU " + card.name, card.celsius));
-    }
-    if (list.empty()) return std::nullopt;
-    return list;
+    return reading;
 }
 
-void LinuxTemperatureSensors::discover() {
+void Temperatures::discover() {
     if (!discovery_.isDue(clock_.monotonic())) return;
     Found found;
     for (const std::string& directory : chipDirectories()) addChip(found, directory);
     for (const std::string& zone : root_.names("/sys/class/thermal", "thermal_zone")) {
         addZone(found, "/sys/class/thermal/" + zone);
     }
-    const std::vector<SensorName> names = nameSensors(found.descriptions);
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        found.sources[i].name = names[i].text;
-        if (!names[i].counts) found.sources[i].file.reset();
+    const std::vector<SensorPart> parts = chooseSensors(found.descriptions);
+    sources_.clear();
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        found.sources[i].part = parts[i];
+        if (parts[i] != SensorPart::other) sources_.push_back(std::move(found.sources[i]));
     }
-    sources_ = std::move(found.sources);
 }
 
 /// The chips of the class, and those of graphics cards, which a recording may have without the class.
-std::vector<std::string> LinuxTemperatureSensors::chipDirectories() const {
+std::vector<std::string> Temperatures::chipDirectories() const {
     std::vector<std::string> directories;
     const std::vector<std::string> chips = root_.names("/sys/class/hwmon", "hwmon");
     for (const std::string& chip : chips) directories.push_back("/sys/class/hwmon/" + chip);
@@ -73,7 +55,7 @@ std::vector<std::string> LinuxTemperatureSensors::chipDirectories() const {
     return directories;
 }
 
-void LinuxTemperatureSensors::addChip(Found& found, const std::string& directory) const {
+void Temperatures::addChip(Found& found, const std::string& directory) const {
     const auto chip = root_.text(directory + "/name");
     if (!chip || *chip == "drivetemp") return;
     for (const std::string& file : root_.names(directory, "temp")) {
@@ -85,30 +67,37 @@ void LinuxTemperatureSensors::addChip(Found& found, const std::string& directory
     }
 }
 
-void LinuxTemperatureSensors::addZone(Found& found, const std::string& directory) const {
+void Temperatures::addZone(Found& found, const std::string& directory) const {
     const auto type = root_.text(directory + "/type");
     if (type) add(found, {.chip = *type, .label = ""}, directory + "/temp", directory);
 }
 
-void LinuxTemperatureSensors::add(Found& found, SensorDescription description, const std::string& input,
-                                  const std::string& device) const {
-    Source source{.file = KernelFile(root_.path(input)), .powerState = {}, .name = {}, .celsius = {}};
+void Temperatures::add(Found& found, SensorDescription description, const std::string& input,
+                       const std::string& device) const {
+    Source source{.file = KernelFile(root_.path(input)), .powerState = {}};
     const std::string state = device + "/power/runtime_status";
     if (root_.text(state).value_or("unsupported") != "unsupported") source.powerState.emplace(root_.path(state));
-    source.celsius = read(source);
-    description.chip = repairUtf8(description.chip);
-    description.label = repairUtf8(description.label);
-    description.isReadable = isPlausible(source.celsius);
+    description.isReadable = isPlausible(read(source));
     found.descriptions.push_back(std::move(description));
     found.sources.push_back(std::move(source));
 }
 
-std::optional<double> LinuxTemperatureSensors::read(Source& source) {
+std::optional<double> Temperatures::read(Source& source) {
     if (source.powerState && source.powerState->read().value_or("").starts_with("suspend")) return std::nullopt;
-    std::string_view rest = source.file->read().value_or("");
+    std::string_view rest = source.file.read().value_or("");
     const auto line = takeLine(rest);
     const auto thousandths = line ? parseInteger(trimWhitespace(*line)) : std::nullopt;
     return thousandths ? std::optional(static_cast<double>(*thousandths) / 1000) : std::nullopt;
+}
+
+SourceDescription Temperatures::describe(MetricFamily family) {
+    discover();
+    const SensorPart part = family == MetricFamily::gpuTemperature ? SensorPart::graphics : SensorPart::processor;
+    const auto found =
+        std::find_if(sources_.begin(), sources_.end(), [&](const Source& source) { return source.part == part; });
+    if (found != sources_.end()) return root_.describe(found->file);
+    return {"/sys/class/hwmon/*/name, /sys/class/thermal/*/type",
+            part == SensorPart::graphics ? "no sensor of a graphics card" : "no sensor of a processor"};
 }
 
 }  // namespace zqm

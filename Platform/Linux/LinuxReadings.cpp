@@ -1,0 +1,78 @@
+#include "Platform/Linux/LinuxReadings.h"
+
+#include <utility>
+
+#include "Platform/Linux/Processors/ProcessorKinds.h"
+
+namespace zqm {
+
+LinuxReadings::LinuxReadings(const RootDirectory& root, SystemSettings& settings, Clock& clock,
+                             std::string nvidiaLibrary)
+    : root_(root),
+      processors_(root),
+      clocks_(root, processors_, clock),
+      memory_(root),
+      energy_(root, clock),
+      batteries_(root, clock),
+      cards_(root, clock, std::move(nvidiaLibrary)),
+      temperatures_(root, clock),
+      drives_(root),
+      interfaces_(root),
+      addresses_(root, interfaces_),
+      proxies_(root, settings, clock) {}
+
+std::vector<ProcessorKind> LinuxReadings::processorKinds() {
+    return readProcessorKinds(root_, processors_.numbers());
+}
+
+SourceDescription LinuxReadings::describe(MetricFamily family) {
+    using enum MetricFamily;
+    switch (family) {
+        case cpuUsage:
+            return processors_.describe();
+        case coreKinds:
+            return describeProcessorKinds(root_, processors_.numbers());
+        case memory:
+        case swap:
+        case memoryPressure:
+            return memory_.describe(family);
+        case network:
+            return interfaces_.describe();
+        case disk:
+            return drives_.describe();
+        case gpuUtilization:
+        case gpuFrequency:
+            return cards_.describe(family);
+        case cpuFrequency:
+        case coreFrequency:
+            return clocks_.describe();
+        case processEnergy:
+        case cpuPower:
+        case gpuPower:
+        case dramPower:
+            return energy_.describe(family);
+        case systemPower: {
+            SourceDescription counter = energy_.describe(family);
+            SourceDescription battery = batteries_.describe(family);
+            return counter.absence.empty() || !battery.absence.empty() ? counter : battery;
+        }
+        case anePower:
+        case displayPower:
+            return {"", "not measured on Linux"};
+        case cpuTemperature:
+        case gpuTemperature:
+            return temperatures_.describe(family);
+        case battery:
+        case adapter:
+            return batteries_.describe(family);
+        case localAddress:
+        case tunnelAddress:
+            return addresses_.describe();
+        case proxy:
+            return proxies_.describe();
+        default:
+            return {};
+    }
+}
+
+}  // namespace zqm
