@@ -1,5 +1,7 @@
 #include "Platform/Described/MachineFormat.h"
 
+#include <nlohmann/json.hpp>
+
 #include "Platform/Described/DescribedIOReport.h"
 #include "Platform/Described/MachineShape.h"
 #include "Platform/Posix/Sockets.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <nlohmann/json.hpp>
 
 namespace zqm::shape {
 namespace {
@@ -19,6 +20,13 @@ void specialFloat(const Json& value, const Place& place) {
 void constantNumber(const Json& value, const Place& place) {
     require(value.is_number() && fitsSigned(value), place,
             "must be a number, whole ones of at most 63 bits and a sign");
+}
+
+void rate(const Json& value, const Place& place) {
+    require(value.is_number(), place, "must be a number");
+}
+void wrapBits(const Json& value, const Place& place) {
+    require(value.is_number_unsigned() && value >= 1 && value <= 63, place, "must be a whole number from 1 to 63");
 }
 
 void width(const Json& value, const Place& place) {
@@ -68,17 +76,38 @@ void record(const Json& value, const Place& place, std::initializer_list<Member>
     }
 }
 
+void eachElement(const Json& value, const Place& place, Check check) {
+    require(value.is_array(), place, "must be an array");
+    for (std::size_t i = 0; i < value.size(); ++i) check(value[i], Place{&place, {}, i});
+}
+
+void eachMember(const Json& value, const Place& place, Check check) {
+    require(value.is_object(), place, "must be an object");
+    for (const auto& [name, child] : value.items()) check(child, Place{&place, name});
+}
+
+void unlessNull(const Json& value, const Place& place, Check check) {
+    if (!value.is_null()) check(value, place);
+}
+
+void readings(const Json& value, const Place& place, Check one, Check list) {
+    if (!value.is_object() || !value.contains("list")) return one(value, place);
+    record(value, place, {{"list", list}});
+    require(!value["list"].empty(), Place{&place, "list"}, "must not be empty");
+}
+
+void movement(const Json& value, const Place& place, Check constant) {
+    if (!value.is_object()) return constant(value, place);
+    record(value, place, {{"start", constant, true}, {"rate", rate, true}, {"wrapBits", wrapBits}});
+    require(!value.contains("wrapBits") || value["start"].is_number_integer(), place,
+            "\"wrapBits\" needs a whole \"start\"");
+}
+
 void flag(const Json& value, const Place& place) {
     require(value.is_boolean(), place, "must be true or false");
 }
 void text(const Json& value, const Place& place) {
     require(value.is_string(), place, "must be a text");
-}
-void rate(const Json& value, const Place& place) {
-    require(value.is_number(), place, "must be a number");
-}
-void wrapBits(const Json& value, const Place& place) {
-    require(value.is_number_unsigned() && value >= 1 && value <= 63, place, "must be a whole number from 1 to 63");
 }
 void count(const Json& value, const Place& place) {
     require(value.is_number_unsigned(), place, "must be a whole number from 0 to 18446744073709551615");

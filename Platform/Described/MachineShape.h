@@ -1,7 +1,6 @@
 #pragma once
 
 #include <initializer_list>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
@@ -38,41 +37,39 @@ struct Member {
 /// An object with these members and no others.
 void record(const Json& value, const Place& place, std::initializer_list<Member> members);
 
+void eachElement(const Json& value, const Place& place, Check check);
+void eachMember(const Json& value, const Place& place, Check check);
+void unlessNull(const Json& value, const Place& place, Check check);
+void readings(const Json& value, const Place& place, Check one, Check list);
+void movement(const Json& value, const Place& place, Check constant);
+
+// The same as checks, for the tables.
+
 template <Check check>
 void arrayOf(const Json& value, const Place& place) {
-    require(value.is_array(), place, "must be an array");
-    for (std::size_t i = 0; i < value.size(); ++i) check(value[i], Place{&place, {}, i});
+    eachElement(value, place, check);
 }
 
 template <Check check>
 void membersOf(const Json& value, const Place& place) {
-    require(value.is_object(), place, "must be an object");
-    for (const auto& [name, child] : value.items()) check(child, Place{&place, name});
+    eachMember(value, place, check);
 }
 
 template <Check check>
 void orNull(const Json& value, const Place& place) {
-    if (!value.is_null()) check(value, place);
+    unlessNull(value, place, check);
 }
 
 /// A value that may differ from reading to reading: itself, null for a failure, or a list of such.
 template <Check check>
 void readable(const Json& value, const Place& place) {
-    if (!value.is_object() || !value.contains("list")) return orNull<check>(value, place);
-    record(value, place, {{"list", arrayOf<orNull<check>>}});
-    require(!value["list"].empty(), Place{&place, "list"}, "must not be empty");
+    readings(value, place, orNull<check>, arrayOf<orNull<check>>);
 }
-
-void rate(const Json& value, const Place& place);
-void wrapBits(const Json& value, const Place& place);
 
 /// A constant, or `{"start": …, "rate": …}`.
 template <Check constant>
 void movable(const Json& value, const Place& place) {
-    if (!value.is_object()) return constant(value, place);
-    record(value, place, {{"start", constant, true}, {"rate", rate, true}, {"wrapBits", wrapBits}});
-    require(!value.contains("wrapBits") || value["start"].is_number_integer(), place,
-            "\"wrapBits\" needs a whole \"start\"");
+    movement(value, place, constant);
 }
 
 void flag(const Json& value, const Place& place);
