@@ -8,6 +8,7 @@
 #include "Platform/Process/Log.h"
 #include "Platform/Process/LoopbackListener.h"
 #include "Platform/Process/MainLoop.h"
+#include "Support/HttpText.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -23,27 +24,18 @@ constexpr std::string_view page =
     "<p><a href=\"/metrics\">Metrics</a> of this machine for Prometheus.</p>\n";
 
 std::string response(std::string_view status, std::string_view type, std::string_view body) {
-    std::string text = "HTTP/1.1 ";
-    text += status;
-    text += "\r\nContent-Type: ";
-    text += type;
-    text += "\r\nContent-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n";
-    text += body;
-    return text;
+    return httpResponse(status, std::string("Content-Type: ").append(type).append("\r\n"), body);
 }
 
 /// What a GET asks for, without its query; empty for everything else.
 std::string_view pathOf(std::string_view request) {
-    std::string_view line = takeUntil(request, '\r');
-    if (takeWord(line) != "GET") return {};
-    std::string_view target = takeWord(line);
-    return takeUntil(target, '?');
+    RequestLine line = takeRequestLine(request);
+    return line.method == "GET" ? takeUntil(line.target, '?') : std::string_view();
 }
 
 /// The host that the client believes to talk to, without its port; empty when it does not say.
 std::string_view hostOf(std::string_view request) {
-    while (!request.empty()) {
-        std::string_view value = takeUntil(request, '\n');
+    for (auto value = takeHttpLine(request); !value.empty(); value = takeHttpLine(request)) {
         const std::string_view name = takeUntil(value, ':');
         const bool isHost = std::equal(name.begin(), name.end(), hostHeader.begin(), hostHeader.end(),
                                        [](char a, char b) { return (a | 0x20) == b; });

@@ -4,12 +4,11 @@
 #include <charconv>
 #include <cmath>
 
+#include "Support/Hexadecimal.h"
 #include "Support/Text.h"
 
 namespace zqm {
 namespace {
-
-constexpr std::string_view hexDigits = "0123456789abcdef";
 
 void appendEscaped(std::string& out, char c) {
     switch (c) {
@@ -36,8 +35,7 @@ void appendEscaped(std::string& out, char c) {
             return;
         default:
             out += "\\u00";
-            out += hexDigits[static_cast<unsigned char>(c) >> 4];
-            out += hexDigits[static_cast<unsigned char>(c) & 15];
+            appendHexadecimal(out, static_cast<std::uint8_t>(c));
     }
 }
 

@@ -123,15 +123,14 @@ std::string_view takeUntil(std::string_view& rest, char separator) {
 }
 
 std::string_view takeWord(std::string_view& rest) {
-    const std::size_t begin = rest.find_first_not_of(" \t");
-    if (begin == std::string_view::npos) {
-        rest = {};
-        return {};
-    }
-    rest.remove_prefix(begin);
-    const std::string_view word = rest.substr(0, rest.find_first_of(" \t"));
-    rest.remove_prefix(word.size());
-    return word;
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
+    const char* begin = rest.data();
+    const char* const end = begin + rest.size();
+    while (begin != end && isBlank(*begin)) ++begin;
+    const char* after = begin;
+    while (after != end && !isBlank(*after)) ++after;
+    rest = {after, static_cast<std::size_t>(end - after)};
+    return {begin, static_cast<std::size_t>(after - begin)};
 }
 
 std::optional<std::int64_t> parseInteger(std::string_view text) {

@@ -6,38 +6,18 @@
 #include "Platform/Process/Dispatch.h"
 #include "Platform/Process/Log.h"
 #include "Platform/Process/LoopbackListener.h"
+#include "Support/HttpText.h"
 #include "Support/Text.h"
 
 namespace zqm {
 namespace {
 
 constexpr std::size_t maximumRequest = 16384;  // bytes that are looked at
-constexpr std::string_view lineEnd = "\r\n";
 constexpr std::string_view tokenPrefix = "X-ZQM-Token: ";
-
-/// Takes the next line that is not empty off the front of `rest`; empty when there is none left.
-std::string_view takeLine(std::string_view& rest) {
-    while (rest.starts_with(lineEnd)) rest.remove_prefix(lineEnd.size());
-    const auto line = rest.substr(0, rest.find(lineEnd));
-    rest.remove_prefix(line.size());
-    return line;
-}
-
-/// Takes the next piece off the front of `rest`, pieces being separated by spaces only.
-std::string_view takePiece(std::string_view& rest) {
-    while (rest.starts_with(' ')) rest.remove_prefix(1);
-    return takeUntil(rest, ' ');
-}
-
-std::string_view pathOf(std::string_view requestLine) {
-    takePiece(requestLine);  // the method
-    const auto path = takePiece(requestLine);
-    return path.empty() ? "/" : path;
-}
 
 /// The first token line without the prefix, wherever it occurs in it; nullopt without such a line.
 std::optional<std::string> presentedToken(std::string_view request) {
-    for (auto line = takeLine(request); !line.empty(); line = takeLine(request)) {
+    for (auto line = takeHttpLine(request); !line.empty(); line = takeHttpLine(request)) {
         if (!line.starts_with(tokenPrefix)) continue;
         std::string token;
         while (!line.empty()) {
@@ -75,7 +55,8 @@ Verdict judge(std::string_view request, const RouteTable& routes) {
     using Kind = Verdict::Kind;
     if (request.empty() || !isValidUtf8(request)) return {Kind::close};
     auto rest = request;
-    const auto route = routes.find(pathOf(takeLine(rest)));
+    const auto path = takeRequestLine(rest).target;
+    const auto route = routes.find(path.empty() ? "/" : path);
     if (route == routes.end()) return {Kind::notFound};
     const auto& expected = route->second.expectedToken;
     if (expected) {
@@ -86,25 +67,12 @@ Verdict judge(std::string_view request, const RouteTable& routes) {
 }
 
 std::string okResponse(std::string_view body) {
-    constexpr std::string_view beforeLength =
-        "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nAccess-Control-Allow-Origin: *\r\nContent-Length: ";
-    constexpr std::string_view afterLength = "\r\nConnection: close\r\n\r\n";
-    std::string response;
-    response.reserve(beforeLength.size() + 20 + afterLength.size() + body.size());
-    response += beforeLength;
-    response += std::to_string(body.size());
-    response += afterLength;
-    response += body;
-    return response;
+    return httpResponse("200 OK", "Content-Type: application/json\r\nAccess-Control-Allow-Origin: *\r\n", body);
 }
 
-std::string_view fixedResponse(Verdict::Kind kind) {
-    if (kind == Verdict::Kind::forbidden) {
-        return "HTTP/1.1 403 Forbidden\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}";
-    }
-    if (kind == Verdict::Kind::notFound) {
-        return "HTTP/1.1 404 Not Found\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}";
-    }
+std::string fixedResponse(Verdict::Kind kind) {
+    if (kind == Verdict::Kind::forbidden) return httpResponse("403 Forbidden", "", "{}");
+    if (kind == Verdict::Kind::notFound) return httpResponse("404 Not Found", "", "{}");
     return {};
 }
 
@@ -132,7 +100,7 @@ void HTTPServer::answer(const std::shared_ptr<Connection>& connection, std::stri
     platform_.log.system(bytesReceivedLine(line, request.size()));
     const auto verdict = judge(request, routes);
     if (verdict.kind == Verdict::Kind::close) return connection->cancel();
-    if (verdict.kind != Verdict::Kind::serve) return connection->send(std::string(fixedResponse(verdict.kind)));
+    if (verdict.kind != Verdict::Kind::serve) return connection->send(fixedResponse(verdict.kind));
     // The table outlives the queue, and the queue its tasks.
     auto serve = [connection, route = verdict.route] { connection->send(okResponse(route->handler())); };
     if (verdict.route->mayBlock) {

@@ -45,7 +45,7 @@ Verdict judge(std::string_view request, const RouteTable& routes);
 /// The whole response of a served route.
 std::string okResponse(std::string_view body);
 /// The whole response of a verdict without a body of its own; empty for `close` and `serve`.
-std::string_view fixedResponse(Verdict::Kind kind);
+std::string fixedResponse(Verdict::Kind kind);
 
 /// The helper's only inbound interface: one request and one response per connection, over the loopback interface.
 ///

@@ -65,7 +65,7 @@ public:
     }
     void endSending() { ::shutdown(socket_.get(), SHUT_WR); }
     /// Everything up to the end of the stream; "reset" or "silence" when it does not come.
-    std::string reply(int milliseconds = 30000) {
+    std::string reply(int milliseconds = 10000) {
         const timeval patience{milliseconds / 1000, milliseconds % 1000 * 1000};
         ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
         std::string all;

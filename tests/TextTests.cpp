@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Support/Saturated.h"
+
 namespace zqm {
 namespace {
 
@@ -33,6 +35,18 @@ TEST(Text, ParsesWholeNumbersOrNothing) {
     EXPECT_EQ(parseDouble("0.5"), 0.5);
     for (const char* text : {"", "+-1", "12x", " 1", "9223372036854775808"}) EXPECT_FALSE(parseInteger(text)) << text;
     for (const char* text : {"", "nan", "inf", "1e999", "1,5"}) EXPECT_FALSE(parseDouble(text)) << text;
+}
+
+TEST(Saturated, StaysAtTheBounds) {
+    constexpr std::uint64_t most = ~std::uint64_t{0};
+    EXPECT_EQ(addSaturated(most - 3, 1, 2), most);
+    EXPECT_EQ(addSaturated(most - 3, 1, 3), most);
+    EXPECT_EQ(multiplySaturated(most / 16, 16), most - 15);
+    EXPECT_EQ(multiplySaturated(most / 16 + 1, 16), most);
+    for (const auto& [number, integer] :
+         {std::pair{0x1p63, INT64_MAX}, {-0x1.8p63, INT64_MIN}, {-0x1p63, INT64_MIN}, {-2.9, -2}, {NAN, 0}}) {
+        EXPECT_EQ(integerSaturated(number), integer) << number;
+    }
 }
 
 TEST(Text, TakesPiecesOffTheFront) {

@@ -1,7 +1,8 @@
 #include "Platform/Apple/PropertyValue.h"
 
 #include <cmath>
-#include <limits>
+
+#include "Support/Saturated.h"
 
 namespace zqm {
 namespace {
@@ -23,9 +24,6 @@ const PropertyValue* find(const PropertyDictionary& dictionary, std::string_view
 const PropertyDictionary* asDictionary(const PropertyValue* value) {
     return as<PropertyDictionary>(value);
 }
-const PropertyArray* asArray(const PropertyValue* value) {
-    return as<PropertyArray>(value);
-}
 const std::string* asText(const PropertyValue* value) {
     return as<std::string>(value);
 }
@@ -42,11 +40,7 @@ std::optional<double> asNumber(const PropertyValue* value) {
 std::optional<std::int64_t> asInteger(const PropertyValue* value) {
     if (const auto* integer = as<std::int64_t>(value)) return *integer;
     const auto number = asNumber(value);
-    if (!number) return std::nullopt;
-    constexpr double bound = 9223372036854775808.0;  // 2^63, the first double past the range
-    if (*number >= bound) return std::numeric_limits<std::int64_t>::max();
-    if (*number < -bound) return std::numeric_limits<std::int64_t>::min();
-    return static_cast<std::int64_t>(*number);
+    return number ? std::optional(integerSaturated(*number)) : std::nullopt;
 }
 
 std::optional<std::uint64_t> asCount(const PropertyValue* value) {

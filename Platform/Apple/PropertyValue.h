@@ -26,7 +26,6 @@ const PropertyValue* find(const PropertyDictionary& dictionary, std::string_view
 
 /// The value as the wanted type; nothing when it has another type or `value` is null.
 const PropertyDictionary* asDictionary(const PropertyValue* value);
-const PropertyArray* asArray(const PropertyValue* value);
 const std::string* asText(const PropertyValue* value);
 const Bytes* asBytes(const PropertyValue* value);
 /// Integers and floating-point numbers; not finite counts as absent.

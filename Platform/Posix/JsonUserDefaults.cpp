@@ -14,6 +14,7 @@
 #include "Platform/Posix/Problem.h"
 #include "Platform/Posix/UserDirectories.h"
 #include "Platform/Process/Files.h"
+#include "Support/Saturated.h"
 
 namespace zqm {
 namespace {
@@ -38,12 +39,6 @@ std::string_view withoutLeadingSpace(std::string_view text) {
 double finite(double value) {
     constexpr double largest = std::numeric_limits<double>::max();
     return std::isnan(value) ? 0 : std::clamp(value, -largest, largest);
-}
-
-std::int64_t saturated(double value) {
-    constexpr double limit = 0x1p63;
-    if (!(value > -limit)) return std::isnan(value) ? 0 : std::numeric_limits<std::int64_t>::min();
-    return value < limit ? static_cast<std::int64_t>(value) : std::numeric_limits<std::int64_t>::max();
 }
 
 /// What may be a number at the front of `text`: without white space and a plus sign, empty unless a digit or a decimal
@@ -165,7 +160,7 @@ std::int64_t JsonUserDefaults::integerForKey(std::string_view key) {
         return static_cast<std::int64_t>(std::min(value.get<std::uint64_t>(), largest));
     }
     if (value.is_number_integer()) return value.get<std::int64_t>();
-    if (value.is_number()) return saturated(value.get<double>());
+    if (value.is_number()) return integerSaturated(value.get<double>());
     return value.is_string() ? integerPrefix(value.get_ref<const std::string&>()) : 0;
 }
 

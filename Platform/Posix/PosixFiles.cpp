@@ -17,6 +17,7 @@
 
 #include "Platform/Posix/Descriptor.h"
 #include "Platform/Posix/Problem.h"
+#include "Support/Hexadecimal.h"
 
 namespace zqm {
 namespace {
@@ -127,8 +128,7 @@ std::string PosixFiles::makeUuid() {
     std::string text;
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-        text += "0123456789ABCDEF"[bytes[i] >> 4];
-        text += "0123456789ABCDEF"[bytes[i] & 0x0F];
+        appendHexadecimal(text, bytes[i], upperHexadecimal);
     }
     return text;
 }

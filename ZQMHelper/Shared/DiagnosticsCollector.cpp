@@ -12,6 +12,7 @@
 #include "Platform/Machine/SystemFacts.h"
 #include "Support/ByteOrder.h"
 #include "Support/Decimal.h"
+#include "Support/Hexadecimal.h"
 #include "Support/Text.h"
 #include "ZQMHelper/Shared/FrequencyTopology.h"
 
@@ -60,13 +61,9 @@ std::string clusterLine(const RegistryEntry& pmgr) {
 
 /// One record of a voltage-state table: its bytes and its frequency word in MHz.
 std::string tableEntry(const Bytes& bytes, std::size_t index) {
-    constexpr std::string_view hexDigits = "0123456789abcdef";
     const std::size_t offset = index * recordSize;
     std::string text = "[" + std::to_string(index) + "] ";
-    for (std::size_t i = offset; i < offset + recordSize; ++i) {
-        text += hexDigits[bytes[i] >> 4];
-        text += hexDigits[bytes[i] & 15];
-    }
+    for (std::size_t i = offset; i < offset + recordSize; ++i) appendHexadecimal(text, bytes[i]);
     std::array<char, 32> number;
     std::snprintf(number.data(), number.size(), "%.1f", littleEndian32(bytes, offset) / 1e6);
     return text + " → " + number.data() + "MHz";

@@ -1,0 +1,42 @@
+#include "Support/HttpText.h"
+
+#include "Support/Text.h"
+
+namespace zqm {
+namespace {
+
+constexpr std::string_view lineEnd = "\r\n";
+
+std::string_view takePiece(std::string_view& rest) {
+    while (rest.starts_with(' ')) rest.remove_prefix(1);
+    return takeUntil(rest, ' ');
+}
+
+}  // namespace
+
+std::string_view takeHttpLine(std::string_view& rest) {
+    while (rest.starts_with(lineEnd)) rest.remove_prefix(lineEnd.size());
+    const auto line = rest.substr(0, rest.find(lineEnd));
+    rest.remove_prefix(line.size());
+    return line;
+}
+
+RequestLine takeRequestLine(std::string_view& request) {
+    auto line = takeHttpLine(request);
+    const auto method = takePiece(line);
+    return {method, takePiece(line)};
+}
+
+std::string httpResponse(std::string_view status, std::string_view headers, std::string_view body) {
+    const std::string length = std::to_string(body.size());
+    std::string response;
+    response.reserve(80 + status.size() + headers.size() + body.size());
+    for (const std::string_view part :
+         {std::string_view("HTTP/1.1 "), status, lineEnd, headers, std::string_view("Content-Length: "),
+          std::string_view(length), std::string_view("\r\nConnection: close\r\n\r\n"), body}) {
+        response += part;
+    }
+    return response;
+}
+
+}  // namespace zqm
