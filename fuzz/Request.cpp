@@ -32,7 +32,6 @@ const std::vector<Site> sites{
      {"/long", "0123456789abcdef0123456789abcdef", std::string(20000, 'l')}},
     {{"/", "", "root"}, {"/api/ping", " two  words ", "{}"}, {"/api/ping?x", "X-ZQM-Token:", "?"}},
     {{"/", std::nullopt, "open root"}},
-    {},
 };
 
 /// The pieces between the separators, those that are empty left out.
@@ -72,10 +71,9 @@ std::optional<std::string> expectedAnswer(const Reading& request, const Site& si
     if (!request.isText) return std::nullopt;
     const auto page =
         std::find_if(site.begin(), site.end(), [&](const Page& candidate) { return candidate.path == request.path; });
-    if (page == site.end()) return "HTTP/1.1 404 Not Found\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}";
-    if (page->token && request.token != page->token) {
-        return "HTTP/1.1 403 Forbidden\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}";
-    }
+    constexpr auto refused = "\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}";
+    if (page == site.end()) return std::string("HTTP/1.1 404 Not Found") + refused;
+    if (page->token && request.token != page->token) return std::string("HTTP/1.1 403 Forbidden") + refused;
     return "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nAccess-Control-Allow-Origin: *\r\nContent-Length: " +
            std::to_string(page->body.size()) + "\r\nConnection: close\r\n\r\n" + page->body;
 }

@@ -13,14 +13,10 @@
 namespace zqm {
 namespace {
 
-bool isPositive(double value) {
-    return value > 0 && std::isfinite(value);
-}
-
 void checkRanges(const SettingsStore& settings) {
-    require(isPositive(settings.updateInterval()) && isPositive(settings.iconTextGap()) &&
-                isPositive(settings.segmentGap()),
-            "times and gaps are positive");
+    for (const double value : {settings.updateInterval(), settings.iconTextGap(), settings.segmentGap()}) {
+        require(value > 0 && std::isfinite(value), "times and gaps are positive");
+    }
     require(settings.topProcessCount() >= 1 && settings.topProcessCount() <= 10, "one to ten processes are listed");
     const auto& order = settings.metricOrder();
     for (const MenuBarMetric metric : allCases<MenuBarMetric>()) {
