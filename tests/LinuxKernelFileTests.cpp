@@ -25,7 +25,7 @@ TEST(LinuxKernelFile, ShowsThePresentContent) {
 TEST(LinuxKernelFile, FindsAFileThatAppearsLater) {
     TemporaryTree tree;
     KernelFile file(tree.path("late"));
-    for (int i = 0; i < 100; ++i) ASSERT_EQ(file.read(), std::nullopt);
+    for (int i = 0; i < 61; ++i) ASSERT_EQ(file.read(), std::nullopt);
     tree.write("late", "here");
     for (int i = 0; i < 29; ++i) file.read();
     EXPECT_EQ(file.read(), "here");
