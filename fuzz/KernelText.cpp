@@ -9,6 +9,7 @@
 #include "Platform/Linux/Network/ProxyHosts.h"
 #include "Platform/Linux/Processes/ProcessNames.h"
 #include "Platform/Linux/Processes/ProcessScan.h"
+#include "Support/Text.h"
 #include "fuzz/Fuzzing.h"
 
 // Any bytes as one of the texts of /proc and /sys that have a parser of their own; the first byte says which.
@@ -94,7 +95,7 @@ void checkLines(std::string_view text) {
         std::string_view copy = *line;
         while (!line->empty()) {
             const auto count = takeCount(*line);
-            const auto field = takeField(copy);
+            const auto field = takeWord(copy);
             require(line->size() == copy.size(), "a count is a field");
             require(!count || field.find_first_not_of("0123456789") == field.npos, "a count is digits");
         }

@@ -1,10 +1,9 @@
 #include "ZQMHelper/Shared/MemoryReader.h"
 
-#include <limits>
-
 #include "Platform/Apple/HostStatistics.h"
 #include "Platform/Apple/Sysctl.h"
 #include "Platform/Machine/MachineReadings.h"
+#include "Support/Saturated.h"
 
 namespace zqm {
 namespace {
@@ -12,23 +11,8 @@ namespace {
 // The counts are not one atomic picture and may come from a kernel that errs: sums and products stay at the bounds of
 // the type instead of wrapping.
 
-constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
-
-template <class... Terms>
-constexpr std::uint64_t sum(std::uint64_t first, Terms... rest) {
-    if constexpr (sizeof...(rest) == 0) {
-        return first;
-    } else {
-        const std::uint64_t tail = sum(rest...);
-        return first > most - tail ? most : first + tail;
-    }
-}
-
 constexpr std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
     return a > b ? a - b : 0;
-}
-constexpr std::uint64_t product(std::uint64_t a, std::uint64_t b) {
-    return b != 0 && a > most / b ? most : a * b;
 }
 
 /// The kernel's record of "vm.swapusage".
@@ -51,7 +35,7 @@ MemoryReader::MemoryReader(Platform& platform)
 MemoryMetrics MemoryReader::sample() {
     MemoryMetrics metrics = platform_.readings ? samplePlain() : samplePages();
     metrics.totalBytes = totalBytes_;
-    metrics.usedBytes = sum(metrics.appBytes, metrics.wiredBytes, metrics.compressedBytes);
+    metrics.usedBytes = addSaturated(metrics.appBytes, metrics.wiredBytes, metrics.compressedBytes);
     if (totalBytes_ != 0) {
         metrics.pressureFraction =
             (static_cast<double>(metrics.wiredBytes) + static_cast<double>(metrics.compressedBytes)) /
@@ -78,11 +62,11 @@ MemoryMetrics MemoryReader::samplePages() {
     MemoryMetrics metrics;
     const auto pages = platform_.hostStatistics.virtualMemory();
     if (!pages) return metrics;
-    const std::uint64_t app =
-        difference(sum(pages->active, pages->inactive, pages->speculative), sum(pages->purgeable, pages->external));
-    metrics.appBytes = product(app, pageSize_);
-    metrics.wiredBytes = product(pages->wired, pageSize_);
-    metrics.compressedBytes = product(pages->compressor, pageSize_);
+    const std::uint64_t app = difference(addSaturated(pages->active, pages->inactive, pages->speculative),
+                                         addSaturated(pages->purgeable, pages->external));
+    metrics.appBytes = multiplySaturated(app, pageSize_);
+    metrics.wiredBytes = multiplySaturated(pages->wired, pageSize_);
+    metrics.compressedBytes = multiplySaturated(pages->compressor, pageSize_);
     metrics.pressureLevel =
         sysctlValue<std::int32_t>(platform_.sysctl, "kern.memorystatus_vm_pressure_level").value_or(0);
     if (const auto swap = sysctlValue<SwapUsage>(platform_.sysctl, "vm.swapusage")) {

@@ -52,7 +52,7 @@ std::optional<std::vector<DriveReading>> BlockDrives::read() {
     std::string_view rest = *content;
     while (auto line = takeLine(rest)) {
         skipFields(*line, 2);  // device numbers
-        const std::string_view name = takeField(*line);
+        const std::string_view name = takeWord(*line);
         if (!name.empty()) rows_.push_back({name, *line});
     }
     const auto sameName = [](const Row& row, const Known& known) { return row.name == known.name; };

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Platform/Linux/Kernel/KernelText.h"
+#include "Support/Saturated.h"
 
 namespace zqm {
 namespace {

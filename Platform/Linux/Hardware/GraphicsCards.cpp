@@ -30,12 +30,12 @@ struct Level {
 };
 std::optional<Level> parseLevel(std::string_view line) {
     takeUntil(line, ':');
-    std::string_view frequency = takeField(line);
+    std::string_view frequency = takeWord(line);
     const auto unit = frequency.find_first_not_of("0123456789");
     if (unit == std::string_view::npos || !frequency.substr(unit).starts_with("Mhz")) return std::nullopt;
     const auto megahertz = plausible(parseUnsigned(frequency.substr(0, unit)));
     if (!megahertz) return std::nullopt;
-    return Level{*megahertz, takeField(line) == "*"};
+    return Level{*megahertz, takeWord(line) == "*"};
 }
 
 /// "card0", but not its connector "card0-DP-1".

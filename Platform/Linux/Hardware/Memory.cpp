@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Platform/Linux/Kernel/KernelText.h"
+#include "Support/Saturated.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -54,8 +55,8 @@ constexpr double stallPercent = 10;
 /// The share of the last ten seconds in "some avg10=0.10 avg60=…", in percent.
 std::optional<double> shareOfTenSeconds(std::string_view content, std::string_view kind) {
     while (auto line = takeLine(content)) {
-        if (takeField(*line) != kind) continue;
-        std::string_view share = takeField(*line);
+        if (takeWord(*line) != kind) continue;
+        std::string_view share = takeWord(*line);
         return takeUntil(share, '=') == "avg10" ? parseDouble(share) : std::nullopt;
     }
     return std::nullopt;

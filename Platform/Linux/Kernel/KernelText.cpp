@@ -1,7 +1,6 @@
 #include "Platform/Linux/Kernel/KernelText.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "Support/Text.h"
@@ -37,16 +36,6 @@ std::optional<std::string_view> takeLine(std::string_view& rest) {
     return line;
 }
 
-std::string_view takeField(std::string_view& line) {
-    const char* begin = line.data();
-    const char* const end = begin + line.size();
-    while (begin != end && isBlank(*begin)) ++begin;
-    const char* after = begin;
-    while (after != end && !isBlank(*after)) ++after;
-    line = {after, static_cast<std::size_t>(end - after)};
-    return {begin, static_cast<std::size_t>(after - begin)};
-}
-
 std::optional<std::uint64_t> takeCount(std::string_view& line) {
     const char* at = line.data();
     const char* const end = at + line.size();
@@ -63,12 +52,7 @@ std::optional<std::uint64_t> takeCount(std::string_view& line) {
 }
 
 void skipFields(std::string_view& line, unsigned fields) {
-    for (; fields > 0; --fields) takeField(line);
-}
-
-std::uint64_t addSaturated(std::uint64_t left, std::uint64_t right) {
-    const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - left;
-    return left + std::min(right, room);
+    for (; fields > 0; --fields) takeWord(line);
 }
 
 std::vector<unsigned> parseNumberList(std::string_view text, unsigned limit) {

@@ -15,18 +15,11 @@ std::string_view trimBlanks(std::string_view text);
 /// cut and is given without its last word: a number cut short is a wrong number.
 std::optional<std::string_view> takeLine(std::string_view& rest);
 
-/// The next word of `line`, words being separated by spaces and tabs; empty at the end. This and the two below are what
-/// a tick spends its time on.
-std::string_view takeField(std::string_view& line);
-
-/// The next word of `line` as a count; nullopt when it is anything but digits or does not fit.
+/// The next word of `line` (see takeWord) as a count; nullopt when it is anything but digits or does not fit.
 std::optional<std::uint64_t> takeCount(std::string_view& line);
 
 /// Takes `fields` words off the front of `line`.
 void skipFields(std::string_view& line, unsigned fields);
-
-/// The sum, or the largest count when it does not fit.
-std::uint64_t addSaturated(std::uint64_t left, std::uint64_t right);
 
 /// The numbers of a list such as "0-3,8", ascending; numbers from `limit` on and malformed pieces are left out.
 std::vector<unsigned> parseNumberList(std::string_view text, unsigned limit);

@@ -21,7 +21,7 @@ constexpr std::uint32_t loopbackNetwork = 127;  // not among the routes
 
 /// An address as /proc/net/route writes it: the bytes of network order as one hexadecimal number of the machine's.
 std::optional<std::uint32_t> takeHexadecimal(std::string_view& line) {
-    const std::string_view field = takeField(line);
+    const std::string_view field = takeWord(line);
     std::uint32_t value = 0;
     const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), value, 16);
     if (error != std::errc{} || end != field.data() + field.size()) return std::nullopt;
@@ -35,7 +35,7 @@ std::string_view interfaceOf(std::uint32_t address, std::string_view routes) {
     std::string_view best;
     std::uint32_t bestMask = 0;
     while (auto line = takeLine(routes)) {
-        const std::string_view name = takeField(*line);
+        const std::string_view name = takeWord(*line);
         const auto destination = takeHexadecimal(*line);
         const auto gateway = takeHexadecimal(*line);
         skipFields(*line, 4);  // flags, references, use, metric
@@ -147,10 +147,10 @@ Addresses::KernelAddresses Addresses::readTables() {
     bool isLocalTable = false;  // the main one may show the same leaves once more
     std::string_view rest = *table;
     while (auto line = takeLine(rest)) {
-        const std::string_view first = takeField(*line);
+        const std::string_view first = takeWord(*line);
         if (first.ends_with(':')) isLocalTable = first == "Local:";
-        if (first == "|--") leaf = parseIPv4(takeField(*line));
-        if (!isLocalTable || !leaf || first != "/32" || takeField(*line) != "host" || takeField(*line) != "LOCAL") {
+        if (first == "|--") leaf = parseIPv4(takeWord(*line));
+        if (!isLocalTable || !leaf || first != "/32" || takeWord(*line) != "host" || takeWord(*line) != "LOCAL") {
             continue;
         }
         const std::string_view interface = interfaceOf(*leaf, routes);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Platform/Linux/Kernel/KernelText.h"
+#include "Support/Text.h"
 
 namespace zqm {
 namespace {
@@ -49,7 +50,7 @@ bool Interfaces::list() {
         const std::size_t colon = line->rfind(':');  // a name may hold colons, the figures never do
         if (colon == std::string_view::npos) continue;
         std::string_view beforeColon = line->substr(0, colon);
-        const std::string_view name = takeField(beforeColon);
+        const std::string_view name = takeWord(beforeColon);
         if (!name.empty()) rows_.push_back({name, line->substr(colon + 1)});
     }
     const auto sameName = [](const Row& row, const std::string& name) { return row.name == name; };
@@ -111,11 +112,11 @@ std::string_view defaultRouteInterface(std::string_view routes) {
     std::string_view best;
     std::uint64_t bestMetric = std::numeric_limits<std::uint64_t>::max();
     while (auto line = takeLine(routes)) {
-        const std::string_view name = takeField(*line);
-        const std::string_view destination = takeField(*line);
+        const std::string_view name = takeWord(*line);
+        const std::string_view destination = takeWord(*line);
         skipFields(*line, 4);  // gateway, flags, references, use
         const auto metric = takeCount(*line);
-        const bool leadsOut = destination == "00000000" && takeField(*line) == "00000000";
+        const bool leadsOut = destination == "00000000" && takeWord(*line) == "00000000";
         if (!leadsOut || !metric || *metric >= bestMetric) continue;
         best = name;
         bestMetric = *metric;

@@ -9,6 +9,7 @@
 
 #include "Platform/Linux/Kernel/KernelText.h"
 #include "Platform/Linux/Processes/ProcessFiles.h"
+#include "Support/Text.h"
 
 namespace zqm {
 namespace {
@@ -55,7 +56,7 @@ std::optional<TaskDisk> LinuxTaskCounters::disk(std::int32_t pid) {
     std::optional<std::uint64_t> read;
     std::optional<std::uint64_t> written;
     while (auto line = takeLine(*text)) {
-        const std::string_view name = takeField(*line);
+        const std::string_view name = takeWord(*line);
         if (name == "read_bytes:") read = takeCount(*line);
         if (name == "write_bytes:") written = takeCount(*line);
     }

@@ -5,22 +5,17 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
 #include "Platform/Linux/Kernel/KernelText.h"
 #include "Platform/Linux/Processes/ProcessFiles.h"
+#include "Support/Saturated.h"
 #include "Support/Text.h"
 
 namespace zqm {
 namespace {
 
 constexpr Seconds shortestInterval{0.1};  // ten ticks: below, one tick more or less decides the figure
-
-std::uint64_t multiplySaturated(std::uint64_t count, std::uint64_t size) {
-    constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
-    return size != 0 && count > largest / size ? largest : count * size;
-}
 
 bool isBefore(const LinuxProcess& process, std::int32_t pid) {
     return process.row.pid < pid;
@@ -100,7 +95,7 @@ LinuxProcess* ProcessScan::find(std::int32_t pid) {
 std::optional<Seconds> ProcessScan::uptime() {
     if (root_.path("").empty()) return clock_.continuous().time_since_epoch();
     std::string_view text = uptimeFile_.read().value_or("");
-    const auto seconds = parseDouble(takeField(text));
+    const auto seconds = parseDouble(takeWord(text));
     return seconds ? std::optional(Seconds(*seconds)) : std::nullopt;
 }
 

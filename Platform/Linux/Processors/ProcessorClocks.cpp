@@ -29,7 +29,7 @@ std::optional<std::uint32_t> readKilohertz(KernelFile& file) {
 
 /// The largest of the numbers in `words`, and `most`.
 std::uint32_t largest(std::uint32_t most, std::string_view words) {
-    for (std::string_view word = takeField(words); !word.empty(); word = takeField(words)) {
+    for (std::string_view word = takeWord(words); !word.empty(); word = takeWord(words)) {
         most = std::max(most, plausible(parseUnsigned(word)).value_or(0));
     }
     return most;
@@ -173,7 +173,7 @@ void ProcessorClocks::readProcessorInfo() {
             member = number && *number < processorNumberLimit ? find(static_cast<unsigned>(*number)) : nullptr;
         } else if (member && value.starts_with("cpu MHz")) {
             takeUntil(value, ':');
-            const double megahertz = parseDouble(takeField(value)).value_or(0);
+            const double megahertz = parseDouble(takeWord(value)).value_or(0);
             if (megahertz >= 1 && megahertz < plausibleMegahertz) member->infoMegahertz = megahertz;
         }
     }

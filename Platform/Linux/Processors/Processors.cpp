@@ -7,6 +7,7 @@
 
 #include "Platform/Linux/Kernel/KernelText.h"
 #include "Platform/Linux/Processors/ProcessorKinds.h"
+#include "Support/Saturated.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -24,7 +25,7 @@ std::optional<ProcessorTicks> parseTicks(std::string_view line) {
     }
     const auto [user, nice, system, idle, iowait, irq, softirq, steal] = fields;
     return ProcessorTicks{.user = user,
-                          .system = addSaturated(addSaturated(system, irq), addSaturated(softirq, steal)),
+                          .system = addSaturated(system, irq, softirq, steal),
                           .idle = addSaturated(idle, iowait),
                           .nice = nice};
 }
@@ -57,7 +58,7 @@ bool Processors::refresh() {
     std::string_view rest = *content;
     // The processors come first; the interrupt counts behind them can be a hundred times as long.
     for (auto line = takeLine(rest); line && line->starts_with("cpu"); line = takeLine(rest)) {
-        const auto number = parseUnsigned(takeField(*line).substr(3));  // absent on the line of all processors
+        const auto number = parseUnsigned(takeWord(*line).substr(3));  // absent on the line of all processors
         const auto ticks = parseTicks(*line);
         if (!number || *number >= processorNumberLimit || !ticks) continue;
         if (place == processors_.size() || processors_[place].number != *number) {
