@@ -43,7 +43,7 @@ TEST_F(NetworkIdentity, ProxiesAreWhatTheSystemSwitchesOn) {
              {{{"HTTPEnable", two}, {"SOCKSEnable", true}, {"HTTPProxy", Text("off")}}, false, ""},
          }) {
         machine.proxySettings.proxies = settings;
-        const auto proxy = IPReader::detectProxy(machine.proxySettings, {});
+        const auto proxy = IPReader::detectProxy(machine.platform, {});
         EXPECT_EQ(proxy.enabled, enabled);
         EXPECT_EQ(proxy.host, host);
     }
