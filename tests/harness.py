@@ -103,7 +103,7 @@ class Helper:
     """As a context it serves from the start, and must end by SIGTERM with status 0 and nothing on standard error: there
     a sanitizer would report."""
 
-    def __init__(self, home, *options, program=HELPER, port=None, interval=None, variables=None, **popen):
+    def __init__(self, home, *options, program=HELPER, before=(), port=None, interval=None, variables=None, **popen):
         self.server = Server(port or free_port())
         self.token_file = pathlib.Path(home) / CONTAINER / "helper-token"
         if interval:
@@ -111,7 +111,7 @@ class Helper:
             preferences.parent.mkdir(exist_ok=True)
             preferences.write_text(json.dumps({"updateInterval": interval}))
         popen = {"stdout": subprocess.DEVNULL, "stderr": subprocess.PIPE} | popen
-        self.process = subprocess.Popen([program, "--port", str(self.server.port), *options],
+        self.process = subprocess.Popen([*before, program, "--port", str(self.server.port), *options],
                                         env=environment(home, **(variables or {})), **popen)
         self.pid = self.process.pid
 

@@ -3,15 +3,21 @@
 import os
 import pathlib
 import re
+import shutil
 import signal
 import socket
 import subprocess
 import unittest
 
-from harness import CONTAINER, HELPER, PATIENCE, ProgramTest, exchange
+from harness import CONTAINER, HELPER, PATIENCE, ProgramTest, exchange, until
 
 READY = "[ZQMHelper] ready"
 WARMED = "[ZQMHelper] diagnostics cache warmed"  # in the background, at some moment
+UNAVAILABLE = rf"\[ZQMHelper\] App Group {CONTAINER} 不可用——entitlements 未生效？\n"
+NOT_SAVED = rf"\[ZQMHelper\] /.+/{CONTAINER}/helper-token cannot be written; .+\n"
+TMPFS = 'mount -t tmpfs -o {} none "$PWD" && cd "$PWD" && '
+READ_ONLY = ' && mount -o remount,ro none "$PWD"'
+UNSHARE = ["unshare", "--mount", *([] if os.geteuid() == 0 else ["--user", "--map-root-user"])]
 LAST = "[ZQM] scheduleTimer 触发"
 
 
@@ -107,9 +113,28 @@ class HelperTest(ProgramTest):
             self.expect_end(options, 2, r"\A\Z", r"\AZQMHelper: .+\n\Z")
         self.expect_end(["--help"], 0, "--machine FILE", r"\A\Z")
         self.expect_end(["--version"], 0, r"\AZQMHelper \d", r"\A\Z")
-        self.environment["XDG_DATA_HOME"] = str(broken)  # no place for the token
-        self.expect_end(["--port", str(self.port)], 1, "starting",
-                        rf"\[ZQMHelper\] App Group {CONTAINER} 不可用——entitlements 未生效？")
+
+    def test_serves_on_where_its_token_cannot_be_kept(self):
+        can_mount = subprocess.run([*UNSHARE, "true"], stderr=subprocess.DEVNULL).returncode == 0
+        for spoil, said in ((f"touch {CONTAINER}", UNAVAILABLE), (f"mkdir -p {CONTAINER}/helper-token", NOT_SAVED),
+                            (TMPFS.format("size=64k") + f"mkdir {CONTAINER} && ! cat /dev/zero >filler 2>&1", NOT_SAVED),
+                            (TMPFS.format("nr_inodes=1") + ":", UNAVAILABLE),
+                            (TMPFS.format("size=64k") + f"mkdir {CONTAINER}" + READ_ONLY, NOT_SAVED),
+                            (TMPFS.format("size=64k") + f"mkdir {CONTAINER} && echo T >{self.token}" + READ_ONLY, "")):
+            if "mount" in spoil and not can_mount:
+                continue
+            shutil.rmtree(self.home)
+            self.home.mkdir()
+            script = f'cd {self.home} && {spoil} && exec "$@"'
+            helper = self.start_helper(before=[*UNSHARE * ("mount" in spoil), "sh", "-c", script, "sh"])
+            if said != UNAVAILABLE:
+                self.assertIn("403", until(lambda: self.ask("GET /api/ping HTTP/1.1")))
+                left = os.listdir(f"/proc/{helper.pid}/root{self.token.parent}")
+                self.assertLessEqual(set(left), {"helper-token"}, spoil)  # nothing half-written
+                helper.process.terminate()
+            errors = helper.process.communicate(timeout=PATIENCE)[1].decode()
+            self.assertEqual(helper.process.returncode, said == UNAVAILABLE, spoil)
+            self.assertRegex(errors, rf"\A{said}\Z", spoil)
 
     def expect_end(self, options, status, output, errors):
         done = subprocess.run([HELPER, *options], env=self.environment, capture_output=True, text=True, timeout=PATIENCE)

@@ -11,7 +11,7 @@ import tempfile
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent.parent / "tests"))
 sys.dont_write_bytecode = True
 
-from harness import BUILD, CONTAINER, PATIENCE, ROOT, exchange, free_port, until  # noqa: E402, F401
+from harness import BUILD, CONTAINER, PATIENCE, ROOT, Broken, exchange, free_port, until  # noqa: E402, F401
 
 PATH = os.environ["PATH"] + ":/usr/sbin:/sbin"  # an ordinary user's has no place for servers
 
@@ -80,7 +80,10 @@ class Program:
             if self.process.poll() is not None:
                 raise SystemExit(f"{self.name} has ended")
             return self.is_serving()
-        until(serves, f"{self.name} does not answer")
+        try:
+            until(serves)
+        except Broken:
+            raise SystemExit(f"{self.name} does not answer") from None
 
     def exchange(self, path=None):
         """One request on a connection of its own; the whole reply."""
