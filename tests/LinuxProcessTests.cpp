@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
-
 #include "Platform/Linux/Processes/LinuxProcessTable.h"
 #include "Platform/Linux/Processes/LinuxTaskCounters.h"
 #include "Platform/Linux/Processes/ProcessFiles.h"
@@ -16,9 +14,6 @@ namespace {
 
 using testing::DoubleEq;
 using testing::ElementsAre;
-using testing::Field;
-using testing::IsEmpty;
-using testing::Optional;
 using testing::SizeIs;
 
 struct Stat {
@@ -33,20 +28,14 @@ std::string statText(int pid, const Stat& stat) {
 }
 
 /// A machine that has been up for 1000 s.
-class LinuxProcessTest : public testing::Test {
-protected:
+struct LinuxProcessTest : testing::Test {
     LinuxProcessTest() { tree.write("proc/uptime", "1000.00 1900.00\n"); }
-
-    void write(int pid, const Stat& stat) { tree.write(file(pid, "stat"), statText(pid, stat)); }
-    void remove(int pid) { tree.remove("proc/" + std::to_string(pid)); }
-    static std::string file(int pid, std::string_view name) {
-        return std::string("proc/") + ProcessPath(pid, name).text();
+    void write(int pid, const Stat& stat) {
+        tree.write(std::string("proc/") + ProcessPath(pid, "stat").text(), statText(pid, stat));
     }
-
     std::vector<double> percents() {
         std::vector<double> percents;
-        const auto rows = table.processes();
-        for (const ProcessRow& row : rows.value()) percents.push_back(row.cpuPercent);
+        for (const auto rows = table.processes().value(); const auto& row : rows) percents.push_back(row.cpuPercent);
         return percents;
     }
 
@@ -59,21 +48,28 @@ protected:
 };
 
 TEST_F(LinuxProcessTest, AreReadWithTheirNamesAsTheyAre) {
-    const std::string names[] = {"((a b ) ( c d) )",           "a) S 1 (b", ")", "", "a\nb", "\xff\xfe",
-                                 "kworker/u8:2-events_unbound"};
-    int pid = 1;
-    for (const std::string& name : names) write(pid++, {.name = name, .start = 90000, .pages = 155});
-    tree.write("proc/self/stat", statText(99, {}));
-    tree.write("proc/0123/stat", statText(123, {}));
-    tree.write("proc/99999999999/stat", statText(99, {}));
+    const std::vector<std::string> names{"((a b ) ( c d) )", "a) S 1 (b", "", "a\nb", "\xff", "kworker/u8:2-unbound"};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        write(static_cast<int>(i) + 1, {.name = names[i], .start = 90000, .pages = 155});
+    }
+    for (const char* other : {"self", "0123", "99999999999"})
+        tree.write(std::string("proc/") + other + "/stat", statText(9, {}));
+    tree.write("proc/20/status", "Name: a\n");
+    tree.write("proc/21/stat", "");
+    tree.write("proc/22/stat/directory", "");
+    write(23, {.user = UINT64_MAX, .system = UINT64_MAX, .start = UINT64_MAX, .pages = UINT64_MAX});
     const auto rows = table.processes().value();
-    ASSERT_THAT(rows, SizeIs(std::size(names)));
-    for (std::size_t i = 0; i < rows.size(); ++i) {
+    ASSERT_THAT(rows, SizeIs(names.size() + 1));
+    for (std::size_t i = 0; i < names.size(); ++i) {
         EXPECT_EQ(rows[i].name, names[i]);
         EXPECT_EQ(rows[i].pid, static_cast<int>(i) + 1);
         EXPECT_EQ(rows[i].startTime, 90000u);
         EXPECT_EQ(rows[i].residentBytes, 155u * static_cast<unsigned>(::sysconf(_SC_PAGESIZE)));
     }
+    EXPECT_EQ(rows.back().residentBytes, UINT64_MAX);
+    EXPECT_TRUE(std::isfinite(rows.back().cpuPercent));
+    tree.remove("proc");
+    EXPECT_EQ(table.processes(), std::nullopt);
 }
 
 TEST_F(LinuxProcessTest, PercentsAreOfOneProcessorBetweenPasses) {
@@ -89,85 +85,66 @@ TEST_F(LinuxProcessTest, PercentsAreOfOneProcessorBetweenPasses) {
     write(7, {.user = 2, .start = 99999});    // fell
     write(8, {.user = 20, .start = 100100});  // another process: 200 ms since it began a second ago
     EXPECT_THAT(percents(), ElementsAre(DoubleEq(100), DoubleEq(0.5), 0, DoubleEq(10)));
-    clock.advance(Seconds(0));
     write(5, {.user = 1101, .system = 600, .start = 90000});
     EXPECT_THAT(percents(), ElementsAre(DoubleEq(10), 0, 0, 0)) << "over no shorter time than 0.1 s";
     tree.remove("proc/uptime");
+    tree.remove("proc/6");
     clock.advance(Seconds(1));
-    remove(6);
     write(9, {.user = 100, .start = 100150});
     write(5, {.user = 1111, .system = 600, .start = 90000});
     EXPECT_THAT(percents(), ElementsAre(DoubleEq(10), 0, 0, 0)) << "age unknown";
-    tree.remove("proc");
-    EXPECT_EQ(table.processes(), std::nullopt);
 }
 
-TEST_F(LinuxProcessTest, LeavesOutWhatIsMalformedOrGone) {
+TEST_F(LinuxProcessTest, AnIncompleteLineIsNone) {
     const std::string whole = statText(26231, {.name = "a (b)", .user = 1, .system = 2, .start = 3, .pages = 4});
-    const std::size_t needed = whole.find(" 4 18446") + 3;
     for (std::size_t size = 0; size <= whole.size(); ++size) {
-        EXPECT_EQ(parseProcessStat(whole.substr(0, size)).has_value(), size >= needed) << size;
+        EXPECT_EQ(parseProcessStat(whole.substr(0, size)).has_value(), size >= whole.find(" 4 18446") + 3) << size;
     }
-    for (const char* text : {") 1 (", "1 (a) S 1 1 1 1 1 1 1 1 1 1 -1 2 3 4 5 6 7 8 9 10 11 12\n",
-                             "1 (a) S 1 1 1 1 1 1 1 1 1 1 99999999999999999999 2 3 4 5 6 7 8 9 10 11 12\n"}) {
-        EXPECT_FALSE(parseProcessStat(text)) << text;
-    }
-    tree.write("proc/1/status", "Name: a\n");
-    tree.write("proc/2/stat", "");
-    tree.write("proc/3/stat/directory", "");
-    write(4, {.user = UINT64_MAX, .system = UINT64_MAX, .start = UINT64_MAX, .pages = UINT64_MAX});
-    const auto rows = table.processes().value();
-    ASSERT_THAT(rows, ElementsAre(Field(&ProcessRow::residentBytes, UINT64_MAX)));
-    EXPECT_TRUE(std::isfinite(rows[0].cpuPercent));
-    EXPECT_NE(counters.taskName(4)->power()->userTime, 0u);
+    EXPECT_FALSE(parseProcessStat(") 1 ("));
+    EXPECT_FALSE(parseProcessStat("1 (a) S 1 1 1 1 1 1 1 1 1 1 -1 2 3 4 5 6 7 8 9 10 11 12\n"));
 }
 
 TEST_F(LinuxProcessTest, ThisMachineShowsThisProcess) {
     PosixClock realClock;
     RootDirectory realRoot("/");
     LinuxProcessTable realTable(realRoot, realClock);
-    for (int pass = 0; pass < 2; ++pass) {
-        const auto rows = realTable.processes().value();
-        const auto own = std::find_if(rows.begin(), rows.end(), [](const auto& row) { return row.pid == ::getpid(); });
-        ASSERT_NE(own, rows.end());
-        EXPECT_EQ(realTable.fullName(*own), "zqm_tests");
-        EXPECT_GT(own->residentBytes, 100'000u);
-        EXPECT_LT(own->cpuPercent, 10'000);
-        EXPECT_TRUE(LinuxTaskCounters(realRoot, realTable.known()).disk(::getpid()));
-    }
+    const auto rows = realTable.processes().value();
+    const auto own = std::find_if(rows.begin(), rows.end(), [](const auto& row) { return row.pid == ::getpid(); });
+    ASSERT_NE(own, rows.end());
+    EXPECT_EQ(realTable.fullName(*own), "zqm_tests");
+    EXPECT_GT(own->residentBytes, 100'000u);
+    EXPECT_LT(own->cpuPercent, 10'000);
+    EXPECT_TRUE(LinuxTaskCounters(realRoot, realTable.known()).disk(::getpid()));
 }
 
 TEST(ProcessNames, AreCompletedFromTheArguments) {
     using namespace std::string_literals;
-    const struct {
-        std::string cut, arguments, full;
-    } cases[] = {
-        {"chromium-browse", "/usr/lib/chromium-browser/chromium-browser\0--type=a\0"s, "chromium-browser"},
-        {"chromium-browse", "/usr/lib/chromium-browser --type=zygote --dir=/tmp/chromium-browse2\0"s,
-         "chromium-browser"},
-        {"gunicorn: maste", "gunicorn: master [app]    \0\0\0\0"s, "gunicorn: master [app]"},
-        {"networkd-dispat", "/usr/bin/python3\0-u\0/usr/bin/networkd-dispatcher\0--run\0"s, "networkd-dispatcher"},
-        {"networkd-dispat", "/usr/bin/python3\0other\0networkd-dispatcher\0"s, "networkd-dispat"},
-        {"kernel-thread-1", "", "kernel-thread-1"},
-        {"aaaaaaaaaaaaaaa", std::string(256, 'a'), "aaaaaaaaaaaaaaa"},
-        {"exactly-fifteen", "/bin/exactly-fifteen\0"s, "exactly-fifteen"},
-    };
-    for (const auto& [cut, arguments, full] : cases) EXPECT_EQ(completeProcessName(cut, arguments), full);
+    for (const auto& [cut, arguments, full] : std::initializer_list<std::array<std::string, 3>>{
+             {"chromium-browse", "/usr/lib/chromium-browser/chromium-browser\0--type=a\0"s, "chromium-browser"},
+             {"chromium-browse", "/usr/lib/chromium-browser --dir=/tmp/chromium-browse2\0"s, "chromium-browser"},
+             {"gunicorn: maste", "gunicorn: master [app]    \0\0\0\0"s, "gunicorn: master [app]"},
+             {"networkd-dispat", "/usr/bin/python3\0-u\0/usr/bin/networkd-dispatcher\0-r\0"s, "networkd-dispatcher"},
+             {"networkd-dispat", "/usr/bin/python3\0other\0networkd-dispatcher\0"s, "networkd-dispat"},
+             {"kernel-thread-1", "", "kernel-thread-1"},
+             {"aaaaaaaaaaaaaaa", std::string(255, 'a'), std::string(255, 'a')},
+             {"aaaaaaaaaaaaaaa", std::string(256, 'a'), "aaaaaaaaaaaaaaa"}}) {
+        EXPECT_EQ(completeProcessName(cut, arguments), full);
+    }
 }
 
 TEST_F(LinuxProcessTest, FullNamesAreRememberedByProcess) {
-    auto name = [&](std::uint64_t startTime, const std::string& cut) {
+    const auto name = [&](std::uint64_t startTime, const std::string& cut = "dbus-update-act") {
         return table.fullName({.pid = 7, .startTime = startTime, .name = cut});
     };
-    EXPECT_EQ(name(1, "dbus-update-act"), "dbus-update-act");  // is gone
+    EXPECT_EQ(name(1), "dbus-update-act");  // is gone
     tree.write("proc/7/cmdline", "dbus-update-activation-environment");
-    EXPECT_EQ(name(1, "dbus-update-act"), "dbus-update-act");
-    EXPECT_EQ(name(2, "dbus-update-act"), "dbus-update-activation-environment");
+    EXPECT_EQ(name(1), "dbus-update-act");
+    EXPECT_EQ(name(2), "dbus-update-activation-environment");
     tree.remove("proc/7/cmdline");
-    EXPECT_EQ(name(2, "dbus-update-act"), "dbus-update-activation-environment");
+    EXPECT_EQ(name(2), "dbus-update-activation-environment");
     EXPECT_EQ(name(2, "dbus"), "dbus");
-    for (std::uint64_t start = 100; start < 400; ++start) name(start, "dbus-update-act");
-    EXPECT_EQ(name(2, "dbus-update-act"), "dbus-update-act") << "forgotten after many others";
+    for (std::uint64_t start = 100; start < 400; ++start) name(start);
+    EXPECT_EQ(name(2), "dbus-update-act") << "forgotten after many others";
 }
 
 TEST_F(LinuxProcessTest, TimesAndDiskBytesOfTheProcessesOfThePass) {
@@ -179,49 +156,40 @@ TEST_F(LinuxProcessTest, TimesAndDiskBytesOfTheProcessesOfThePass) {
     EXPECT_EQ(power.systemTime, 440'000'000u);
     EXPECT_FALSE(counters.taskName(6));
     EXPECT_FALSE(counters.disk(6));
-    const std::string read = "rchar: 7\nread_bytes: 18446744073709551615\nwrite_bytes: ";
-    for (const auto& [rest, isWhole] : std::initializer_list<std::pair<std::string, bool>>{
-             {"2048\ncancelled_write_bytes: -1024\n", true}, {"20", false}, {"-1\n", false}, {"\n", false}}) {
-        tree.write("proc/5/io", read + rest);
+    for (const auto& [written, isWhole] : std::initializer_list<std::pair<std::string, bool>>{
+             {"2048\ncancelled_write_bytes: -1024\n", true}, {"20", false}, {"-1\n", false}}) {
+        tree.write("proc/5/io", "rchar: 7\nread_bytes: 18446744073709551615\nwrite_bytes: " + written);
         const auto disk = counters.disk(5);
-        ASSERT_EQ(disk.has_value(), isWhole) << rest;
-        if (!disk) continue;
-        EXPECT_EQ(disk->bytesRead, UINT64_MAX);
-        EXPECT_EQ(disk->bytesWritten, 2048u);
+        ASSERT_EQ(disk.has_value(), isWhole) << written;
+        EXPECT_EQ(disk.value_or(TaskDisk{}).bytesRead, isWhole ? UINT64_MAX : 0);
+        EXPECT_EQ(disk.value_or(TaskDisk{}).bytesWritten, isWhole ? 2048u : 0);
     }
 }
 
 TEST_F(LinuxProcessTest, EnergyIsSharedByProcessorTime) {
-    auto energies = [&] {
+    const Stat begun{.user = 3020, .system = 10, .start = 1};
+    struct Pass {
+        std::optional<double> millijoules;
+        std::uint64_t user;  // of the first process
+        Stat second;
+        std::uint64_t first, last;  // mJ that the two have used
+    };
+    for (const auto& [used, user, second, first, last] :
+         std::initializer_list<Pass>{{{}, 1000, {.user = 3000, .start = 1}, 0, 0},
+                                     {5000, 1000, {.user = 3000, .start = 1}, 0, 0},  // nothing to compare with
+                                     {5400, 1010, begun, 100, 300},
+                                     {5500, 1010, begun, 100, 300},                      // nobody ran
+                                     {100, 1020, begun, 100, 300},                       // the counter fell
+                                     {300, 1030, {.user = 0, .start = 99'900}, 300, 0},  // another process
+                                     {{}, 1040, {.user = 0, .start = 99'900}, 300, 0}}) {
+        millijoules = used;
+        write(1, {.user = user, .start = 1});
+        write(2, second);
         clock.advance(Seconds(2));
         table.processes();
-        std::vector<std::uint64_t> nanojoules;
-        for (const LinuxProcess& each : table.known().all()) {
-            nanojoules.push_back(counters.taskName(each.row.pid)->power()->energy);
-        }
-        return nanojoules;
-    };
-    write(1, {.user = 1000, .start = 1});
-    write(2, {.user = 3000, .start = 1});
-    EXPECT_THAT(energies(), ElementsAre(0, 0));
-    millijoules = 5000;
-    EXPECT_THAT(energies(), ElementsAre(0, 0)) << "nothing to compare with";
-    millijoules = 5400;
-    write(1, {.user = 1010, .start = 1});
-    write(2, {.user = 3020, .system = 10, .start = 1});
-    EXPECT_THAT(energies(), ElementsAre(100'000'000, 300'000'000));
-    millijoules = 5500;
-    EXPECT_THAT(energies(), ElementsAre(100'000'000, 300'000'000)) << "nobody ran";
-    millijoules = 100;  // fell
-    write(1, {.user = 1020, .start = 1});
-    EXPECT_THAT(energies(), ElementsAre(100'000'000, 300'000'000));
-    millijoules = 300;
-    write(1, {.user = 1030, .start = 1});
-    write(2, {.user = 0, .start = 99'900});  // another process
-    EXPECT_THAT(energies(), ElementsAre(300'000'000, 0));
-    millijoules.reset();
-    write(1, {.user = 1040, .start = 1});
-    EXPECT_THAT(energies(), ElementsAre(300'000'000, 0));
+        EXPECT_EQ(counters.taskName(1)->power()->energy, first * 1'000'000);
+        EXPECT_EQ(counters.taskName(2)->power()->energy, last * 1'000'000);
+    }
 }
 
 }  // namespace
