@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "ZQMHelper/Shared/FrequencyReader.h"
 #include "tests/fakes/MachinePlatform.h"
 
@@ -16,60 +18,44 @@ FrequencyLadder megahertz(FrequencyLadder ladder) {
     return ladder;
 }
 
+/// Names of states, each with the time spent in it.
+StateList states(const char* text) {
+    StateList list;
+    std::istringstream words(text);
+    for (std::pair<std::string, double> state; words >> state.first >> state.second;) list.push_back(state);
+    return list;
+}
+
 TEST(StateResidency, WeighsTheActiveTime) {
-    const FrequencyLadder icestorm{600, 972, 1332, 1704, 2064};
-    const FrequencyLadder firestorm{600, 828, 1056, 1284, 1500};
     struct Case {
-        StateList states;
+        const char* states;
         FrequencyLadder ladder;  // MHz
         double mean;             // MHz
     };
-    for (const auto& [states, ladder, mean] : std::initializer_list<Case>{
-             {{{"IDLE", 800}, {"V0P1", 100}, {"V1P0", 100}}, {600, 1200}, 900},
-             {{{"IDLE", 800}, {"V0P1", 100}, {"V1P0", 100}}, {600}, 600},
-             {{{"DOWN", 50}, {"IDLE", 50}}, {600, 1200}, 0},
-             {{{"OFF", 40}, {"V0", 0}, {"IDLE", 10}, {"V1", 10}}, {600, 1200, 1800}, 1500},  // the later IDLE is active
-             {{{"V0", 10}, {"V1", 10}, {"V2", 10}, {"V3", 10}}, {600, 1200}, 1050},          // past the end: the top
-             {{{"IDLE", 1}, {"V0", -5}, {"V1", 10}}, {600, 1200}, 1200},
-             {{{"V0", 0}}, {600}, 0},
-             {{{"V0", 10}}, {}, 0},
-             {{}, {600}, 0},
-             // What a laptop's clusters and GPU did within two seconds, beside the active frequency that the system's
-             // own tool printed for them.
-             {{{"IDLE", 1560486833},
-               {"V0", 0},
-               {"V1", 1856923416},
-               {"V2", 88369250},
-               {"V3", 26039083},
-               {"V4", 47427791}},
-              icestorm,
+    for (const auto& [text, ladder, mean] : std::initializer_list<Case>{
+             {"IDLE 800 V0P1 100 V1P0 100", {600, 1200}, 900},
+             {"DOWN 50 IDLE 50", {600, 1200}, 0},
+             {"OFF 40 V0 0 IDLE 10 V1 10", {600, 1200, 1800}, 1500},  // the later IDLE is active
+             {"V0 10 V1 10 V2 10 V3 10", {600, 1200}, 1050},          // past the end: the top
+             {"IDLE 1 V0 -5 V1 10", {600, 1200}, 1200},
+             {"V0 10", {}, 0},
+             {"", {600}, 0},
+             // What a laptop did within two seconds, beside the active frequency that the system's own tool printed.
+             {"IDLE 1560486833 V0 0 V1 1856923416 V2 88369250 V3 26039083 V4 47427791",
+              {600, 972, 1332, 1704, 2064},
               1022.87},
-             {{{"IDLE", 1830090166}, {"V0", 0}, {"V1", 148759666}, {"V2", 26818166}, {"V3", 6874750}, {"V4", 5987500}},
-              icestorm,
-              1084.65},
-             {{{"IDLE", 1986370333},
-               {"V0", 1941243416},
-               {"V1", 15951666},
-               {"V2", 39760541},
-               {"V3", 21801125},
-               {"V4", 0}},
-              firestorm,
-              618.173},
-             {{{"OFF", 1980028458}, {"P1", 534666}, {"P2", 0}, {"P3", 33009083}}, {396, 528, 720, 924}, 714.836},
+             {"OFF 1980028458 P1 534666 P2 0 P3 33009083", {396, 528, 720, 924}, 714.836},
          }) {
-        EXPECT_NEAR(weighted(states, megahertz(ladder)) / 1e6, mean, 0.02);
+        EXPECT_NEAR(weighted(states(text), megahertz(ladder)) / 1e6, mean, 0.02) << text;
     }
 }
 
 TEST(StateResidency, WeighsClustersByTheirActiveTime) {
     const FrequencyLadder ladder = megahertz({1000, 2000});
-    const StateList slow{{"IDLE", 60}, {"V0", 30}, {"V1", 0}};
-    const StateList fast{{"DOWN", 90}, {"V0", 0}, {"V1", 10}};
-    const StateList late{{"V0", 10}, {"IDLE", 30}};  // 1750 MHz, but 10 of active time
-    EXPECT_DOUBLE_EQ(middle({slow, fast}, ladder), 1250e6);
-    EXPECT_DOUBLE_EQ(middle({slow, late}, ladder), 1187.5e6);
-    EXPECT_EQ(middle({{{"IDLE", 5}, {"V0", -10}}}, ladder), 0);
-    EXPECT_EQ(middle({}, ladder), 0);
+    const StateList slow = states("IDLE 60 V0 30 V1 0");
+    EXPECT_DOUBLE_EQ(middle({slow, states("DOWN 90 V0 0 V1 10")}, ladder), 1250e6);
+    EXPECT_DOUBLE_EQ(middle({slow, states("V0 10 IDLE 30")}, ladder), 1187.5e6);  // 1750 MHz, but 10 of active time
+    EXPECT_EQ(middle({states("IDLE 5 V0 -10")}, ladder), 0);
 }
 
 /// A voltage-state table of these frequency words as a "bytes" form.

@@ -133,26 +133,26 @@ TEST_F(Processes, ComeFromCommandsWhereThereIsNoTable) {
 }
 
 TEST(ProcessCommands, AreStoppedWhenTheirTimeIsOver) {
-    FakePlatform machine;
-    FakeCommands& commands = machine.commands;
-    ProcessReader reader;
-    const auto begin = machine.clock.monotonicTime;
+    using Texts = std::vector<std::string>;
     struct Case {
-        std::optional<FakeCommands::Script> script;
+        bool isThere, hangs, ignoresTermination;
+        Texts pieces;
         std::optional<std::string> output;
         double seconds;
-        std::vector<std::string> signals;
+        Texts signals;
     };
-    for (const auto& [script, output, seconds, signals] : std::initializer_list<Case>{
-             {std::nullopt, std::nullopt, 0, {}},
-             {{{.pieces = {"a\xFF", "z"}}}, "a\xEF\xBF\xBDz", 0, {}},
-             {{{.pieces = {"partial"}, .hangs = true}}, "partial", 5, {"terminate"}},
-             {{{.pieces = {}, .hangs = true, .ignoresTermination = true}}, "", 5.5, {"terminate", "kill"}},
+    for (const auto& [isThere, hangs, ignores, pieces, output, seconds, signals] : std::initializer_list<Case>{
+             {false, false, false, {}, {}, 0, {}},
+             {true, false, false, {"a\xFF", "z"}, "a\xEF\xBF\xBDz", 0, {}},
+             {true, true, false, {"partial"}, "partial", 5, {"terminate"}},
+             {true, true, true, {}, "", 5.5, {"terminate", "kill"}},
          }) {
-        machine.clock.monotonicTime = begin;
-        commands.signals.clear();
-        commands.script = script;
-        EXPECT_EQ(reader.run("/bin/slow", {"-a", "b c"}, Seconds(5)), output);
+        FakePlatform machine;
+        FakeCommands& commands = machine.commands;
+        std::tie(commands.isThere, commands.hangs, commands.ignoresTermination) = std::tie(isThere, hangs, ignores);
+        commands.pieces = pieces;
+        const auto begin = machine.clock.monotonicTime;
+        EXPECT_EQ(ProcessReader().run("/bin/slow", {"-a", "b c"}, Seconds(5)), output);
         EXPECT_EQ(commands.line, "/bin/slow -a b c");
         EXPECT_EQ(machine.clock.monotonicTime - begin, Seconds(seconds));
         EXPECT_EQ(commands.signals, signals);

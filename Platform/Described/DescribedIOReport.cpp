@@ -62,10 +62,10 @@ struct DescribedSample final : ReportSample {
 DescribedChannel readChannel(Reading& reading, const Json& node) {
     DescribedChannel channel;
     channel.node = &node;
-    if (node.contains("value")) channel.value = reading.integer(node["value"]).value_or(0);
+    channel.value = reading.integer(memberOf(&node, "value")).value_or(0);
     if (!node.contains("states")) return channel;
     for (const Json& state : node["states"]) {
-        channel.residencies.push_back(reading.integer(state["residency"]).value_or(0));
+        channel.residencies.push_back(reading.integer(&state["residency"]).value_or(0));
     }
     return channel;
 }
@@ -91,7 +91,7 @@ public:
         bool isThere = false;
         for (const Json& candidate : description_["groups"]) {
             if (candidate["group"] != group || (subgroup && candidate["subgroup"] != *subgroup)) continue;
-            const Json* channels = reading.value(candidate["channels"]);
+            const Json* channels = reading.value(&candidate["channels"]);
             isThere |= channels != nullptr;
             for (std::size_t i = 0; channels && i < channels->size(); ++i) nodes.push_back(&(*channels)[i]);
         }
@@ -154,7 +154,7 @@ private:
     std::optional<bool> nextFlag(std::string_view key) const {
         const Json* node = memberOf(&description_, key);
         if (!node) return true;
-        const Json* flag = Reading(model_).value(*node);
+        const Json* flag = Reading(model_).value(node);
         return flag ? std::optional(flag->get<bool>()) : std::nullopt;
     }
 

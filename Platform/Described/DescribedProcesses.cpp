@@ -25,8 +25,7 @@ class DescribedTask final : public TaskName {
 public:
     DescribedTask(MachineModel& model, const Json& process) : model_(model), process_(process), handle_(model) {}
     std::optional<TaskPower> power() const override {
-        const Json* energy = memberOf(&process_, "energy");
-        const auto nanojoules = energy ? Reading(model_).count(*energy) : std::nullopt;
+        const auto nanojoules = Reading(model_).count(memberOf(&process_, "energy"));
         return nanojoules ? std::optional(TaskPower{.energy = *nanojoules}) : std::nullopt;
     }
 
@@ -39,8 +38,7 @@ private:
 }  // namespace
 
 std::unique_ptr<Child> DescribedCommands::launch(std::string_view path, const std::vector<std::string>&) {
-    const Json* described = memberOf(memberOf(&model_.description, "commands"), path);
-    const Json* lines = described ? Reading(model_).value(*described) : nullptr;
+    const Json* lines = Reading(model_).value(memberOf(&model_.description, "commands", path));
     if (!lines) return nullptr;
     std::string output;
     for (const Json& line : *lines) output += line.get_ref<const std::string&>() + "\n";
@@ -48,7 +46,7 @@ std::unique_ptr<Child> DescribedCommands::launch(std::string_view path, const st
 }
 
 const Json* DescribedTaskCounters::process(std::int32_t pid) const {
-    return memberOf(memberOf(&model_.description, "processes"), std::to_string(pid));
+    return memberOf(&model_.description, "processes", std::to_string(pid));
 }
 
 std::unique_ptr<TaskName> DescribedTaskCounters::taskName(std::int32_t pid) {
@@ -58,12 +56,9 @@ std::unique_ptr<TaskName> DescribedTaskCounters::taskName(std::int32_t pid) {
 
 std::optional<TaskDisk> DescribedTaskCounters::disk(std::int32_t pid) {
     const Json* described = process(pid);
-    const Json* read = memberOf(described, "bytesRead");
-    const Json* written = memberOf(described, "bytesWritten");
-    if (!read || !written) return std::nullopt;
     Reading reading(model_);
-    const auto bytesRead = reading.count(*read);
-    const auto bytesWritten = reading.count(*written);
+    const auto bytesRead = reading.count(memberOf(described, "bytesRead"));
+    const auto bytesWritten = reading.count(memberOf(described, "bytesWritten"));
     if (!bytesRead || !bytesWritten) return std::nullopt;
     return TaskDisk{*bytesRead, *bytesWritten};
 }

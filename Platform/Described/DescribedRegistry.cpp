@@ -56,8 +56,8 @@ private:
     bool answerValue(SMCRecord& record, const Json& key) const {
         if (key.is_null()) return false;
         Reading reading(model_);
-        const Json* value = reading.value(key["value"]);
-        const auto result = key.contains("result") ? reading.count(key["result"]) : 0;
+        const Json* value = reading.value(&key["value"]);
+        const auto result = key.contains("result") ? reading.count(&key["result"]) : 0;
         if (!value || !result) return false;
         record.result = static_cast<std::uint8_t>(*result);
         const auto bytes = value->is_object() && value->contains("bytes") ? reading.bytes((*value)["bytes"])
@@ -68,7 +68,7 @@ private:
     }
     static std::optional<Bytes> singlePrecision(Reading& reading, const Json& number) {
         const auto bytes = std::bit_cast<std::array<std::uint8_t, sizeof(float)>>(
-            static_cast<float>(reading.real(number).value_or(0)));
+            static_cast<float>(reading.real(&number).value_or(0)));
         return Bytes(bytes.begin(), bytes.end());
     }
 
@@ -84,12 +84,10 @@ public:
     std::optional<std::string> name() const override { return Reading(model_).text(&entry_["name"]); }
     std::optional<std::vector<std::unique_ptr<RegistryEntry>>> children() const override;
     std::optional<PropertyValue> property(std::string_view key) const override {
-        const Json* node = memberOf(memberOf(&entry_, "properties"), key);
-        return node ? Reading(model_).property(*node) : std::nullopt;
+        return Reading(model_).property(memberOf(&entry_, "properties", key));
     }
     std::unique_ptr<UserClient> open(std::uint32_t type) const override {
-        const Json* node = memberOf(&entry_, "userClient");
-        const Json* keys = node && type == 0 ? Reading(model_).value(*node) : nullptr;
+        const Json* keys = type == 0 ? Reading(model_).value(memberOf(&entry_, "userClient")) : nullptr;
         return keys ? std::make_unique<DescribedUserClient>(model_, *keys) : nullptr;
     }
 
@@ -103,7 +101,7 @@ private:
 std::optional<std::vector<std::unique_ptr<RegistryEntry>>> entriesAt(MachineModel& model, const Json* node) {
     std::vector<std::unique_ptr<RegistryEntry>> entries;
     if (!node) return entries;
-    const Json* array = Reading(model).value(*node);
+    const Json* array = Reading(model).value(node);
     if (!array) return std::nullopt;
     for (const Json& entry : *array) entries.push_back(std::make_unique<DescribedEntry>(model, entry));
     return entries;
@@ -116,7 +114,7 @@ std::optional<std::vector<std::unique_ptr<RegistryEntry>>> DescribedEntry::child
 }  // namespace
 
 std::optional<std::vector<std::unique_ptr<RegistryEntry>>> DescribedRegistry::services(std::string_view className) {
-    return entriesAt(model_, memberOf(memberOf(&model_.description, "registry"), className));
+    return entriesAt(model_, memberOf(&model_.description, "registry", className));
 }
 
 }  // namespace zqm

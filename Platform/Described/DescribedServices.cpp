@@ -10,10 +10,9 @@
 namespace zqm {
 namespace {
 
-/// What this reading finds under `section` and `key`.
-const Json* readMember(Reading& reading, MachineModel& model, std::string_view section, std::string_view key) {
-    const Json* node = memberOf(memberOf(&model.description, section), key);
-    return node ? reading.value(*node) : nullptr;
+std::optional<PropertyDictionary> dictionaryOf(std::optional<PropertyValue> read) {
+    auto* dictionary = read ? std::get_if<PropertyDictionary>(&*read) : nullptr;
+    return dictionary ? std::optional(std::move(*dictionary)) : std::nullopt;
 }
 
 /// Reads counters of a record one by one and remembers whether one of them failed.
@@ -21,7 +20,7 @@ class CounterRecord {
 public:
     CounterRecord(Reading& reading, const Json& record) : reading_(reading), record_(record) {}
     std::uint64_t operator[](std::string_view key) {
-        const auto read = reading_.count(*record_.find(key));
+        const auto read = reading_.count(memberOf(&record_, key));
         hasFailed_ |= !read;
         return read.value_or(0);
     }
@@ -39,8 +38,7 @@ public:
 
     std::optional<std::string> product() const override { return Reading(model_).text(memberOf(&sensor_, "product")); }
     std::optional<double> temperature() const override {
-        const Json* node = memberOf(&sensor_, "temperature");
-        return node ? Reading(model_).real(*node) : std::nullopt;
+        return Reading(model_).real(memberOf(&sensor_, "temperature"));
     }
 
 private:
@@ -53,7 +51,7 @@ private:
 
 std::optional<std::vector<ProcessorTicks>> DescribedHostStatistics::processorTicks() {
     Reading reading(model_);
-    const Json* processors = readMember(reading, model_, "hostStatistics", "processors");
+    const Json* processors = reading.value(memberOf(&model_.description, "hostStatistics", "processors"));
     if (!processors) return std::nullopt;
     std::vector<ProcessorTicks> ticks;
     bool hasFailed = false;
@@ -67,7 +65,7 @@ std::optional<std::vector<ProcessorTicks>> DescribedHostStatistics::processorTic
 
 std::optional<VirtualMemoryPages> DescribedHostStatistics::virtualMemory() {
     Reading reading(model_);
-    const Json* memory = readMember(reading, model_, "hostStatistics", "virtualMemory");
+    const Json* memory = reading.value(memberOf(&model_.description, "hostStatistics", "virtualMemory"));
     if (!memory) return std::nullopt;
     CounterRecord record(reading, *memory);
     const VirtualMemoryPages pages{record["active"],     record["inactive"],  record["speculative"], record["wired"],
@@ -76,13 +74,12 @@ std::optional<VirtualMemoryPages> DescribedHostStatistics::virtualMemory() {
 }
 
 std::optional<std::uint64_t> DescribedHostStatistics::pageSize() {
-    const Json* node = memberOf(memberOf(&model_.description, "hostStatistics"), "pageSize");
-    return node ? Reading(model_).count(*node) : std::nullopt;
+    return Reading(model_).count(memberOf(&model_.description, "hostStatistics", "pageSize"));
 }
 
 std::optional<Bytes> DescribedSysctl::read(std::string_view name) {
     Reading reading(model_);
-    const Json* value = readMember(reading, model_, "sysctl", name);
+    const Json* value = reading.value(memberOf(&model_.description, "sysctl", name));
     if (!value) return std::nullopt;
     if (!value->is_string()) return reading.bytes(value->contains("bytes") ? (*value)["bytes"] : *value);
     const auto& text = value->get_ref<const std::string&>();
@@ -91,8 +88,7 @@ std::optional<Bytes> DescribedSysctl::read(std::string_view name) {
 
 std::optional<std::vector<LinkInterface>> DescribedNetworkInterfaces::links() {
     Reading reading(model_);
-    const Json* node = memberOf(&model_.description, "networkInterfaces");
-    const Json* interfaces = node ? reading.value(*node) : nullptr;
+    const Json* interfaces = reading.value(memberOf(&model_.description, "networkInterfaces"));
     if (!interfaces) return std::nullopt;
     std::vector<LinkInterface> links;
     for (const Json& interface : *interfaces) {
@@ -106,8 +102,7 @@ std::optional<std::vector<LinkInterface>> DescribedNetworkInterfaces::links() {
 }
 
 std::optional<std::vector<InterfaceAddress>> DescribedInterfaceAddresses::ipv4() {
-    const Json* node = memberOf(&model_.description, "interfaceAddresses");
-    const Json* described = node ? Reading(model_).value(*node) : nullptr;
+    const Json* described = Reading(model_).value(memberOf(&model_.description, "interfaceAddresses"));
     if (!described) return std::nullopt;
     std::vector<InterfaceAddress> addresses;
     for (const Json& address : *described) {
@@ -118,15 +113,11 @@ std::optional<std::vector<InterfaceAddress>> DescribedInterfaceAddresses::ipv4()
 }
 
 std::optional<PropertyDictionary> DescribedProxySettings::proxySettings() {
-    const Json* node = memberOf(memberOf(&model_.description, "systemFacts"), "proxySettings");
-    auto read = node ? Reading(model_).property(*node) : std::nullopt;
-    auto* dictionary = read ? std::get_if<PropertyDictionary>(&*read) : nullptr;
-    return dictionary ? std::optional(std::move(*dictionary)) : std::nullopt;
+    return dictionaryOf(Reading(model_).property(memberOf(&model_.description, "systemFacts", "proxySettings")));
 }
 
 std::optional<std::string> DescribedSystemFacts::bundleText(std::string_view key) {
-    const Json* bundle = memberOf(memberOf(&model_.description, "systemFacts"), "bundle");
-    return Reading(model_).text(memberOf(bundle, key));
+    return Reading(model_).text(memberOf(memberOf(&model_.description, "systemFacts", "bundle"), key));
 }
 
 /// A text of the kernel's values; nullopt when it is unknown or empty.
@@ -137,31 +128,24 @@ std::optional<std::string> DescribedSystemFacts::told(std::string_view name) {
 }
 
 std::string DescribedSystemFacts::systemVersion() {
-    const Json* node = memberOf(memberOf(&model_.description, "systemFacts"), "systemVersion");
-    return Reading(model_).text(node).value_or("unknown");
+    return Reading(model_).text(memberOf(&model_.description, "systemFacts", "systemVersion")).value_or("unknown");
 }
 
 std::optional<std::vector<std::optional<PropertyDictionary>>> DescribedPowerSources::descriptions() {
     Reading reading(model_);
-    const Json* sources = readMember(reading, model_, "powerSources", "sources");
+    const Json* sources = reading.value(memberOf(&model_.description, "powerSources", "sources"));
     if (!sources) return std::nullopt;
     std::vector<std::optional<PropertyDictionary>> descriptions;
-    for (const Json& source : *sources) {
-        auto read = reading.property(source);
-        auto* dictionary = read ? std::get_if<PropertyDictionary>(&*read) : nullptr;
-        descriptions.push_back(dictionary ? std::optional(std::move(*dictionary)) : std::nullopt);
-    }
+    for (const Json& source : *sources) descriptions.push_back(dictionaryOf(reading.property(&source)));
     return descriptions;
 }
 
 std::optional<PropertyValue> DescribedPowerSources::adapterDetails() {
-    const Json* node = memberOf(memberOf(&model_.description, "powerSources"), "adapter");
-    return node ? Reading(model_).property(*node) : std::nullopt;
+    return Reading(model_).property(memberOf(&model_.description, "powerSources", "adapter"));
 }
 
 std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> DescribedTemperatureSensors::sensors() {
-    const Json* node = memberOf(&model_.description, "temperatureSensors");
-    const Json* array = node ? Reading(model_).value(*node) : nullptr;
+    const Json* array = Reading(model_).value(memberOf(&model_.description, "temperatureSensors"));
     if (!array) return std::nullopt;
     std::vector<std::unique_ptr<TemperatureSensor>> sensors;
     for (const Json& sensor : *array) sensors.push_back(std::make_unique<DescribedSensor>(model_, sensor));

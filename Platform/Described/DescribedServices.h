@@ -10,8 +10,7 @@
 #include "Platform/Machine/SystemFacts.h"
 
 /// The sections of a description as services of the seam. A section or value that the description leaves out cannot be
-/// read. Every service is callable from several
-/// threads at once.
+/// read. Every service is callable from several threads at once.
 namespace zqm {
 
 class DescribedHostStatistics final : public HostStatistics {

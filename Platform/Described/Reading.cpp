@@ -42,13 +42,11 @@ const Json* memberOf(const Json* object, std::string_view key) {
     return found == object->end() ? nullptr : &*found;
 }
 
-const Json* Reading::value(const Json& node) {
-    const Json* result = &node;
-    if (node.is_object() && node.contains("list")) {
-        const Json& elements = node["list"];
-        result = &elements[std::min(model_.takePosition(node), elements.size() - 1)];
+const Json* Reading::value(const Json* node) {
+    if (const Json* elements = node && node->is_object() ? memberOf(node, "list") : nullptr) {
+        node = &(*elements)[std::min(model_.takePosition(*node), elements->size() - 1)];
     }
-    return result->is_null() ? nullptr : result;
+    return node && !node->is_null() ? node : nullptr;
 }
 
 std::int64_t Reading::growth(const Json& moving) const {
@@ -57,19 +55,19 @@ std::int64_t Reading::growth(const Json& moving) const {
         std::clamp(std::floor(moving["rate"].get<double>() * elapsed_.count()), -bound, bound));
 }
 
-std::optional<std::uint64_t> Reading::count(const Json& node) {
+std::optional<std::uint64_t> Reading::count(const Json* node) {
     const Json* number = value(node);
     if (!number) return std::nullopt;
     return number->is_object() ? moved<std::uint64_t>(*number, growth(*number)) : number->get<std::uint64_t>();
 }
 
-std::optional<std::int64_t> Reading::integer(const Json& node) {
+std::optional<std::int64_t> Reading::integer(const Json* node) {
     const Json* found = value(node);
     if (!found) return std::nullopt;
     return found->is_object() ? moved<std::int64_t>(*found, growth(*found)) : found->get<std::int64_t>();
 }
 
-std::optional<double> Reading::real(const Json& node) {
+std::optional<double> Reading::real(const Json* node) {
     const Json* found = value(node);
     if (!found) return std::nullopt;
     const PropertyValue read = number(*found);
@@ -78,7 +76,7 @@ std::optional<double> Reading::real(const Json& node) {
 }
 
 std::optional<std::string> Reading::text(const Json* node) {
-    const Json* found = node ? value(*node) : nullptr;
+    const Json* found = value(node);
     return found ? std::optional(found->get<std::string>()) : std::nullopt;
 }
 
@@ -87,7 +85,7 @@ bool Reading::appendPart(Bytes& bytes, const Json& part) {
         appendHex(bytes, part.get_ref<const std::string&>());
         return true;
     }
-    const Json* integer = value(part["integer"]);
+    const Json* integer = value(&part["integer"]);
     if (!integer) return false;
     // Two's complement and modulo 2^64: negative numbers and counters past their width keep their low bytes.
     const auto word = integer->is_object() ? static_cast<std::uint64_t>((*integer)["start"].get<std::int64_t>()) +
@@ -129,12 +127,12 @@ PropertyValue Reading::number(const Json& node) const {
 PropertyValue Reading::dictionary(const Json& members) {
     PropertyDictionary dictionary;
     for (const auto& [key, member] : members.items()) {
-        if (auto read = property(member)) dictionary.emplace_back(key, std::move(*read));
+        if (auto read = property(&member)) dictionary.emplace_back(key, std::move(*read));
     }
     return dictionary;
 }
 
-std::optional<PropertyValue> Reading::property(const Json& node) {
+std::optional<PropertyValue> Reading::property(const Json* node) {
     const Json* found = value(node);
     if (!found) return std::nullopt;
     if (found->is_boolean()) return found->get<bool>();
@@ -142,7 +140,7 @@ std::optional<PropertyValue> Reading::property(const Json& node) {
     if (found->is_array()) {
         PropertyArray array;
         for (const Json& element : *found) {
-            if (auto read = property(element)) array.push_back(std::move(*read));
+            if (auto read = property(&element)) array.push_back(std::move(*read));
         }
         return array;
     }

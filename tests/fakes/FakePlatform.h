@@ -55,31 +55,26 @@ struct FakeHttpClient final : HttpClient {
     std::optional<HttpReply> atOnce;
 };
 
-/// One program, which writes these pieces, one per read, and then has ended, unless it hangs; without it none can be
-/// started.
+/// One program, where it is there: it writes its pieces, one per read, and has then ended, unless it hangs.
 struct FakeCommands final : Commands {
-    struct Script {
-        std::vector<std::string> pieces;
-        bool hangs = false;
-        bool ignoresTermination = false;
-    };
     struct Running final : Child {
-        Running(FakeCommands& from, Script program) : commands(from), script(std::move(program)) {}
+        explicit Running(FakeCommands& program) : of(program) {}
         std::optional<std::string> read(Seconds patience) override {
-            if (next < script.pieces.size()) return script.pieces[next++];
-            if (!script.hangs) return std::nullopt;
-            commands.clock.advance(patience);
+            if (next < of.pieces.size()) return of.pieces[next++];
+            if (!of.hangs) return std::nullopt;
+            of.clock.advance(patience);
             return "";
         }
-        bool isRunning() override { return script.hangs; }
-        void terminate() override { end("terminate", !script.ignoresTermination); }
-        void kill() override { end("kill", true); }
-        void end(const char* signal, bool obeys) {
-            commands.signals.emplace_back(signal);
-            if (obeys) script.hangs = false;
+        bool isRunning() override { return of.hangs; }
+        void terminate() override {
+            of.signals.emplace_back("terminate");
+            of.hangs = of.ignoresTermination;
         }
-        FakeCommands& commands;
-        Script script;
+        void kill() override {
+            of.signals.emplace_back("kill");
+            of.hangs = false;
+        }
+        FakeCommands& of;
         std::size_t next = 0;
     };
 
@@ -87,11 +82,12 @@ struct FakeCommands final : Commands {
     std::unique_ptr<Child> launch(std::string_view path, const std::vector<std::string>& arguments) override {
         line = path;
         for (const std::string& argument : arguments) line += " " + argument;
-        return script ? std::make_unique<Running>(*this, *script) : nullptr;
+        return isThere ? std::make_unique<Running>(*this) : nullptr;
     }
 
     VirtualClock& clock;
-    std::optional<Script> script;
+    bool isThere = false, hangs = false, ignoresTermination = false;
+    std::vector<std::string> pieces;
     std::string line;                  // what was launched last
     std::vector<std::string> signals;  // what was sent
 };
