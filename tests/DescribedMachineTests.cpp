@@ -60,7 +60,7 @@ TEST_F(DescribedMachineTest, SysctlsHaveTheKernelsBytes) {
     auto& sysctl = describe(R"({"sysctl": {
         "text": "E", "level": {"integer": -2, "width": 4}, "moving": {"integer": {"start": 255, "rate": 1}, "width": 2},
         "record": {"bytes": [{"integer": 1, "width": 2}, "ff 00", "Ab"]},
-        "cut": {"bytes": ["00", {"integer": null, "width": 1}]}}})")
+        "cut": {"bytes": [{"integer": null, "width": 1}, "00"]}}})")
                        .services()
                        .sysctl;
     clock_.advance(Seconds(1));
@@ -83,6 +83,8 @@ TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
              {"{\"sysctl\": {},\n \"sysctl\": {}}", "line 2, column 2: the key \"sysctl\" is repeated"},
              {deep, "line 1, column 65: nested too deeply"},
              {"[]", "the whole file: must be an object"},
+             {R"({"about": ["a\": ", "a\": "]})", "none"},
+             {R"({"sysctl": {"a": {"integer": -129, "width": 1}}})", "/sysctl/a/integer: does not fit"},
              {R"({"sysctls": {}})", "/sysctls: unknown key"},
              {R"({"sysctl": {"a/b": 3}})", "/sysctl/a~1b: must be a text"},
              {R"({"sysctl": {"a": {"integer": 70000, "width": 2}}})", "/sysctl/a/integer: does not fit"},

@@ -43,7 +43,8 @@ TEST(PowerReader, ReportsTheGrowthBetweenSamples) {
                 {"name": "GPU Energy", "unit": "nJ", "value": {"start": 5, "rate": 500000000}},
                 {"name": "DRAM0", "unit": "uJ", "value": {"start": 0, "rate": 250000}},
                 {"name": "ANE0", "value": {"start": 0, "rate": 1000}},
-                {"name": null, "value": {"start": 0, "rate": 9000000}}]}]}})");
+                {"name": null, "value": {"start": 0, "rate": 9000000}}]},
+                {"group": "Energy Model", "subgroup": "y", "channels": null}]}})");
     PowerReader reader{std::make_shared<SMCBridge>()};
     struct Step {
         double seconds, cpu, others, system;  // W

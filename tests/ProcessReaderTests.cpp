@@ -69,8 +69,9 @@ TEST_F(Processes, DiskRatesComeFromTheGrowthOfTheirCounters) {
         "1": {"bytesRead": {"list": [1000, 3000, 3100, 900000]}, "bytesWritten": 0},
         "2": {"bytesRead": 0, "bytesWritten": {"list": [0, 1]}},
         "3": {"bytesRead": {"list": [500, 100]}, "bytesWritten": {"list": [500, 3500]}},
-        "4": {"bytesRead": {"list": [null, 1048576]}, "bytesWritten": 18446744073709551615}}})");
-    for (const int pid : {1, 2, 3, 4}) table.add(pid, 10 - pid);
+        "4": {"bytesRead": {"list": [null, 1048576]}, "bytesWritten": 18446744073709551615},
+        "5": {"bytesRead": {"start": 0, "rate": 1000000}}}})");
+    for (const int pid : {1, 2, 3, 4, 5}) table.add(pid, 10 - pid);
     EXPECT_TRUE(after(1, disk).empty());
     // One byte a second is too little, a counter that fell counts as no use, and a new process has no rate yet.
     EXPECT_EQ(after(1, disk), (Ranking{{3, "p3", 3000}, {1, "p1", 2000}}));
@@ -100,13 +101,14 @@ TEST_F(Processes, AreSampledAtOnceAndThenEveryTwoSecondsWithoutOverlap) {
     int updates = 0;
     reader->onUpdate([&] { ++updates; });
     reader->start();
-    reader->start();
+    machine->process.loop.runFor(Seconds(1));
+    reader->start();  // once is enough
     struct Step {
         double seconds;
         bool isSlow;  // a sample takes all this time
         int updates;
     };
-    for (const Step& step : {Step{0, false, 1}, {6, false, 4}, {6, true, 4}, {1, false, 5}, {2, true, 5}}) {
+    for (const Step& step : {Step{0, false, 1}, {5, false, 4}, {6, true, 4}, {1, false, 5}, {2, true, 5}}) {
         machine->process.loop.holdBackground = step.isSlow;
         machine->process.loop.runFor(Seconds(step.seconds));
         EXPECT_EQ(updates, step.updates);
@@ -121,10 +123,10 @@ TEST_F(Processes, ComeFromCommandsWhereThereIsNoTable) {
     describe(R"({"commands": {
         "/bin/ps": [" 12.5   412 1024 WindowServer", "  0.0     1 64 /sbin/launchd", "", "9.9 8 7", "nan 3 4 n",
                     "-1.5 -5 18446744073709551615 /A B.app/A B", "1 2147483648 3 n", "1 2 -3 n", "1 x 2 n"],
-        "/usr/sbin/lsof": {"list": [["COMMAND PID USER FD", "first 88 me 3u", "b 1 me 4u", "node\\x20js\\xff\\x2 88 me"],
+        "/usr/sbin/lsof": {"list": [["COMMAND PID USER FD", "first 88 me 3u", "b 1 me 4u", "node\\x2\\x20js\\xff 88 me"],
                                     null]}}})");
     machine->platform.processTable = nullptr;
-    const Ranking sockets{{88, "node js\xEF\xBF\xBD\\x2", 2}, {1, "b", 1}};
+    const Ranking sockets{{88, "node\\x2 js\xEF\xBF\xBD", 2}, {1, "b", 1}};
     EXPECT_EQ(after(0, network), sockets);
     EXPECT_EQ(reader->cached(cpu, 10), (Ranking{{412, "WindowServer", 12.5}, {1, "launchd", 0}, {-5, "A B", -1.5}}));
     EXPECT_EQ(reader->cached(memory, 9),

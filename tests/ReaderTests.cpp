@@ -75,7 +75,7 @@ TEST(Reader, NetworkCountsEthernetClassInterfacesAlone) {
     DescribedPlatform machine(R"({"networkInterfaces": {"list": [
         [{"name": "lo0", "received": 1, "sent": 1}, {"name": "en0", "received": 1000, "sent": 100}, {"name": "en9"},
          {"name": "utun3", "received": 9, "sent": 9}, {"name": "en7", "received": 10, "sent": 1}],
-        [{"name": "en0", "received": 3001010, "sent": 500101}], [{"name": "en0", "received": 1010, "sent": 500201}],
+        [{"name": "en0", "received": 3001010, "sent": 500101}, {"name": "en9", "received": null, "sent": 7}], [{"name": "en0", "received": 1010, "sent": 500201}],
         [{"name": "en0", "received": 2010, "sent": 500301}], [{"name": "en0", "received": 2020, "sent": 500301}], null]}})");
     struct Step {
         double seconds, download, upload;  // bytes a second
