@@ -52,9 +52,9 @@ TEST(LinuxFacts, TheVariablesOfTheEnvironmentAreCombined) {
              {{{"http_proxy", "socks://a"}, {"all_proxy", "socks4://b"}}, "- - a"},
              {{{"http_proxy", "a"}, {"HTTPS_PROXY", "b"}, {"socks_proxy", "c"}, {"all_proxy", "d"}}, "a b c"},
          }) {
-        const auto hosts = ProxyHosts::ofVariables([&](std::string_view name) {
-            const auto found = variables.find(name);
-            return found == variables.end() ? std::nullopt : std::optional(found->second);
+        const auto hosts = ProxyHosts::ofVariables([&known = variables](std::string_view name) {
+            const auto found = known.find(name);
+            return found == known.end() ? std::nullopt : std::optional(found->second);
         });
         EXPECT_EQ(hosts.http.value_or("-") + " " + hosts.https.value_or("-") + " " + hosts.socks.value_or("-"),
                   expected);
