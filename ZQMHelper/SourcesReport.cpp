@@ -76,10 +76,9 @@ public:
         timed(Source::disk, readings.disk, [&] { return disk_.sample(); });
         timed(Source::gpu, readings.gpu, [&] { return gpu_.sample(); });
         timed(Source::battery, readings.battery, [&] { return battery_.sample(); });
-        timed(Source::power, readings.power, [&] { return power_.sample(); });
+        timed(Source::power, readings.power, [&] { return power_.sample(battery_.drainWatts()); });
         timed(Source::frequency, readings.frequency, [&] { return frequency_.sample(); });
         timed(Source::temperature, readings.temperature, [&] { return temperature_.sample(); });
-        if (readings.power.systemWatts <= 0) readings.power.systemWatts = battery_.drainWatts();
         timed(Source::address, readings.addresses, [&] { return IPReader::localIPv4(platform_); });
         readings.proxy = IPReader::detectProxy(platform_, {});
         timed(Source::processes, readings.ranked, [&] { return rank(); });

@@ -13,8 +13,7 @@ public:
     explicit BatteryReader(Platform& platform = Platform::current()) : platform_(platform) {}
 
     BatteryMetrics sample();
-    /// What the battery gave at the last sample, watts: the power of the whole machine where nothing measures it. 0
-    /// unless the machine tells that it is being discharged.
+    /// What the battery gave at the last sample, watts; 0 unless the machine tells that it is being discharged.
     double drainWatts() const { return drainWatts_; }
 
 private:

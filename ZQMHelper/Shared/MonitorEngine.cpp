@@ -75,8 +75,7 @@ SystemSnapshot MonitorEngine::collectSnapshot() {
     snapshot.battery = batteryReader_.sample();
     snapshot.clock.now = platform_.clock.wall();
     snapshot.ip = ipReader_.sample();
-    snapshot.power = powerReader_.sample();
-    if (snapshot.power.systemWatts <= 0) snapshot.power.systemWatts = batteryReader_.drainWatts();
+    snapshot.power = powerReader_.sample(batteryReader_.drainWatts());
     addFrequencies(snapshot);
     addTemperatures(snapshot);
     snapshot.load = computeLoad(snapshot.cpu.totalUsage, snapshot.gpu.utilization, snapshot.power.totalWatts);

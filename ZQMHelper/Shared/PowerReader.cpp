@@ -80,7 +80,7 @@ std::optional<EnergyTotals> PowerReader::readChannels() {
     return totals;
 }
 
-PowerMetrics PowerReader::sample() {
+PowerMetrics PowerReader::sample(double batteryWatts) {
     const auto totals = readTotals();
     if (!totals) return {};
     const Reading current{*totals, platform_.clock.monotonic()};
@@ -95,6 +95,7 @@ PowerMetrics PowerReader::sample() {
     power.totalWatts = power.cpuWatts + power.gpuWatts + power.aneWatts + power.dramWatts;
     if (platform_.readings) {
         power.systemWatts = watts(previous->totals.system, totals->system, seconds);
+        if (power.systemWatts <= 0) power.systemWatts = batteryWatts;
         return power;
     }
     power.systemWatts = positive(smc_->SMCPowerRead("PSTR"));

@@ -31,7 +31,8 @@ class PowerReader {
 public:
     explicit PowerReader(std::shared_ptr<SMCBridge> smc, Platform& platform = Platform::current());
 
-    PowerMetrics sample();
+    /// `batteryWatts`, what the battery gives, is the power of the whole machine where nothing measures that.
+    PowerMetrics sample(double batteryWatts = 0);
 
 private:
     ReportSubscription* createSubscription();

@@ -17,7 +17,6 @@ constexpr std::size_t maximumSize = std::size_t{4} << 20;
 constexpr std::size_t surelyWhole = 3072;  // of a page of 4096; the longest line of a table is a few hundred bytes
 constexpr unsigned eagerAttempts = 3;      // a file that fails is tried again on the next reads, then only now and then
 constexpr unsigned attemptEvery = 30;
-constexpr unsigned lookEvery = 4;  // an open file costs a second call to be asked whether it was replaced
 
 bool showsThePresent(int descriptor) {
     struct statfs information {};
@@ -33,7 +32,7 @@ std::optional<std::string_view> KernelFile::read() {
         return std::nullopt;
     }
     std::optional<std::size_t> size;
-    if (file_ && !(mayBeReplaced_ && readings_++ % lookEvery == 0 && isReplaced())) size = fill();
+    if (file_ && !isReplaced()) size = fill();
     // The device behind an open file may have gone and come back (ENODEV): one fresh start before giving up.
     if (!size && open()) size = fill();
     if (!size) file_.reset();
@@ -57,7 +56,7 @@ bool KernelFile::open() {
 /// Whether the open file was removed, or another one renamed over it.
 bool KernelFile::isReplaced() const {
     struct stat information {};
-    return ::fstat(file_.get(), &information) != 0 || information.st_nlink == 0;
+    return mayBeReplaced_ && (::fstat(file_.get(), &information) != 0 || information.st_nlink == 0);
 }
 
 /// Reads to the end. The kernel gives a long table in pieces, each a page filled with as many whole lines as fit: a

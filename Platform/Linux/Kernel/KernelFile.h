@@ -13,7 +13,7 @@ namespace zqm {
 /// A file of the kernel that is read on every tick: kept open, read from its beginning each time into one buffer.
 ///
 /// On procfs and sysfs an open file always shows the present. On another file system (a recorded machine, a container's
-/// imitation of /proc) files get replaced: an open file without a name left is opened again within four readings.
+/// imitation of /proc) files get replaced: an open file without a name left is opened again.
 /// A file that is missing is looked for on the first reads and then on every 30th, so that it costs nothing and is
 /// still found when it appears. One thread at a time.
 class KernelFile {
@@ -33,7 +33,6 @@ private:
     std::string path_;
     Descriptor file_;
     bool mayBeReplaced_ = false;
-    unsigned readings_ = 0;
     unsigned failures_ = 0;  // reads without a result since the last good one
     std::string buffer_;
 };
