@@ -3,6 +3,7 @@
 
 #include "ZQMHelper/Shared/CPUReader.h"
 #include "ZQMHelper/Shared/ClockReader.h"
+#include "ZQMHelper/Shared/DiskReader.h"
 #include "ZQMHelper/Shared/MemoryReader.h"
 #include "ZQMHelper/Shared/NetworkReader.h"
 #include "tests/fakes/MachinePlatform.h"
@@ -74,8 +75,9 @@ TEST(Reader, MemoryKeepsItsSizeWhenThePagesCannotBeRead) {
 TEST(Reader, NetworkCountsEthernetClassInterfacesAlone) {
     DescribedPlatform machine(R"({"networkInterfaces": {"list": [
         [{"name": "lo0", "received": 1, "sent": 1}, {"name": "en0", "received": 1000, "sent": 100}, {"name": "en9"},
-         {"name": "utun3", "received": 9, "sent": 9}, {"name": "en7", "received": 10, "sent": 1}],
-        [{"name": "en0", "received": 3001010, "sent": 500101}, {"name": "en9", "received": null, "sent": 7}], [{"name": "en0", "received": 1010, "sent": 500201}],
+         {"name": "eth0", "received": 9, "sent": 9}, {"name": "en7", "received": 10, "sent": 1}],
+        [{"name": "en0", "received": 3001010, "sent": 500101}, {"name": "en9", "received": null, "sent": 7}],
+        [{"name": "en0", "received": 1010, "sent": 500201}],
         [{"name": "en0", "received": 2010, "sent": 500301}], [{"name": "en0", "received": 2020, "sent": 500301}], null]}})");
     struct Step {
         double seconds, download, upload;  // bytes a second
@@ -94,6 +96,19 @@ TEST(Reader, NetworkCountsEthernetClassInterfacesAlone) {
         EXPECT_EQ(network.uploadBytesPerSecond, upload);
         EXPECT_EQ(network.totalDownloaded, downloaded);
     }
+}
+
+TEST(Reader, DiskAddsWhatEachDriveTells) {
+    DescribedPlatform machine(R"json({"registry": {"IOBlockStorageDriver": [{"name": "silent"},
+        {"name": "a", "properties": {"Statistics": {"Bytes (Read)": {"start": 5, "rate": 100}, "Bytes (Write)": "many"}}},
+        {"name": "b", "properties": {"Statistics": {"Bytes (Read)": {"start": 7, "rate": 50},
+                                                    "Bytes (Write)": {"start": 0, "rate": 7}}}}]}})json");
+    DiskReader reader;
+    reader.sample();
+    machine.process.clock.advance(Seconds(2));
+    const auto disk = reader.sample();
+    EXPECT_EQ(disk.readBytesPerSecond, 150);
+    EXPECT_EQ(disk.writeBytesPerSecond, 7);
 }
 
 TEST(ClockReader, DelaysToTheNextWholeSecondButNeverLessThanATick) {
