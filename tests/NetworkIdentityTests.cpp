@@ -2,7 +2,6 @@
 
 #include <tuple>
 
-#include "ZQMHelper/Shared/CountryFlag.h"
 #include "ZQMHelper/Shared/Deployment.h"
 #include "ZQMHelper/Shared/IPReader.h"
 #include "tests/fakes/FakePlatform.h"

@@ -4,7 +4,7 @@
 
 #include "Support/ByteOrder.h"
 #include "Support/Text.h"
-#include "ZQMHelper/Shared/ProcessorNodes.h"
+#include "ZQMHelper/Shared/CPUReader.h"
 
 namespace zqm {
 namespace {

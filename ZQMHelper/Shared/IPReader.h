@@ -12,6 +12,10 @@
 
 namespace zqm {
 
+/// The flag of a two-letter country code in either case, as regional-indicator characters; a globe for any code that is
+/// not among the known ones.
+std::string flag(std::string_view countryCode);
+
 /// The machine's network identity: its own address, a tunnel, a proxy, and how the outside sees it.
 ///
 /// Local facts are read on every sample. Public ones are asked of the geolocation service in the background, at most
