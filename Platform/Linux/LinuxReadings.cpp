@@ -18,7 +18,7 @@ LinuxReadings::LinuxReadings(const RootDirectory& root, SystemSettings& settings
       temperatures_(root, clock),
       drives_(root),
       interfaces_(root),
-      addresses_(root, interfaces_),
+      addresses_(root, interfaces_, clock),
       proxies_(root, settings, clock) {}
 
 std::vector<ProcessorKind> LinuxReadings::processorKinds() {

@@ -1,13 +1,9 @@
 #include "Platform/Linux/Network/Addresses.h"
 
 #include <arpa/inet.h>
-#include <linux/rtnetlink.h>
-#include <sys/socket.h>
 
-#include <array>
-#include <cerrno>
+#include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <utility>
 
 #include "Platform/Linux/Kernel/KernelText.h"
@@ -50,22 +46,59 @@ std::string_view interfaceOf(std::uint32_t address, std::string_view routes) {
 
 }  // namespace
 
+Addresses::Addresses(const RootDirectory& root, Interfaces& interfaces, Clock& clock)
+    : root_(root),
+      asksKernel_(root.isThisMachine()),
+      interfaces_(interfaces),
+      clock_(clock),
+      addressTable_(root.path("/proc/net/fib_trie")),
+      routes_(root.path("/proc/net/route")),
+      routes6_(root.path("/proc/net/ipv6_route")) {}
+
 AddressReading Addresses::read() {
-    AddressReading reading;
-    const auto found = asksKernel_ ? askKernel() : readTables();
-    if (!found) return reading;
-    std::optional<std::uint32_t> leadingOut;
-    std::optional<std::uint32_t> counted;
-    for (const auto& [interface, address] : *found) {
-        if (address >> 24 == loopbackNetwork) continue;
-        const Interfaces::Role role = interfaces_.role(interface);
-        auto& first = role == Interfaces::Role::leadsOut  ? leadingOut
-                      : role == Interfaces::Role::counted ? counted
-                                                          : reading.tunnel;
-        if (role != Interfaces::Role::other && !first) first = address;
+    if (!asksKernel_) {
+        const auto addresses = readTables();
+        return addresses ? choose(*addresses, interfaceThatLeadsOut()) : AddressReading{};
     }
-    reading.local = leadingOut ? leadingOut : counted;
+    if (!asking_.isDue(clock_.monotonic())) return last_;
+    const auto addresses = kernel_.list();
+    if (!addresses) return last_ = {};
+    const auto out = kernel_.leadingOut();
+    const bool leadsThroughTunnel = out && interfaces_.role(out->interface) == Interfaces::Role::tunnel;
+    last_ = choose(*addresses, out && !leadsThroughTunnel ? out->interface : interfaceThatLeadsOut());
+    if (out && !leadsThroughTunnel) last_.local = out->ipv4;  // of several on one interface the one that is used
+    return last_;
+}
+
+/// Without a way out the address of an interface with a device, else of one above such a device; those of containers
+/// and virtual machines are nobody's.
+AddressReading Addresses::choose(const std::vector<KernelAddress>& addresses, const std::string& leadsOut) {
+    using enum Interfaces::Role;
+    AddressReading reading;
+    std::optional<std::uint32_t> ofDevice;
+    std::optional<std::uint32_t> aboveDevice;
+    for (const auto& [interface, address] : addresses) {
+        const Interfaces::Role role = interfaces_.role(interface);
+        if (role == loopback || address >> 24 == loopbackNetwork) continue;
+        if (role == tunnel && !reading.tunnel) reading.tunnel = address;
+        if (role != tunnel && interface == leadsOut && !reading.local) reading.local = address;
+        if (role == counted && !ofDevice) ofDevice = address;
+        if (role == aboveCounted && !aboveDevice) aboveDevice = address;
+    }
+    if (!reading.local) reading.local = ofDevice ? ofDevice : aboveDevice;
     return reading;
+}
+
+/// That of the best default route which does not lead into a tunnel, of IPv6 where IPv4 has none; empty without any.
+std::string Addresses::interfaceThatLeadsOut() {
+    for (const auto& routes :
+         {defaultRoutes(routes_.read().value_or("")), defaultRoutes6(routes6_.read().value_or(""))}) {
+        const auto found = std::find_if(routes.begin(), routes.end(), [this](const std::string& interface) {
+            return interfaces_.role(interface) != Interfaces::Role::tunnel;
+        });
+        if (found != routes.end()) return *found;
+    }
+    return {};
 }
 
 SourceDescription Addresses::describe() const {
@@ -73,72 +106,7 @@ SourceDescription Addresses::describe() const {
     return root_.describe(addressTable_);
 }
 
-/// One dump of the IPv4 addresses alone: three system calls, where getifaddrs opens a socket each time and has all
-/// links described at length.
-Addresses::KernelAddresses Addresses::askKernel() {
-    if (!socket_) socket_.reset(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
-    if (!socket_) return std::nullopt;
-    auto addresses = sendRequest() ? receiveAnswer() : std::nullopt;
-    if (!addresses) socket_.reset();  // with whatever was still to come
-    return addresses;
-}
-
-bool Addresses::sendRequest() {
-    struct {
-        nlmsghdr header;
-        ifaddrmsg message;
-    } request{};
-    request.header.nlmsg_len = sizeof request;
-    request.header.nlmsg_type = RTM_GETADDR;
-    request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-    request.header.nlmsg_seq = ++sequence_;
-    request.message.ifa_family = AF_INET;
-    return ::send(socket_.get(), &request, sizeof request, MSG_DONTWAIT) == static_cast<ssize_t>(sizeof request);
-}
-
-Addresses::KernelAddresses Addresses::receiveAnswer() {
-    alignas(nlmsghdr) std::array<char, 32768> buffer;  // the kernel makes no larger pieces
-    std::vector<KernelAddress> addresses;
-    while (true) {
-        // The kernel has the next piece ready before it hands one out: nothing is ever waited for.
-        const ssize_t size = ::recv(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
-        if (size < 0 && errno == EINTR) continue;
-        if (size <= 0) return std::nullopt;
-        auto rest = static_cast<std::uint32_t>(size);
-        const auto* header = reinterpret_cast<const nlmsghdr*>(buffer.data());
-        for (; NLMSG_OK(header, rest); header = NLMSG_NEXT(header, rest)) {
-            if (header->nlmsg_seq != sequence_) continue;
-            if (header->nlmsg_type == NLMSG_DONE) return addresses;
-            if (header->nlmsg_type == NLMSG_ERROR) return std::nullopt;
-            if (header->nlmsg_type != RTM_NEWADDR) continue;
-            if (auto address = parseMessage(header)) addresses.push_back(*std::move(address));
-        }
-    }
-}
-
-std::optional<Addresses::KernelAddress> Addresses::parseMessage(const void* message) {
-    const auto* header = static_cast<const nlmsghdr*>(message);
-    if (header->nlmsg_len < NLMSG_LENGTH(sizeof(ifaddrmsg))) return std::nullopt;
-    const auto* description = static_cast<const ifaddrmsg*>(NLMSG_DATA(header));
-    if (description->ifa_family != AF_INET || description->ifa_flags & IFA_F_SECONDARY) return std::nullopt;
-    KernelAddress address;
-    bool hasAddress = false;
-    auto rest = static_cast<std::uint32_t>(IFA_PAYLOAD(header));
-    for (const auto* part = IFA_RTA(description); RTA_OK(part, rest); part = RTA_NEXT(part, rest)) {
-        const auto* data = static_cast<const char*>(RTA_DATA(part));
-        if (part->rta_type == IFA_LOCAL && RTA_PAYLOAD(part) == sizeof address.ipv4) {  // IFA_ADDRESS may be the peer's
-            std::memcpy(&address.ipv4, data, sizeof address.ipv4);
-            address.ipv4 = ntohl(address.ipv4);
-            hasAddress = true;
-        } else if (part->rta_type == IFA_LABEL) {  // the interface's name, or that and a colon and an alias
-            std::string_view label(data, ::strnlen(data, RTA_PAYLOAD(part)));
-            address.interface = takeUntil(label, ':');
-        }
-    }
-    return hasAddress ? std::optional(std::move(address)) : std::nullopt;
-}
-
-Addresses::KernelAddresses Addresses::readTables() {
+std::optional<std::vector<KernelAddress>> Addresses::readTables() {
     const auto table = addressTable_.read();
     if (!table) return std::nullopt;
     const std::string_view routes = routes_.read().value_or("");

@@ -5,54 +5,44 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Linux/Kernel/Cadence.h"
 #include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Network/Interfaces.h"
+#include "Platform/Linux/Network/KernelAddresses.h"
 #include "Platform/Machine/MachineReadings.h"
 #include "Platform/Machine/SourceReport.h"
-#include "Platform/Posix/Descriptor.h"
+#include "Platform/Process/Clock.h"
 
 namespace zqm {
 
-/// The primary IPv4 addresses: of this machine as rtnetlink lists them, below another root as its routing tables tell.
+/// Which of the machine's IPv4 addresses it is known by. One thread at a time.
 ///
-/// Secondary addresses of a subnet, which no connection of the machine's own leaves from, are left out. One thread at a
-/// time.
+/// Bytes are counted where a device is; the address is that of the interface which leads out, be it a bridge, a bond or
+/// a VLAN, as long as it is no tunnel. This machine's are asked of rtnetlink every three seconds; below another root
+/// they are worked out from its routing tables each time.
 class Addresses {
 public:
-    /// `interfaces` outlives it.
-    Addresses(const RootDirectory& root, Interfaces& interfaces)
-        : root_(root),
-          asksKernel_(root.isThisMachine()),
-          addressTable_(root.path("/proc/net/fib_trie")),
-          routes_(root.path("/proc/net/route")),
-          interfaces_(interfaces) {}
+    /// `interfaces` and `clock` outlive it.
+    Addresses(const RootDirectory& root, Interfaces& interfaces, Clock& clock);
 
-    /// The local one is that of the interface that leads out, else of the first other one that is counted; loopback
-    /// does not count.
     AddressReading read();
     SourceDescription describe() const;
 
 private:
-    /// One that belongs to the interface that the kernel calls `interface`.
-    struct KernelAddress {
-        std::string interface;
-        std::uint32_t ipv4 = 0;
-    };
-    using KernelAddresses = std::optional<std::vector<KernelAddress>>;
-
-    KernelAddresses askKernel();
-    bool sendRequest();
-    KernelAddresses receiveAnswer();
-    static std::optional<KernelAddress> parseMessage(const void* message);
-    KernelAddresses readTables();
+    AddressReading choose(const std::vector<KernelAddress>& addresses, const std::string& leadsOut);
+    std::string interfaceThatLeadsOut();
+    std::optional<std::vector<KernelAddress>> readTables();
 
     const RootDirectory& root_;
     const bool asksKernel_;
-    Descriptor socket_;  // kept open: asked on every tick
-    std::uint32_t sequence_ = 0;
+    Interfaces& interfaces_;
+    Clock& clock_;
+    KernelAddresses kernel_;
+    Cadence asking_{Seconds(3)};
+    AddressReading last_;
     KernelFile addressTable_;
     KernelFile routes_;
-    Interfaces& interfaces_;
+    KernelFile routes6_;
 };
 
 }  // namespace zqm

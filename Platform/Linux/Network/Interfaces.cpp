@@ -1,8 +1,8 @@
 #include "Platform/Linux/Network/Interfaces.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
-#include <limits>
 #include <utility>
 
 #include "Platform/Linux/Kernel/KernelText.h"
@@ -13,6 +13,21 @@ namespace {
 
 bool beginsWithAny(std::string_view name, std::initializer_list<std::string_view> prefixes) {
     return std::any_of(prefixes.begin(), prefixes.end(), [&](std::string_view each) { return name.starts_with(each); });
+}
+
+using MetricsOfNames = std::vector<std::pair<std::uint64_t, std::string>>;
+
+std::vector<std::string> byMetric(MetricsOfNames routes) {
+    std::stable_sort(routes.begin(), routes.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<std::string> names;
+    for (auto& [metric, name] : routes) names.push_back(std::move(name));
+    return names;
+}
+
+std::optional<std::uint64_t> parseHexadecimal(std::string_view text) {
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+    return error == std::errc{} && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace
@@ -32,13 +47,25 @@ std::optional<std::vector<InterfaceReading>> Interfaces::read() {
 }
 
 Interfaces::Role Interfaces::role(std::string_view name) {
-    if (!isKnown(name)) list();
-    const auto found = std::find(names_.begin(), names_.end(), name);
-    if (found == names_.end()) return Role::other;
-    if (isCounted_[static_cast<std::size_t>(found - names_.begin())]) {
-        return *found == leadsOut_ ? Role::leadsOut : Role::counted;
-    }
-    return kinds_.at(*found) == Kind::tunnel || name.starts_with("ipsec") ? Role::tunnel : Role::other;
+    auto found = place(name);
+    if (!found && list()) found = place(name);
+    if (!found) return Role::other;
+    if (isCounted_[*found]) return Role::counted;
+    const Kind kind = kinds_.at(names_[*found]);
+    if (kind == Kind::loopback) return Role::loopback;
+    if (kind == Kind::tunnel || name.starts_with("ipsec")) return Role::tunnel;
+    return isAboveCounted(names_[*found]) ? Role::aboveCounted : Role::other;
+}
+
+/// Through several storeys: a VLAN on a bond on two devices.
+bool Interfaces::isAboveCounted(const std::string& name, int storeys) const {
+    static constexpr std::string_view prefix = "lower_";
+    if (storeys == 0) return false;
+    const auto lowers = root_.names("/sys/class/net/" + name, prefix);
+    return std::any_of(lowers.begin(), lowers.end(), [&](const std::string& lower) {
+        const auto found = place(std::string_view(lower).substr(prefix.size()));
+        return found && (isCounted_[*found] || isAboveCounted(names_[*found], storeys - 1));
+    });
 }
 
 bool Interfaces::list() {
@@ -84,8 +111,7 @@ Interfaces::Kind Interfaces::look(const std::string& name) const {
 }
 
 void Interfaces::chooseCounted() {
-    const std::string routes = root_.text("/proc/net/route").value_or("") + "\n";
-    const std::string_view route = defaultRouteInterface(routes);
+    const auto routes = defaultRoutes(root_.text("/proc/net/route").value_or("") + "\n");
     isCounted_.clear();
     for (const std::string& name : names_) isCounted_.push_back(kinds_.at(name) == Kind::device);
     const auto choose = [&](auto matches) {
@@ -95,33 +121,43 @@ void Interfaces::chooseCounted() {
         });
         if (found != names_.end()) isCounted_[static_cast<std::size_t>(found - names_.begin())] = true;
     };
-    choose([&](std::string_view name) { return name == route; });
+    choose([&](std::string_view name) { return !routes.empty() && name == routes.front(); });
     choose([](std::string_view name) { return name == "eth0"; });
     choose([](std::string_view name) { return beginsWithAny(name, {"eth", "en", "wl"}); });
-    leadsOut_.clear();
-    for (std::size_t i = 0; i < names_.size(); ++i) {
-        if (isCounted_[i] && (leadsOut_.empty() || names_[i] == route)) leadsOut_ = names_[i];
-    }
 }
 
-bool Interfaces::isKnown(std::string_view name) const {
-    return std::find(names_.begin(), names_.end(), name) != names_.end();
+std::optional<std::size_t> Interfaces::place(std::string_view name) const {
+    const auto found = std::find(names_.begin(), names_.end(), name);
+    if (found == names_.end()) return std::nullopt;
+    return static_cast<std::size_t>(found - names_.begin());
 }
 
-std::string_view defaultRouteInterface(std::string_view routes) {
-    std::string_view best;
-    std::uint64_t bestMetric = std::numeric_limits<std::uint64_t>::max();
+std::vector<std::string> defaultRoutes(std::string_view routes) {
+    MetricsOfNames found;
     while (auto line = takeLine(routes)) {
         const std::string_view name = takeWord(*line);
         const std::string_view destination = takeWord(*line);
         skipFields(*line, 4);  // gateway, flags, references, use
         const auto metric = takeCount(*line);
-        const bool leadsOut = destination == "00000000" && takeWord(*line) == "00000000";
-        if (!leadsOut || !metric || *metric >= bestMetric) continue;
-        best = name;
-        bestMetric = *metric;
+        if (metric && destination == "00000000" && takeWord(*line) == "00000000") found.emplace_back(*metric, name);
     }
-    return best;
+    return byMetric(std::move(found));
+}
+
+std::vector<std::string> defaultRoutes6(std::string_view routes) {
+    constexpr std::uint64_t refusing = 0x200;
+    MetricsOfNames found;
+    while (auto line = takeLine(routes)) {
+        const std::string_view destination = takeWord(*line);
+        const bool isDefault = takeWord(*line) == "00" && destination.find_first_not_of('0') == std::string_view::npos;
+        skipFields(*line, 3);  // source, its length, next hop
+        const auto metric = parseHexadecimal(takeWord(*line));
+        skipFields(*line, 2);  // references, use
+        const auto flags = parseHexadecimal(takeWord(*line));
+        const std::string_view name = takeWord(*line);
+        if (isDefault && metric && flags && (*flags & refusing) == 0 && name != "lo") found.emplace_back(*metric, name);
+    }
+    return byMetric(std::move(found));
 }
 
 }  // namespace zqm

@@ -27,7 +27,8 @@ public:
     SourceDescription describe() const { return root_.describe(devices_); }
 
     /// What an interface is for the machine's addresses; reads the list anew when it does not know the name yet.
-    enum class Role { leadsOut, counted, tunnel, other };
+    /// `aboveCounted` is a bridge, bond, VLAN or the like on an interface that counts.
+    enum class Role { counted, aboveCounted, tunnel, loopback, other };
     Role role(std::string_view name);
 
 private:
@@ -36,7 +37,8 @@ private:
     void recognise();
     Kind look(const std::string& name) const;
     void chooseCounted();
-    bool isKnown(std::string_view name) const;
+    std::optional<std::size_t> place(std::string_view name) const;
+    bool isAboveCounted(const std::string& name, int storeys = 4) const;
 
     const RootDirectory& root_;
     KernelFile devices_;
@@ -47,11 +49,11 @@ private:
     std::vector<std::string> names_;
     std::map<std::string, Kind> kinds_;  // of the interfaces in names_
     std::vector<bool> isCounted_;        // in the order of names_
-    std::string leadsOut_;               // empty: none that is counted
 };
 
-/// The interface that the IPv4 default route with the lowest metric leads to, from the text of /proc/net/route; empty
-/// when there is none. Points into `routes`.
-std::string_view defaultRouteInterface(std::string_view routes);
+/// The interfaces that default routes lead to, the lowest metric first, from the text of /proc/net/route or
+/// /proc/net/ipv6_route.
+std::vector<std::string> defaultRoutes(std::string_view routes);
+std::vector<std::string> defaultRoutes6(std::string_view routes);
 
 }  // namespace zqm

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Posix/Descriptor.h"
+
+namespace zqm {
+
+/// An IPv4 address, host byte order, of the interface that the kernel calls `interface`.
+struct KernelAddress {
+    std::string interface;
+    std::uint32_t ipv4 = 0;
+};
+
+/// What rtnetlink tells of this machine's addresses. Nothing is sent to the network. One thread at a time.
+class KernelAddresses {
+public:
+    /// The primary addresses: secondary ones of a subnet, which no connection of the machine's own leaves from, are
+    /// left out. nullopt when the kernel does not answer.
+    std::optional<std::vector<KernelAddress>> list();
+    /// The interface and the address that a packet to the outside would leave by, whatever table of routes says so;
+    /// nullopt without such a route.
+    std::optional<KernelAddress> leadingOut();
+
+private:
+    template <class Message>
+    bool send(std::uint16_t type, std::uint16_t flags, const Message& message);
+    template <class Take>
+    bool receive(Take take);
+
+    Descriptor socket_;  // kept open
+    std::uint32_t sequence_ = 0;
+};
+
+}  // namespace zqm
