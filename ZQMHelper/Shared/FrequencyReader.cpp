@@ -99,8 +99,11 @@ FrequencyReader::Result FrequencyReader::sample() {
     return platform_.readings ? sampleClocks() : sampleResidencies();
 }
 
-/// Per kind the mean of the processors that run. What a clock reaches may lie above what its driver tells.
+/// Per kind the mean of the processors that run, those in the middle belonging to the large ones. What a clock reaches
+/// may lie above what its driver tells.
 FrequencyReader::Result FrequencyReader::sampleClocks() {
+    constexpr auto performance = static_cast<std::size_t>(ProcessorKind::performance);
+    constexpr auto efficiency = static_cast<std::size_t>(ProcessorKind::efficiency);
     Result result;
     std::array<double, 3> sums{};
     std::array<int, 3> running{};
@@ -113,14 +116,13 @@ FrequencyReader::Result FrequencyReader::sampleClocks() {
             coresByKind_[kind].push_back(&perCoreMHz_["PME"[kind] + std::to_string(place)]);
         }
         if (clock.megahertz > 0) *coresByKind_[kind][place] = clock.megahertz;
-        mostMegahertz_[kind] = std::max({mostMegahertz_[kind], clock.megahertz, clock.mostMegahertz});
+        const std::size_t cluster = clock.kind == ProcessorKind::efficiency ? efficiency : performance;
+        mostMegahertz_[cluster] = std::max({mostMegahertz_[cluster], clock.megahertz, clock.mostMegahertz});
         if (!(clock.megahertz > 0)) continue;
-        sums[kind] += clock.megahertz;
-        ++running[kind];
+        sums[cluster] += clock.megahertz;
+        ++running[cluster];
     }
     const auto mean = [&](std::size_t kind) { return running[kind] > 0 ? sums[kind] / running[kind] : 0; };
-    constexpr auto performance = static_cast<std::size_t>(ProcessorKind::performance);
-    constexpr auto efficiency = static_cast<std::size_t>(ProcessorKind::efficiency);
     if (!clocks.empty()) result.perCoreMHz = perCoreMHz_;
     result.efficiencyMHz = efficiency_.update(mean(efficiency));
     result.performanceMHz = performance_.update(mean(performance));

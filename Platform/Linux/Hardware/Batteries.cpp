@@ -32,7 +32,9 @@ constexpr std::array fileNames{"status",
                                "energy_full_design",
                                "charge_now",
                                "charge_full",
-                               "charge_full_design"};
+                               "charge_full_design",
+                               "time_to_empty_now",
+                               "time_to_full_now"};
 
 // The kernel counts in millionths. What lies above these is no battery's.
 constexpr double mostVolts = 1000;
@@ -82,12 +84,25 @@ BatteryStatus parseStatus(std::string_view status) {
     return status == "Full" || status == "Not charging" ? BatteryStatus::idle : BatteryStatus::unknown;
 }
 
+std::optional<double> ratio(std::optional<double> part, std::optional<double> whole) {
+    return part && whole && *whole > 0 ? std::optional(*part / *whole) : std::nullopt;
+}
+
+constexpr double minutesPerWeek = 7 * 24 * 60;  // what takes longer is not known
+
+std::optional<std::int64_t> minutesOfSeconds(std::string_view text) {
+    const auto minutes = static_cast<double>(parseInteger(text).value_or(0)) / 60;
+    if (!(minutes > 0 && minutes < minutesPerWeek)) return std::nullopt;
+    return static_cast<std::int64_t>(std::llround(minutes));
+}
+
 std::optional<double> product(std::optional<double> left, std::optional<double> right) {
     return left && right ? std::optional(*left * *right) : std::nullopt;
 }
 
 /// Energies as they are told, or charges at the present voltage.
 void readCapacities(const Properties& properties, BatteryFacts& battery) {
+    std::optional<double> level;  // needs no voltage
     battery.full = properties.positive("ENERGY_FULL", mostWattHours);
     if (battery.full) {
         battery.charge = properties.amount("ENERGY_NOW", mostWattHours);
@@ -97,11 +112,14 @@ void readCapacities(const Properties& properties, BatteryFacts& battery) {
         battery.designAmpereHours = properties.positive("CHARGE_FULL_DESIGN", mostWattHours);
         battery.full = product(battery.fullAmpereHours, battery.volts);
         battery.design = product(battery.designAmpereHours, battery.volts);
-        battery.charge = product(properties.amount("CHARGE_NOW", mostWattHours), battery.volts);
+        const auto charge = properties.amount("CHARGE_NOW", mostWattHours);
+        battery.charge = product(charge, battery.volts);
+        level = ratio(charge, battery.fullAmpereHours);
     }
     const auto percent = parseInteger(properties.text("CAPACITY"));
     if (percent && *percent >= 0) battery.level = std::min(static_cast<double>(*percent) / 100, 1.0);
-    if (battery.charge && battery.full) battery.level = std::clamp(*battery.charge / *battery.full, 0.0, 1.0);
+    if (battery.charge && battery.full) level = ratio(battery.charge, battery.full);
+    if (level) battery.level = std::clamp(*level, 0.0, 1.0);
 }
 
 template <class Member>
@@ -141,10 +159,6 @@ BatteryStatus combinedStatus(const std::vector<BatteryFacts>& batteries, double 
     return unknown;
 }
 
-std::optional<double> ratio(std::optional<double> part, std::optional<double> whole) {
-    return part && whole && *whole > 0 ? std::optional(*part / *whole) : std::nullopt;
-}
-
 /// Energies need a voltage where a battery counts charge; the ratio does not.
 std::optional<double> health(const BatteryFacts& battery) {
     const auto ofEnergies = ratio(battery.full, battery.design);
@@ -176,6 +190,8 @@ std::optional<BatteryFacts> parseBattery(std::string_view text) {
     if (!watts) watts = product(properties.amount("CURRENT_NOW", mostAmperes), battery.volts);
     // Drivers do not agree on the sign, but their status says which way it flows.
     if (watts) battery.watts = battery.status == BatteryStatus::discharging ? -std::abs(*watts) : std::abs(*watts);
+    const bool isCharging = battery.status == BatteryStatus::charging;
+    battery.toldMinutes = minutesOfSeconds(properties.text(isCharging ? "TIME_TO_FULL_NOW" : "TIME_TO_EMPTY_NOW"));
     battery.cycles = std::max(parseInteger(properties.text("CYCLE_COUNT")).value_or(0), std::int64_t{0});
     return battery;
 }
@@ -197,11 +213,11 @@ BatteryFacts combine(const std::vector<BatteryFacts>& batteries) {
 }
 
 std::optional<std::int64_t> minutesLeft(const BatteryFacts& battery) {
-    if (!battery.watts || !battery.charge || !battery.full) return std::nullopt;
+    const bool isMoving = battery.status == BatteryStatus::charging || battery.status == BatteryStatus::discharging;
+    if (!battery.watts || !battery.charge || !battery.full) return isMoving ? battery.toldMinutes : std::nullopt;
     double energy = 0;  // that has yet to flow
     if (battery.status == BatteryStatus::charging) energy = *battery.full - *battery.charge;
     if (battery.status == BatteryStatus::discharging) energy = *battery.charge;
-    constexpr double minutesPerWeek = 7 * 24 * 60;
     const double minutes = energy * 60 / std::abs(*battery.watts);  // not finite without power
     if (!(minutes > 0 && minutes < minutesPerWeek)) return std::nullopt;
     return static_cast<std::int64_t>(std::llround(minutes));

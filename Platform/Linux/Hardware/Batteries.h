@@ -26,7 +26,8 @@ struct BatteryFacts {
     std::optional<double> full, design;                        // Wh
     std::optional<double> fullAmpereHours, designAmpereHours;  // where the battery counts charge
     std::optional<double> volts;
-    std::optional<double> watts;  // positive into the battery, negative out of it
+    std::optional<double> watts;              // positive into the battery, negative out of it
+    std::optional<std::int64_t> toldMinutes;  // by the battery, until it is full or empty
     std::int64_t cycles = 0;
 };
 

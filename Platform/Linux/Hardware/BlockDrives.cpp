@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 
 #include "Platform/Linux/Kernel/KernelText.h"
+#include "Support/Saturated.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -38,6 +40,16 @@ bool isDriveName(std::string_view name) {
     return takeDigits(number) && number.empty();
 }
 
+/// "nvme0n1" for its path "nvme0c1n1"; empty for a name of another kind.
+std::string driveOfPath(std::string_view name) {
+    const std::size_t controller = name.find('c');
+    const std::size_t drive = name.find('n', 4);
+    if (!name.starts_with("nvme") || controller == std::string_view::npos || drive == std::string_view::npos) return {};
+    const std::string whole =
+        std::string(name.substr(0, controller)) + std::string(name.substr(std::max(controller, drive)));
+    return isDriveName(whole) ? whole : std::string();
+}
+
 std::uint64_t bytesOfSectors(std::uint64_t sectors) {
     constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();  // room for the sum of several
     return sectors > most / sectorSize ? most : sectors * sectorSize;
@@ -59,15 +71,29 @@ std::optional<std::vector<DriveReading>> BlockDrives::read() {
     if (!std::equal(rows_.begin(), rows_.end(), known_.begin(), known_.end(), sameName)) recognise();
 
     std::vector<DriveReading> drives;
+    std::map<std::string, DriveReading> ofPaths;  // by drive
     for (std::size_t i = 0; i < rows_.size(); ++i) {
-        if (!known_[i].isDrive) continue;
+        if (!known_[i].isDrive && known_[i].pathOf.empty()) continue;
         std::string_view counters = rows_[i].counters;
         skipFields(counters, 2);  // reads, reads merged
         const auto read = takeCount(counters);
         skipFields(counters, 3);  // time of reads, writes, writes merged
         const auto written = takeCount(counters);
         if (!read || !written) continue;
-        drives.push_back({known_[i].name, bytesOfSectors(*read), bytesOfSectors(*written)});
+        if (known_[i].isDrive) {
+            drives.push_back({known_[i].name, bytesOfSectors(*read), bytesOfSectors(*written)});
+            continue;
+        }
+        DriveReading& sum = ofPaths[known_[i].pathOf];
+        sum.read = addSaturated(sum.read, bytesOfSectors(*read));
+        sum.written = addSaturated(sum.written, bytesOfSectors(*written));
+    }
+    // Before Linux 6.2 a drive with several paths counts nothing itself.
+    for (DriveReading& drive : drives) {
+        const auto paths = ofPaths.find(drive.name);
+        if (paths == ofPaths.end() || drive.read != 0 || drive.written != 0) continue;
+        drive.read = paths->second.read;
+        drive.written = paths->second.written;
     }
     return drives;
 }
@@ -80,7 +106,7 @@ void BlockDrives::recognise() {
         const std::string name(row.name);
         const bool isDrive =
             isDriveName(name) || (!name.starts_with("nvme") && root_.exists("/sys/block/" + name + "/device"));
-        known_.push_back({name, isDrive});
+        known_.push_back({name, isDrive, driveOfPath(name)});
     }
 }
 

@@ -13,8 +13,9 @@ namespace zqm {
 
 /// The whole drives of /proc/diskstats: one read per call.
 ///
-/// Partitions, device-mapper and RAID volumes, loop and RAM devices count the same bytes again and are left out. Which
-/// those are is found out when the set of names changes. One thread at a time.
+/// Partitions, device-mapper and RAID volumes, loop and RAM devices count the same bytes again and are left out, as are
+/// the paths of an NVMe drive, unless the drive itself counts nothing. Which those are is found out when the set of
+/// names changes. One thread at a time.
 class BlockDrives {
 public:
     explicit BlockDrives(const RootDirectory& root) : root_(root), statistics_(root.path("/proc/diskstats")) {}
@@ -30,6 +31,7 @@ private:
     struct Known {
         std::string name;
         bool isDrive = false;
+        std::string pathOf;  // the drive that this is a path of; empty: none
     };
     void recognise();
 

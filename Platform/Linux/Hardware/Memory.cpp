@@ -88,6 +88,21 @@ std::optional<std::uint64_t> usedBytes(const MemoryInfo& info) {
     return *info.total - std::min(*info.total, *available);
 }
 
+/// What the cache of ZFS gives back when memory is wanted: all above its least size. The kernel does not count that as
+/// available.
+std::uint64_t Memory::givenBackByZfs() {
+    std::uint64_t size = 0;
+    std::uint64_t least = 0;
+    std::string_view rest = zfs_.read().value_or("");
+    while (auto line = takeLine(rest)) {
+        const std::string_view name = takeWord(*line);
+        if (name != "size" && name != "c_min") continue;
+        skipFields(*line, 1);  // type
+        (name == "size" ? size : least) = takeCount(*line).value_or(0);
+    }
+    return size - std::min(size, least);
+}
+
 std::uint64_t ZramDevices::usedBytes() {
     if (readings_++ % lookEvery == 0) {
         statistics_.clear();
@@ -106,14 +121,19 @@ std::uint64_t ZramDevices::usedBytes() {
 }
 
 Memory::Memory(const RootDirectory& root)
-    : root_(root), info_(root.path("/proc/meminfo")), pressure_(root.path("/proc/pressure/memory")), zram_(root) {}
+    : root_(root),
+      info_(root.path("/proc/meminfo")),
+      pressure_(root.path("/proc/pressure/memory")),
+      zfs_(root.path("/proc/spl/kstat/zfs/arcstats")),
+      zram_(root) {}
 
 std::optional<MemoryReading> Memory::read() {
     const auto content = info_.read();
     if (!content) return std::nullopt;
     const MemoryInfo info = parseMemoryInfo(*content);
-    const auto used = usedBytes(info);
+    auto used = usedBytes(info);
     if (!used) return std::nullopt;
+    *used -= std::min(*used, givenBackByZfs());
     const std::uint64_t kernel =
         sum({info.unreclaimable, info.kernelStacks, info.pageTables, info.secondaryTables, info.perCpu});
     const std::uint64_t locked = std::max(sum({info.unevictable}), sum({info.locked}));  // the first holds the second

@@ -51,10 +51,12 @@ public:
 
 private:
     std::int64_t pressureLevel();
+    std::uint64_t givenBackByZfs();
 
     const RootDirectory& root_;
     KernelFile info_;
     KernelFile pressure_;
+    KernelFile zfs_;
     ZramDevices zram_;
 };
 

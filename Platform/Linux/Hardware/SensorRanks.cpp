@@ -34,6 +34,8 @@ constexpr std::array chipRules{
     Rule{"k8temp", "", {SensorPart::processor, 1}},
     Rule{"via_cputemp", "", {SensorPart::processor, 1}},
     Rule{"acpitz", "", {SensorPart::processor, 9}},
+    Rule{"macsmc_hwmon", "CPU", {SensorPart::processor, 4}},
+    Rule{"macsmc_hwmon", "GPU", {SensorPart::graphics, 4}},
     Rule{"amdgpu", "edge", {SensorPart::graphics, 0}},
     Rule{"amdgpu", "junction", {SensorPart::graphics, 1}},
     Rule{"amdgpu", "", {SensorPart::graphics, 2}},
@@ -61,8 +63,10 @@ Rank zoneRank(std::string_view name) {
     if (name == "x86_pkg_temp") return {SensorPart::processor, 3};
     if (contains(name, "gpu") || name == "g3d") return {SensorPart::graphics, 4};
     constexpr std::array clusters{"big", "mid", "little"};
-    constexpr std::array wholeChips{"soc_thermal", "soc-thermal", "bcm2835_thermal"};
-    const bool isProcessor = contains(name, "cpu") || std::count(clusters.begin(), clusters.end(), name) > 0;
+    constexpr std::array wholeChips{"soc_thermal",     "soc-thermal",     "soc",
+                                    "bcm2835_thermal", "package-thermal", "package_thermal"};
+    const bool isProcessor = contains(name, "cpu") || contains(name, "bigcore") || contains(name, "littlecore") ||
+                             name.starts_with("cluster") || std::count(clusters.begin(), clusters.end(), name) > 0;
     if (isProcessor) return {SensorPart::processor, 4};
     if (std::count(wholeChips.begin(), wholeChips.end(), name) > 0) return {SensorPart::processor, 5};
     return {};
@@ -72,7 +76,26 @@ Rank rankOf(const SensorDescription& sensor) {
     for (const Rule& rule : chipRules) {
         if (sensor.chip == rule.chip && sensor.label.starts_with(rule.label)) return rule.rank;
     }
+    if (sensor.label.starts_with("SoC Temperature")) return {SensorPart::processor, 5};
     return zoneRank(lowerCase(sensor.chip));
+}
+
+/// A zone that may stand for the machine where nothing else does: not one of a battery, a drive or a radio.
+bool mayStandIn(const SensorDescription& sensor) {
+    constexpr std::array others{"bat", "charg", "nvme", "disk", "ssd", "wifi", "wlan", "modem", "radio", "skin"};
+    const std::string name = lowerCase(sensor.chip);
+    return sensor.isZone && sensor.isReadable &&
+           std::none_of(others.begin(), others.end(), [&](const char* other) { return contains(name, other); });
+}
+
+/// The hottest of those; the end when there is none.
+std::size_t hottestZone(const std::vector<SensorDescription>& sensors) {
+    std::size_t hottest = sensors.size();
+    for (std::size_t i = 0; i < sensors.size(); ++i) {
+        if (!mayStandIn(sensors[i]) || rankOf(sensors[i]).part != SensorPart::other) continue;
+        if (hottest == sensors.size() || sensors[i].celsius > sensors[hottest].celsius) hottest = i;
+    }
+    return hottest;
 }
 
 }  // namespace
@@ -89,6 +112,10 @@ std::vector<SensorPart> chooseSensors(const std::vector<SensorDescription>& sens
     for (const SensorDescription& sensor : sensors) {
         const auto [part, number] = rankOf(sensor);
         parts.push_back(number == best[static_cast<std::size_t>(part)] ? part : SensorPart::other);
+    }
+    if (best[static_cast<std::size_t>(SensorPart::processor)] == none) {
+        const std::size_t hottest = hottestZone(sensors);
+        if (hottest < parts.size()) parts[hottest] = SensorPart::processor;
     }
     return parts;
 }

@@ -9,7 +9,9 @@ namespace zqm {
 struct SensorDescription {
     std::string chip;         // "coretemp"; the type of a thermal zone
     std::string label;        // "Package id 0"; empty: none
+    bool isZone = false;      // a thermal zone, not a chip
     bool isReadable = false;  // it gave a plausible temperature when it was found
+    double celsius = 0;       // that
 };
 
 /// What a sensor measures, as far as figures are made of it.
@@ -17,8 +19,9 @@ enum class SensorPart { processor, graphics, other };
 
 /// For each sensor the part whose figure it belongs to, `other` for all that do not count.
 ///
-/// One sensor per processor package is the temperature that its maker steers by; the sensors of its cores would drown
-/// it in a mean, in which every idle core counts as much as the hot one.
+/// Where none is the processor's, the hottest zone stands in for it. One sensor per processor package is the
+/// temperature that its maker steers by; the sensors of its cores would drown it in a mean, in which every idle core
+/// counts as much as the hot one.
 std::vector<SensorPart> chooseSensors(const std::vector<SensorDescription>& sensors);
 
 }  // namespace zqm

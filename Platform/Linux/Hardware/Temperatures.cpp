@@ -69,7 +69,7 @@ void Temperatures::addChip(Found& found, const std::string& directory) const {
 
 void Temperatures::addZone(Found& found, const std::string& directory) const {
     const auto type = root_.text(directory + "/type");
-    if (type) add(found, {.chip = *type, .label = ""}, directory + "/temp", directory);
+    if (type) add(found, {.chip = *type, .label = "", .isZone = true}, directory + "/temp", directory);
 }
 
 void Temperatures::add(Found& found, SensorDescription description, const std::string& input,
@@ -77,7 +77,9 @@ void Temperatures::add(Found& found, SensorDescription description, const std::s
     Source source{.file = KernelFile(root_.path(input)), .powerState = {}};
     const std::string state = device + "/power/runtime_status";
     if (root_.text(state).value_or("unsupported") != "unsupported") source.powerState.emplace(root_.path(state));
-    description.isReadable = isPlausible(read(source));
+    const auto celsius = read(source);
+    description.isReadable = isPlausible(celsius);
+    description.celsius = celsius.value_or(0);
     found.descriptions.push_back(std::move(description));
     found.sources.push_back(std::move(source));
 }

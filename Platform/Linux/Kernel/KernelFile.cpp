@@ -14,8 +14,9 @@ namespace {
 constexpr std::size_t sizeOfNumber = 128;  // most files hold one; there are hundreds, and small buffers stay in caches
 constexpr std::size_t sizeOfTable = 4096;
 constexpr std::size_t maximumSize = std::size_t{4} << 20;
-constexpr std::size_t surelyWhole = 3072;  // of a page of 4096; the longest line of a table is a few hundred bytes
-constexpr unsigned eagerAttempts = 3;      // a file that fails is tried again on the next reads, then only now and then
+constexpr std::size_t surelyWhole =
+    1024;                              // of a page of 4096; the longest record, a processor's, has less than the rest
+constexpr unsigned eagerAttempts = 3;  // a file that fails is tried again on the next reads, then only now and then
 constexpr unsigned attemptEvery = 30;
 
 bool showsThePresent(int descriptor) {
@@ -60,7 +61,7 @@ bool KernelFile::isReplaced() const {
 }
 
 /// Reads to the end. The kernel gives a long table in pieces, each a page filled with as many whole lines as fit: a
-/// piece that leaves room for more lines is the last, and no further read is spent on learning that.
+/// piece that leaves room for another record is the last, and no further read is spent on learning that.
 std::optional<std::size_t> KernelFile::fill() {
     std::size_t size = 0;
     while (true) {

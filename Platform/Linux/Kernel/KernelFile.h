@@ -24,6 +24,8 @@ public:
     /// more than 4 MiB. Never waits for a writer.
     std::optional<std::string_view> read();
     const std::string& path() const { return path_; }
+    /// Whether what was read last came from procfs or sysfs itself.
+    bool isOfKernel() const { return file_ && !mayBeReplaced_; }
 
 private:
     bool open();

@@ -1,6 +1,7 @@
 #include "Platform/Linux/Network/Interfaces.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <utility>
@@ -101,13 +102,23 @@ Interfaces::Kind Interfaces::look(const std::string& name) const {
     constexpr std::uint64_t typeLoopback = 772;
     constexpr std::uint64_t typeNone = 65534;  // packets without a link layer: tun, WireGuard
     const std::string directory = "/sys/class/net/" + name;
-    if (root_.exists(directory + "/device")) {
+    if (root_.exists(directory + "/device") && isNetwork(name)) {
         // Behind a device that is itself the front of another (a virtual machine's fast path) the bytes count again.
         return root_.exists(directory + "/master/device") ? Kind::other : Kind::device;
     }
     const auto type = root_.number(directory + "/type");
+    if (root_.exists(directory + "/device")) return Kind::other;
     if (name == "lo" || type == typeLoopback) return Kind::loopback;
     return type == typeNone || beginsWithAny(name, {"tun", "tap", "wg", "utun", "ppp"}) ? Kind::tunnel : Kind::other;
+}
+
+/// Not a port of a switch, whose bytes its conduit counts, and not a bus, a radio that listens or the like.
+bool Interfaces::isNetwork(const std::string& name) const {
+    const std::string directory = "/sys/class/net/" + name;
+    if (root_.text(directory + "/uevent").value_or("").find("DEVTYPE=dsa") != std::string::npos) return false;
+    constexpr std::array<std::uint64_t, 4> networks{1, 32, 519, 65534};  // Ethernet, InfiniBand, two forms of WWAN
+    const auto type = root_.number(directory + "/type");
+    return !type || std::find(networks.begin(), networks.end(), *type) != networks.end();
 }
 
 void Interfaces::chooseCounted() {

@@ -36,6 +36,7 @@ private:
     bool list();
     void recognise();
     Kind look(const std::string& name) const;
+    bool isNetwork(const std::string& name) const;
     void chooseCounted();
     std::optional<std::size_t> place(std::string_view name) const;
     bool isAboveCounted(const std::string& name, int storeys = 4) const;

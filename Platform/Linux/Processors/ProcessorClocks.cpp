@@ -59,16 +59,16 @@ std::vector<ProcessorClock> ProcessorClocks::read() {
     readInTurn();
     std::vector<ProcessorClock> clocks;
     clocks.reserve(members_.size());
-    bool isTold = false;
+    bool isAnyTold = false;
     for (const Member& member : members_) {
         const Policy* policy = member.policy ? &policies_[*member.policy] : nullptr;
-        const double megahertz = policy ? policy->megahertz : member.infoMegahertz;
+        const double megahertz = policy && isTold(*policy) ? policy->megahertz : member.infoMegahertz;
         clocks.push_back({.kind = member.kind,
                           .megahertz = member.isOnline ? megahertz : 0,
                           .mostMegahertz = policy ? policy->mostMegahertz : 0});
-        isTold = isTold || policy || member.infoMegahertz > 0;
+        isAnyTold = isAnyTold || policy || member.infoMegahertz > 0;
     }
-    if (!isTold) clocks.clear();
+    if (!isAnyTold) clocks.clear();
     return clocks;
 }
 
@@ -83,6 +83,7 @@ void ProcessorClocks::discover() {
     policies_.clear();
     lastOnline_.clear();
     turn_ = 0;
+    isMeasured_ = root_.text("/proc/cpuinfo").value_or("").find(" aperfmperf") != std::string::npos;
     const auto directories = frequencyDirectories(root_, numbers);
     const auto kinds = readProcessorKinds(root_, numbers);
     std::map<unsigned, std::size_t> byProcessor;
@@ -101,23 +102,25 @@ void ProcessorClocks::discoverPolicy(Member& member, const std::string& director
     }
     std::string current = directory + "/scaling_cur_freq";
     if (!root_.exists(current)) current = directory + "/cpuinfo_cur_freq";
-    if (!root_.exists(current)) return;
+    const bool isTold = root_.exists(current);
+    if (!isTold && !root_.exists(directory + "/cpuinfo_max_freq")) return;
     member.policy = policies_.size();
     byProcessor[member.number] = policies_.size();
     const std::string related = root_.text(directory + "/related_cpus").value_or("");
     std::string_view rest = related;
     while (const auto number = takeCount(rest)) byProcessor[static_cast<unsigned>(*number)] = policies_.size();
     const std::string times = directory + "/stats/time_in_state";
-    policies_.push_back(
-        {.timeInState = root_.exists(times) ? std::optional<KernelFile>(root_.path(times)) : std::nullopt,
-         .current = KernelFile(root_.path(current)),
-         .times = {},
-         .mostMegahertz = mostMegahertz(root_, directory)});
+    const bool hasTimes = root_.exists(times) && !(isMeasured_ && isTold);
+    policies_.push_back({.timeInState = hasTimes ? std::optional<KernelFile>(root_.path(times)) : std::nullopt,
+                         .current = isTold ? std::optional<KernelFile>(root_.path(current)) : std::nullopt,
+                         .times = {},
+                         .mostMegahertz = mostMegahertz(root_, directory)});
 }
 
 void ProcessorClocks::readInTurn() {
-    const bool needsInfo = std::any_of(members_.begin(), members_.end(),
-                                       [](const Member& member) { return member.isOnline && !member.policy; });
+    const bool needsInfo = std::any_of(members_.begin(), members_.end(), [this](const Member& member) {
+        return member.isOnline && !(member.policy && isTold(policies_[*member.policy]));
+    });
     const std::size_t sources = policies_.size() + (needsInfo ? 1 : 0);
     spent_ = std::max(Seconds(0), spent_ - readingTimePerTick);
     MonotonicTime before = clock_.monotonic();
@@ -156,11 +159,12 @@ void ProcessorClocks::readPolicy(Policy& policy) {
     }
     isComparable = isComparable && place == policy.times.size();
     policy.times.resize(place);
-    const double kilohertz = isComparable && total > 0 ? sum / total : readKilohertz(policy.current).value_or(0);
+    const auto present = [&] { return policy.current ? readKilohertz(*policy.current).value_or(0) : 0; };
+    const double kilohertz = isComparable && total > 0 ? sum / total : present();
     policy.megahertz = kilohertz / kilohertzPerMegahertz;
 }
 
-/// "processor : 3" and, further down, "cpu MHz : 2593.498".
+/// "processor : 3" and, further down, "cpu MHz : 2593.498"; "CPU MHz" and "clock : 2926.000000MHz" on other processors.
 void ProcessorClocks::readProcessorInfo() {
     for (Member& member : members_) member.infoMegahertz = 0;
     Member* member = nullptr;
@@ -171,9 +175,12 @@ void ProcessorClocks::readProcessorInfo() {
             takeUntil(value, ':');
             const auto number = takeCount(value);
             member = number && *number < processorNumberLimit ? find(static_cast<unsigned>(*number)) : nullptr;
-        } else if (member && value.starts_with("cpu MHz")) {
+        } else if (member &&
+                   (value.starts_with("cpu MHz") || value.starts_with("CPU MHz") || value.starts_with("clock"))) {
             takeUntil(value, ':');
-            const double megahertz = parseDouble(takeWord(value)).value_or(0);
+            std::string_view word = takeWord(value);
+            if (word.ends_with("MHz")) word.remove_suffix(3);
+            const double megahertz = parseDouble(word).value_or(0);
             if (megahertz >= 1 && megahertz < plausibleMegahertz) member->infoMegahertz = megahertz;
         }
     }
@@ -199,7 +206,8 @@ SourceDescription ProcessorClocks::describe() {
     discover();
     if (policies_.empty()) return root_.describe(info_);
     const Policy& first = policies_.front();
-    return root_.describe(first.timeInState ? *first.timeInState : first.current);
+    if (!isTold(first)) return root_.describe(info_);
+    return root_.describe(first.timeInState ? *first.timeInState : *first.current);
 }
 
 }  // namespace zqm

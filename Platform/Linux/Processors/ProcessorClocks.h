@@ -36,7 +36,7 @@ private:
     /// A clock that one or more processors share.
     struct Policy {
         std::optional<KernelFile> timeInState;
-        KernelFile current;
+        std::optional<KernelFile> current;
         std::vector<StateTime> times;  // as read last
         double megahertz = 0;
         double mostMegahertz = 0;
@@ -53,6 +53,7 @@ private:
     void discoverPolicy(Member& member, const std::string& directory, std::map<unsigned, std::size_t>& byProcessor);
     void readInTurn();
     static void readPolicy(Policy& policy);
+    static bool isTold(const Policy& policy) { return policy.timeInState || policy.current; }
     void readProcessorInfo();
     void readOnline();
     Member* find(unsigned number);
@@ -63,6 +64,7 @@ private:
     Cadence discovery_{Seconds(60)};
     std::vector<Member> members_;  // ascending by number
     std::vector<Policy> policies_;
+    bool isMeasured_ = false;  // the kernel counts cycles: the present frequency is the one that ran, boost included
     KernelFile info_;
     KernelFile online_;
     std::string lastOnline_;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -10,10 +12,15 @@
 
 namespace zqm {
 
+/// The first eight figures of a processor's line in /proc/stat.
+using ProcessorFields = std::array<std::uint64_t, 8>;
+
 /// The logical processors that /proc/stat shows, in the order of their numbers. One thread at a time.
 ///
 /// Lines of that file come and go as processors go offline and return, so a processor is known by its number, never by
-/// its line: once seen it keeps its place and its last ticks.
+/// its line. All that sysfs calls present have their place from the start, so that nothing changes when one comes
+/// online; one that is offline stands still. A container that imitates the file tells of its own processors alone.
+/// Ticks count from the first reading and never fall.
 class Processors {
 public:
     explicit Processors(const RootDirectory& root);
@@ -28,8 +35,10 @@ public:
 private:
     struct Processor {
         unsigned number = 0;
-        ProcessorTicks ticks;
+        ProcessorFields fields{};  // as read last
+        ProcessorTicks ticks{};
     };
+    static void advance(Processor& processor, const ProcessorFields& fields);
     bool refresh();
 
     const RootDirectory& root_;
