@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "Client/Units.h"
-#include "ZQMHelper/SensorSnapshot.h"
 
 namespace zqm {
 namespace {

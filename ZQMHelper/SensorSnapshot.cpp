@@ -3,9 +3,8 @@
 #include <cassert>
 #include <utility>
 
-#include "Support/Decimal.h"
-#include "Support/Finite.h"
 #include "Support/Json.h"
+#include "ZQMHelper/Shared/MetricsJson.h"
 
 namespace zqm {
 namespace {
@@ -51,30 +50,6 @@ std::string SensorSnapshot::processes() const {
             out, processReader_ ? processReader_->cached(category, entriesPerCategory) : std::vector<TopProcess>{});
     }
     return out + '}';
-}
-
-void appendRanking(std::string& out, const std::vector<TopProcess>& ranking) {
-    out += '[';
-    for (const TopProcess& process : ranking) {
-        if (&process != &ranking.front()) out += ',';
-        out += "{\"pid\":";
-        out += std::to_string(process.pid);
-        out += ",\"name\":";
-        appendJsonString(out, process.name);
-        out += ",\"value\":";
-        appendDecimal(out, finite(process.value));
-        out += '}';
-    }
-    out += ']';
-}
-
-std::string withProcesses(std::string snapshot, std::string_view processes) {
-    if (snapshot.ends_with('}')) snapshot.pop_back();
-    if (snapshot != "{") snapshot += ',';
-    snapshot += "\"processes\":";
-    snapshot += processes;
-    snapshot += '}';
-    return snapshot;
 }
 
 }  // namespace zqm

@@ -42,11 +42,4 @@ private:
         std::make_shared<const std::string>(R"({"error":"engine not started"})");
 };
 
-/// The object `snapshot` with the member "processes" (a JSON text) added last; "{}" becomes an object of that member
-/// alone.
-std::string withProcesses(std::string snapshot, std::string_view processes);
-
-/// Appends a ranking's entries as a JSON array. Values always have a fraction or an exponent: 3.0, 1e-05, 1e+16.
-void appendRanking(std::string& out, const std::vector<TopProcess>& ranking);
-
 }  // namespace zqm

@@ -6,6 +6,7 @@
 
 #include "ZQMHelper/AccessToken.h"
 #include "ZQMHelper/SensorSnapshot.h"
+#include "ZQMHelper/Shared/MetricsJson.h"
 #include "tests/fakes/FakePlatform.h"
 
 namespace zqm {

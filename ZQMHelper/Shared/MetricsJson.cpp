@@ -3,6 +3,8 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "Support/Decimal.h"
+#include "Support/Finite.h"
 #include "Support/Json.h"
 
 namespace zqm {
@@ -185,6 +187,30 @@ std::optional<std::string> encode(const SystemSnapshot& snapshot) {
     json.reserve(4096);
     write(json, snapshot);
     return json.failed() ? std::nullopt : std::optional(json.take());
+}
+
+void appendRanking(std::string& out, const std::vector<TopProcess>& ranking) {
+    out += '[';
+    for (const TopProcess& process : ranking) {
+        if (&process != &ranking.front()) out += ',';
+        out += "{\"pid\":";
+        out += std::to_string(process.pid);
+        out += ",\"name\":";
+        appendJsonString(out, process.name);
+        out += ",\"value\":";
+        appendDecimal(out, finite(process.value));
+        out += '}';
+    }
+    out += ']';
+}
+
+std::string withProcesses(std::string snapshot, std::string_view processes) {
+    if (snapshot.ends_with('}')) snapshot.pop_back();
+    if (snapshot != "{") snapshot += ',';
+    snapshot += "\"processes\":";
+    snapshot += processes;
+    snapshot += '}';
+    return snapshot;
 }
 
 std::variant<SystemSnapshot, DecodeError> decodeSnapshot(std::string_view text) {

@@ -15,6 +15,13 @@ namespace zqm {
 /// The snapshot as one compact line of JSON, keys in declaration order; nullopt when a number in it is not finite.
 std::optional<std::string> encode(const SystemSnapshot& snapshot);
 
+/// The object `snapshot` with the member "processes" (a JSON text) added last; "{}" becomes an object of that member
+/// alone.
+std::string withProcesses(std::string snapshot, std::string_view processes);
+
+/// Appends a ranking's entries as a JSON array. Values always have a fraction or an exponent: 3.0, 1e-05, 1e+16.
+void appendRanking(std::string& out, const std::vector<TopProcess>& ranking);
+
 /// Why a text is not a snapshot, for a person: "cpu.totalUsage: missing".
 struct DecodeError {
     std::string message;
