@@ -1,7 +1,8 @@
 #include "ZQMHelper/Shared/MetricsJson.h"
 
-#include <limits>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <utility>
 
 #include "Support/Decimal.h"
 #include "Support/Finite.h"
@@ -69,6 +70,27 @@ void write(JsonWriter& json, const Record& record) {
 
 using Value = nlohmann::json;
 
+/// Takes the text apart. The library alone would stop at a NUL, let the last of two members of one name win and nest
+/// as deep as the text is long.
+std::string parse(std::string_view text, Value& json) {
+    constexpr std::size_t mostDepth = 32;
+    std::array<std::set<std::string>, mostDepth> names;  // of the objects around the place that is read
+    std::string error;
+    const auto look = [&](int around, Value::parse_event_t event, const Value& parsed) {
+        const auto depth = static_cast<std::size_t>(around);
+        if (depth >= mostDepth) error = "nested too deeply";
+        if (!error.empty()) return false;
+        if (event == Value::parse_event_t::object_start) names[depth].clear();
+        if (event != Value::parse_event_t::key || names[depth - 1].insert(parsed.get<std::string>()).second)
+            return true;
+        error = parsed.get<std::string>() + ": twice in one object";
+        return false;
+    };
+    json = Value::parse(text, look, false);
+    if (error.empty() && (json.is_discarded() || text.find('\0') != std::string_view::npos)) error = "not JSON";
+    return error;
+}
+
 std::string read(const Value& json, bool& value) {
     if (!json.is_boolean()) return ": not a boolean";
     value = json.get<bool>();
@@ -83,9 +105,9 @@ std::string read(const Value& json, double& value) {
 
 template <class Integer>
 std::string readInteger(const Value& json, Integer& value) {
-    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<Integer>::max());
-    const bool fits = json.is_number_unsigned() ? json.get<std::uint64_t>() <= most
-                                                : json.is_number_integer() && std::is_signed_v<Integer>;
+    const bool fits = json.is_number_unsigned()
+                          ? std::in_range<Integer>(json.get<std::uint64_t>())
+                          : json.is_number_integer() && std::in_range<Integer>(json.get<std::int64_t>());
     if (!fits) return ": not an integer in range";
     value = json.get<Integer>();
     return {};
@@ -116,7 +138,7 @@ std::string read(const Value& json, WallTime& value) {
 std::string read(const Value& json, CoreKind& kind) {
     if (!json.is_object() || json.size() != 1) return ": Invalid number of keys found, expected one.";
     const auto found = fromRawValue<CoreKind>(json.begin().key());
-    if (!found) return ": not a core kind";
+    if (!found || !json.begin()->is_object() || !json.begin()->empty()) return ": not a core kind";
     kind = *found;
     return {};
 }
@@ -173,9 +195,9 @@ std::string readProcesses(const Value& json, SnapshotReply& reply) {
     return {};
 }
 
-std::string readSnapshot(const Value& json, SystemSnapshot& snapshot) {
-    if (json.is_discarded()) return "not JSON";
-    std::string error = read(json, snapshot);
+std::string readSnapshot(std::string_view text, Value& json, SystemSnapshot& snapshot) {
+    std::string error = parse(text, json);
+    if (error.empty()) error = read(json, snapshot);
     if (error.starts_with('.')) error.erase(0, 1);
     return error;
 }
@@ -215,15 +237,16 @@ std::string withProcesses(std::string snapshot, std::string_view processes) {
 
 std::variant<SystemSnapshot, DecodeError> decodeSnapshot(std::string_view text) {
     SystemSnapshot snapshot;
-    std::string error = readSnapshot(Value::parse(text, nullptr, false), snapshot);
+    Value json;
+    std::string error = readSnapshot(text, json, snapshot);
     if (!error.empty()) return DecodeError{std::move(error)};
     return snapshot;
 }
 
 std::variant<SnapshotReply, DecodeError> decodeReply(std::string_view text) {
-    const Value json = Value::parse(text, nullptr, false);
+    Value json;
     SnapshotReply reply;
-    std::string error = readSnapshot(json, reply.snapshot);
+    std::string error = readSnapshot(text, json, reply.snapshot);
     if (error.empty()) error = readProcesses(json, reply);
     if (!error.empty()) return DecodeError{std::move(error)};
     return reply;

@@ -27,8 +27,8 @@ struct DecodeError {
     std::string message;
 };
 
-/// Reads what `encode` wrote, strictly: every key is required and has its type, a core kind holds exactly one key.
-/// Members that are not part of the records are passed over.
+/// Reads what `encode` wrote, strictly: every key is required, stands once and has its type, an integer fits its field,
+/// a core kind holds exactly one key with an empty object. Members that are not part of the records are passed over.
 std::variant<SystemSnapshot, DecodeError> decodeSnapshot(std::string_view text);
 
 /// What the snapshot route answers: the snapshot and the rankings of processes.
