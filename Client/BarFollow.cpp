@@ -10,6 +10,8 @@
 #include <cmath>
 
 #include "Client/Terminal.h"
+#include "Client/Units.h"
+#include "Platform/Posix/PosixClock.h"
 
 namespace zqm {
 namespace {
@@ -64,21 +66,26 @@ ExitStatus followBar(const HelperClient& helper, BarWriter& writer, Seconds upda
     Pace pace(updateInterval);
     constexpr WallTime none = WallTime::min();
     WallTime shown = none;
-    ExitStatus problem = ExitStatus::success;
+    std::string shownAge;
+    std::string problem;
     for (;;) {
         const auto reply = helper.snapshot();
         std::string line;
         Seconds pause = absencePause;
         if (const auto* error = std::get_if<HelperError>(&reply)) {
-            if (problem != error->status) line = writer.line(*error);
-            problem = error->status;
+            if (problem != error->message) line = writer.line(*error);
+            problem = error->message;
             shown = none;
         } else {
             const SystemSnapshot& snapshot = std::get<SnapshotReply>(reply).snapshot;
+            const WallTime now = PosixClock().wall();
+            const auto age = ageIfOld(snapshot, updateInterval, now);
+            const std::string ageText = age ? spanText(*age) : "";
             const bool isNew = shown != snapshot.timestamp;
-            if (isNew) line = writer.line(snapshot);
+            if (isNew || shownAge != ageText) line = writer.line(snapshot, now);
             shown = snapshot.timestamp;
-            problem = ExitStatus::success;
+            shownAge = ageText;
+            problem.clear();
             pause = pace.pauseAfter(isNew);
         }
         if (!line.empty() && !printOut(line)) return errno == EPIPE ? ExitStatus::success : ExitStatus::failure;

@@ -5,8 +5,8 @@
 
 namespace zqm {
 
-/// Writes a line to standard output for each new sample of the helper, and one when the helper goes away, until the
-/// reader is gone or a signal asks the process to end (status 0), or the output fails.
+/// Writes a line to standard output for each new sample of the helper, more while the latest grows old, and one when
+/// the helper gives none, until the reader is gone or a signal asks the process to end (status 0), or the output fails.
 ExitStatus followBar(const HelperClient& helper, BarWriter& writer, Seconds updateInterval);
 
 }  // namespace zqm

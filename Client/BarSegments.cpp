@@ -158,14 +158,21 @@ std::string_view inLanguage(const SettingsStore& settings, std::string_view chin
     return settings.language() == AppLanguage::chinese ? chinese : english;
 }
 
-std::vector<BarSegment> barSegments(const SystemSnapshot& snapshot, const SettingsStore& settings) {
+std::vector<BarSegment> barSegments(const SystemSnapshot& snapshot, const SettingsStore& settings, WallTime now) {
     std::vector<BarSegment> segments;
+    if (const auto age = ageIfOld(snapshot, Seconds(settings.updateInterval()), now)) {
+        constexpr double worst = 1;
+        segments.push_back(
+            {"age", inLanguage(settings, "过时", "Old"), {spanText(*age), {{"seconds", age->count()}}, worst}});
+    }
     std::set<MenuBarMetric> waiting = settings.enabledMetrics();
     for (const MenuBarMetric metric : settings.metricOrder()) {
         if (waiting.erase(metric) == 0) continue;
         const Item& item = items[static_cast<std::size_t>(metric)];
         auto figure = item.figure(snapshot, settings);
-        if (figure) segments.push_back({metric, inLanguage(settings, item.chinese, item.english), std::move(*figure)});
+        if (figure)
+            segments.push_back(
+                {rawValue(metric), inLanguage(settings, item.chinese, item.english), std::move(*figure)});
     }
     return segments;
 }

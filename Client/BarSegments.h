@@ -21,14 +21,14 @@ struct BarFigure {
 };
 
 struct BarSegment {
-    MenuBarMetric metric;
+    std::string_view name;  // a metric's, or "age"
     std::string_view label;
     BarFigure figure;
 };
 
 /// The enabled metrics in the user's order, units and language; each once, without those that the machine does not
-/// have.
-std::vector<BarSegment> barSegments(const SystemSnapshot& snapshot, const SettingsStore& settings);
+/// have. Before those of an old sample stands its age in seconds.
+std::vector<BarSegment> barSegments(const SystemSnapshot& snapshot, const SettingsStore& settings, WallTime now);
 
 /// The word in the user's language.
 std::string_view inLanguage(const SettingsStore& settings, std::string_view chinese, std::string_view english);

@@ -86,7 +86,7 @@ void addI3Block(JsonWriter& writer, std::string_view name, std::string_view text
 void addSegment(JsonWriter& writer, const BarSegment& segment) {
     const auto& values = segment.figure.values;
     writer.beginObject();
-    member(writer, "metric", rawValue(segment.metric));
+    member(writer, "metric", segment.name);
     member(writer, "label", segment.label);
     member(writer, "text", segment.figure.text);
     if (values.size() == 1) {
@@ -113,8 +113,9 @@ std::string waybarJson(std::string_view text, std::string_view tooltip, std::str
     return writer.take();
 }
 
-std::string_view shortText(ExitStatus status, const SettingsStore& settings) {
-    switch (status) {
+std::string_view shortText(const HelperError& error, const SettingsStore& settings) {
+    if (error.isStarting) return inLanguage(settings, "监视助手尚无数据", "no sample yet");
+    switch (error.status) {
         case ExitStatus::helperSilent:
             return inLanguage(settings, "监视助手无响应", "helper silent");
         case ExitStatus::tokenRefused:
@@ -128,8 +129,8 @@ std::string_view shortText(ExitStatus status, const SettingsStore& settings) {
 
 }  // namespace
 
-std::string BarWriter::line(const SystemSnapshot& snapshot) {
-    const auto segments = barSegments(snapshot, settings_);
+std::string BarWriter::line(const SystemSnapshot& snapshot, WallTime now) {
+    const auto segments = barSegments(snapshot, settings_, now);
     switch (format_) {
         case BarFormat::waybar:
             return framed(waybar(snapshot, segments));
@@ -146,7 +147,7 @@ std::string BarWriter::line(const SystemSnapshot& snapshot) {
 }
 
 std::string BarWriter::line(const HelperError& error) {
-    const std::string_view text = shortText(error.status, settings_);
+    const std::string_view text = shortText(error, settings_);
     const std::string message = printable(error.message);
     JsonWriter writer;
     switch (format_) {
@@ -219,7 +220,7 @@ std::string BarWriter::i3bar(const std::vector<BarSegment>& segments) const {
     writer.beginArray();
     for (const BarSegment& segment : segments) {
         const std::string text = std::string(segment.label) + blanks(settings_.iconTextGap()) + segment.figure.text;
-        addI3Block(writer, rawValue(segment.metric), text, lookOf(levelOf(segment.figure)).rgb);
+        addI3Block(writer, segment.name, text, lookOf(levelOf(segment.figure)).rgb);
         writer.key("separator");
         writer.value(false);
         member(writer, "separator_block_width",

@@ -26,7 +26,7 @@ class BarWriter {
 public:
     BarWriter(BarFormat format, const SettingsStore& settings) : format_(format), settings_(settings) {}
 
-    std::string line(const SystemSnapshot& snapshot);
+    std::string line(const SystemSnapshot& snapshot, WallTime now);
     /// What stands in the bar while the helper gives no sample.
     std::string line(const HelperError& error);
     /// What completes the output after the last line.

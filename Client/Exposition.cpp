@@ -218,19 +218,13 @@ void addRankings(Families& families, const SnapshotReply& reply) {
     }
 }
 
-/// Before its first sample the helper serves a record of zeros. Counters among them would look as if they had been
-/// reset, and their next value as traffic of one moment.
-bool isSampled(const SystemSnapshot& snapshot) {
-    return snapshot.memory.totalBytes > 0 || !snapshot.cpu.perCoreUsage.empty();
-}
-
 }  // namespace
 
 std::string exposition(const HelperAnswer& answer) {
     Families families;
     const auto* const reply = std::get_if<SnapshotReply>(&answer);
-    families.add({"zqm_up", "Whether the helper answered.", {}}, {}, reply ? 1 : 0);
-    if (reply && isSampled(reply->snapshot)) {
+    families.add({"zqm_up", "Whether the helper answered with a sample of now.", {}}, {}, reply ? 1 : 0);
+    if (reply) {
         Figures(reply->snapshot, families).add({}, reply->snapshot);
         addRankings(families, *reply);
     }

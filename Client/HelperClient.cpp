@@ -1,9 +1,12 @@
 #include "Client/HelperClient.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "Client/Units.h"
 #include "Platform/Posix/LocalClient.h"
+#include "Platform/Posix/PosixClock.h"
 #include "Support/Text.h"
 #include "ZQMHelper/AccessToken.h"
 
@@ -14,6 +17,18 @@ using Outcome = LocalReply::Outcome;
 
 constexpr std::size_t mostReply = 4 * 1024 * 1024;
 
+/// The helper takes any text for a token, spaces and all of Unicode included; these cannot be told in a request.
+bool isSendable(std::string_view token) {
+    const auto isControl = [](unsigned char c) { return c < ' ' || c == 0x7F; };
+    return !token.empty() && isValidUtf8(token) && !token.starts_with("\xEF\xBB\xBF") &&
+           std::none_of(token.begin(), token.end(), isControl);
+}
+
+/// Whether there is a sample at all: before its first one the helper serves a record of zeros.
+bool isSampled(const SystemSnapshot& snapshot) {
+    return snapshot.memory.totalBytes > 0 || !snapshot.cpu.perCoreUsage.empty();
+}
+
 std::variant<std::string, HelperError> readToken() {
     const auto container = sharedContainerPath(appGroup);
     if (!container) return HelperError{ExitStatus::helperAway, "there is no home directory to find the token in"};
@@ -21,11 +36,9 @@ std::variant<std::string, HelperError> readToken() {
     if (file.isMissing) return HelperError{ExitStatus::helperAway, "the helper has not run yet: it has left no token"};
     if (!file.text) return HelperError{ExitStatus::tokenRefused, file.problem};
     const std::string token(trimWhitespace(*file.text));
-    for (const char c : token) {
-        if (static_cast<unsigned char>(c) > ' ' && static_cast<unsigned char>(c) < 0x7F) continue;
-        return HelperError{ExitStatus::tokenRefused, "the token's file does not hold a token"};
-    }
-    return token;
+    if (isSendable(token)) return token;
+    return HelperError{ExitStatus::tokenRefused,
+                       "the token's file does not hold a token; delete it and start the helper again"};
 }
 
 /// Whether the helper ended, with its process for example, before its answer did.
@@ -70,6 +83,10 @@ std::variant<std::string, HelperError> HelperClient::get(std::string_view path, 
             return bodyOf(reply.bytes);
         case Outcome::absent:
             return HelperError{ExitStatus::helperAway, "no helper listens" + place};
+        case Outcome::foreign:
+            return HelperError{ExitStatus::helperAway,
+                               "another user's program listens" + place +
+                                   "; set ZQM_PORT to a port of your own for the helper and zephlon"};
         case Outcome::silent:
             return HelperError{ExitStatus::helperSilent, "the helper" + place + " does not answer"};
         case Outcome::broken:
@@ -84,13 +101,22 @@ std::variant<SnapshotReply, HelperError> HelperClient::snapshot(Seconds patience
     auto body = get("/api/snapshot", patience);
     if (auto* error = std::get_if<HelperError>(&body)) return std::move(*error);
     const std::string& text = std::get<std::string>(body);
-    // Before its engine runs the helper has no snapshot yet.
-    if (text.starts_with(R"({"error":)")) return HelperError{ExitStatus::helperAway, "the helper is still starting"};
+    const HelperError starting{ExitStatus::helperAway, "the helper is still starting: there is no sample yet", true};
+    if (text.starts_with(R"({"error":)")) return starting;  // its engine does not run yet
     auto decoded = decodeReply(text);
     if (auto* error = std::get_if<DecodeError>(&decoded)) {
         return HelperError{ExitStatus::otherVersion, "the helper is of another version: " + error->message};
     }
-    return std::get<SnapshotReply>(std::move(decoded));
+    auto& reply = std::get<SnapshotReply>(decoded);
+    if (!isSampled(reply.snapshot)) return starting;
+    return std::move(reply);
+}
+
+std::variant<SnapshotReply, HelperError> HelperClient::freshSnapshot(Seconds interval) const {
+    auto reply = snapshot();
+    const auto* told = std::get_if<SnapshotReply>(&reply);
+    if (!told || !ageIfOld(told->snapshot, interval, PosixClock().wall())) return reply;
+    return HelperError{ExitStatus::helperSilent, "the helper's latest sample is older than three intervals"};
 }
 
 std::optional<std::string> uploadProblem(std::string_view reply) {

@@ -16,6 +16,7 @@ namespace zqm {
 struct HelperError {
     ExitStatus status = ExitStatus::failure;
     std::string message;
+    bool isStarting = false;  // it answers, but has no sample yet
 };
 
 /// Asks the user's helper on 127.0.0.1, one connection per question. Every call blocks for a bounded time and reads the
@@ -24,8 +25,11 @@ class HelperClient {
 public:
     explicit HelperClient(std::uint16_t port) : port_(port) {}
 
-    /// The latest snapshot, decoded strictly.
+    /// The latest snapshot, decoded strictly. Before its first sample the helper has none.
     std::variant<SnapshotReply, HelperError> snapshot(Seconds patience = usualPatience) const;
+
+    /// The same for readers that would take an old sample for one of now: refuses what `ageIfOld` calls old.
+    std::variant<SnapshotReply, HelperError> freshSnapshot(Seconds interval) const;
 
     /// The body that a route answers.
     std::variant<std::string, HelperError> get(std::string_view path, Seconds patience = usualPatience) const;

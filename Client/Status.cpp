@@ -154,11 +154,13 @@ void addRankings(Report& report, const SnapshotReply& reply) {
 
 }  // namespace
 
-std::string statusText(const SnapshotReply& reply, const SettingsStore& settings, const Style& style) {
+std::string statusText(const SnapshotReply& reply, const SettingsStore& settings, const Style& style, WallTime now) {
     const SystemSnapshot& snapshot = reply.snapshot;
+    const auto age = ageIfOld(snapshot, Seconds(settings.updateInterval()), now);
     Report report(style);
     report.line("Load", report.figure(snapshot.load.value, percentText(snapshot.load.value)),
-                style.dim(localTimeText(snapshot.timestamp, "%Y-%m-%d %H:%M:%S")));
+                joined({style.dim(localTimeText(snapshot.timestamp, "%Y-%m-%d %H:%M:%S")),
+                        age ? style.level(1, spanText(*age) + " old") : ""}));
     addProcessors(report, snapshot.cpu, settings);
     addGraphics(report, snapshot.gpu, settings);
     addMemory(report, snapshot.memory);

@@ -8,8 +8,9 @@
 
 namespace zqm {
 
-/// The machine at a glance: one aligned line per family, families that the machine does not have left out.
-std::string statusText(const SnapshotReply& reply, const SettingsStore& settings, const Style& style);
+/// The machine at a glance: one aligned line per family, families that the machine does not have left out. An old
+/// sample is shown with its age.
+std::string statusText(const SnapshotReply& reply, const SettingsStore& settings, const Style& style, WallTime now);
 
 /// The decoded answer, encoded again as one line.
 std::string statusJson(const SnapshotReply& reply);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 namespace zqm {
 
@@ -30,6 +31,13 @@ std::string durationText(std::int64_t minutes) {
     return std::to_string(minutes / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
 }
 
+std::string spanText(Seconds span) {
+    const auto seconds = static_cast<std::int64_t>(std::lround(span.count()));
+    return seconds < 120    ? std::to_string(seconds) + " s"
+           : seconds < 7200 ? std::to_string(seconds / 60) + " min"
+                            : std::to_string(seconds / 3600) + " h";
+}
+
 std::tm localTime(WallTime time) {
     const auto seconds = static_cast<std::time_t>(std::clamp(time.time_since_epoch().count(), 0.0, 4e9));
     std::tm parts{};
@@ -41,6 +49,11 @@ std::string localTimeText(WallTime time, const char* format) {
     const std::tm parts = localTime(time);
     std::array<char, 64> text;
     return {text.data(), std::strftime(text.data(), text.size(), format, &parts)};
+}
+
+std::optional<Seconds> ageIfOld(const SystemSnapshot& snapshot, Seconds interval, WallTime now) {
+    const Seconds age = now - snapshot.timestamp;
+    return age > 3 * std::max(interval, Seconds(1)) ? std::optional(age) : std::nullopt;
 }
 
 }  // namespace zqm

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <optional>
 #include <string>
 
 #include "Support/UnitText.h"
@@ -15,10 +16,15 @@ std::string percentText(double fraction);               // "7%"
 std::string frequencyText(double megahertz, FreqUnit);  // "3.20 GHz", "3204 MHz"
 std::string temperatureText(double celsius, TempUnit);  // "41 °C", "106 °F", "314 K"
 std::string durationText(std::int64_t minutes);         // "2:05"
+std::string spanText(Seconds span);                     // "12 s", "7 min", "3 h"
 
 /// An instant in the user's time zone, and its text in strftime's format.
 std::tm localTime(WallTime time);
 std::string localTimeText(WallTime time, const char* format);
+
+/// The age of a sample that is older than three intervals, which count a second at least since a sample takes its time;
+/// nullopt of a younger one.
+std::optional<Seconds> ageIfOld(const SystemSnapshot& snapshot, Seconds interval, WallTime now);
 
 /// Of the whole machine where that is known, else of its processors and memory.
 inline double wholeWatts(const PowerMetrics& power) {

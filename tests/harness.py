@@ -167,8 +167,8 @@ class FakeServer(socketserver.ThreadingTCPServer):
         threading.Thread(target=self.serve_forever, args=(0.02,), daemon=True).start()
 
     def finish_request(self, request, _):
-        request.recv(16384)
-        self.requests += 1
+        self.received = request.recv(16384)
+        self.requests += bool(self.received)
         self.closed.wait(PATIENCE) if self.reply is None else request.sendall(self.reply)
 
     def handle_error(self, *_):

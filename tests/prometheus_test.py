@@ -16,8 +16,9 @@ import urllib.request
 from harness import PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, free_port, ok, until
 
 SHIPPED = ROOT / "packaging" / "prometheus"
-SNAPSHOT = ok((ROOT / "tests" / "transcripts" / "laptop.json").read_text())  # of a machine that tells everything
-DOWN = "# HELP zqm_up Whether the helper answered.\n# TYPE zqm_up gauge\nzqm_up 0\n"
+OLD = (ROOT / "tests" / "transcripts" / "laptop.json").read_text()  # of a machine that tells everything
+SNAPSHOT = ok(json.dumps(json.loads(OLD) | {"timestamp": 4e9}))
+DOWN = "# HELP zqm_up Whether the helper answered with a sample of now.\n# TYPE zqm_up gauge\nzqm_up 0\n"
 PLAIN = "text/plain; version=0.0.4; charset=utf-8"
 needs_prometheus = unittest.skipUnless(shutil.which("prometheus") and shutil.which("promtool"),
                                        "the Debian package prometheus is not installed (scripts/setup --checks)")
@@ -43,7 +44,7 @@ class PrometheusTest(ProgramTest):
 
     def test_a_helper_that_gives_no_figures_is_down(self):
         for reply, status in ((b"HTTP/1.1 403 Forbidden\r\n\r\n{}", 5), (ok("{}"), 6),
-                              (ok('{"error":"engine not started"}'), 3), (None, 4)):
+                              (ok('{"error":"engine not started"}'), 3), (ok(OLD), 4), (None, 4)):
             with FakeServer(reply) as helper, open(self.home / "out", "w+") as out:
                 self.zephlon("metrics", port=helper.port, status=status, stdout=out)
                 self.assertEqual((self.home / "out").read_text(), DOWN)

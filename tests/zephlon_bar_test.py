@@ -5,10 +5,11 @@ import re
 import shutil
 import signal
 import subprocess
+import time
 import unittest
 import xml.etree.ElementTree
 
-from harness import PATIENCE, ZEPHLON, ProgramTest, until
+from harness import PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, ok, until
 
 
 def markup(text):
@@ -57,11 +58,20 @@ class BarTest(ProgramTest):
         next(line for line in i3bar.stdout if '"helper away"' in line)
         self.zephlon("bar", status=3)
         self.start_machine("desktop-without-battery")
-        self.assertGreater(json.loads(follow.stdout.readline())["timestamp"], times[-1])
+        self.assertGreater(json.loads(next(line for line in follow.stdout if '"timestamp"' in line))["timestamp"], times[-1])
         follow.stdout.close()
         self.assertEqual(follow.wait(PATIENCE), 0)
         i3bar.send_signal(signal.SIGTERM)
         self.assertEqual(i3bar.wait(PATIENCE), 0)
+
+    def test_tells_the_age_of_a_sample_that_no_newer_one_follows(self):
+        self.leave_token()
+        snapshot = json.loads((ROOT / "tests" / "transcripts" / "server.json").read_text())
+        with FakeServer(ok(json.dumps(snapshot | {"timestamp": time.time()}))) as server:
+            self.port = server.port
+            lines = self.follow("json").stdout
+            self.assertNotIn('"age"', lines.readline())
+            self.assertRegex(lines.readline(), r'"metric":"age","label":"Old","text":"\d s","value":3\.\d+,"level":"critical"')
 
     def test_escapes_what_comes_from_outside(self):
         home = self.home / "a&<b>"

@@ -9,6 +9,9 @@ import unittest
 from harness import BUILD, HELPER, PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, ok
 
 
+TRANSCRIPTS = ROOT / "tests" / "transcripts"
+
+
 class ZephlonTest(ProgramTest):
     def test_each_way_of_not_being_answered_has_its_status(self):
         self.assertIn("has not run yet", self.zephlon("status", status=3))
@@ -20,6 +23,7 @@ class ZephlonTest(ProgramTest):
                 (b"SSH-2.0-OpenSSH\r\n", 6, "does not answer as the helper"),
                 (b"", 6, "does not answer as the helper"),
                 (ok('{"error":"engine not started"}'), 3, "still starting"),
+                (ok((TRANSCRIPTS / "server.json").read_text().replace("[0.25]", "[]").replace("1024", "0")), 3, "no sample yet"),
                 (ok("{}"), 6, "another version: cpu: missing"),
                 (ok('{"cpu":\udcff'), 6, "another version: not JSON"),
                 (b"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", 3, "broke off"),
@@ -27,14 +31,20 @@ class ZephlonTest(ProgramTest):
                 (None, 4, "does not answer")]:
             with self.subTest(words), FakeServer(response) as server:
                 self.assertIn(words, self.zephlon("status", port=server.port, status=status))
-        for spoil in (lambda: self.token.symlink_to("/etc/hostname"), self.token.mkdir,
-                      lambda: self.token.write_text("two\r\nlines")):
+        for spoil in (lambda: self.token.symlink_to("/dev/null"), self.token.mkdir, lambda: self.token.write_text(" "),
+                      lambda: self.token.write_text("two\r\nlines"), lambda: self.token.write_text("x" * 20000)):
             shutil.rmtree(self.token.parent)
             self.token.parent.mkdir()
             spoil()
             self.zephlon("status", status=5)
         if os.geteuid() == 0:
+            shutil.rmtree(self.token.parent)
             self.leave_token()
+            os.seteuid(65534)
+            with FakeServer(ok("{}")) as server:
+                os.seteuid(0)
+                self.assertIn("another user's program", self.zephlon("status", port=server.port, status=3))
+                self.assertEqual(server.requests, 0)
             os.chown(self.token, 65534, -1)
             self.assertIn("belongs to another user", self.zephlon("status", status=5))
 
@@ -42,7 +52,7 @@ class ZephlonTest(ProgramTest):
         """Beside a helper that serves the snapshot of the same name. ZQM_UPDATE_GOLDEN=1 writes them anew."""
         self.environment["PATH"] = f"{BUILD}:{self.environment['PATH']}"
         self.leave_token()
-        for file in sorted((ROOT / "tests" / "transcripts").glob("*.txt")):
+        for file in sorted(TRANSCRIPTS.glob("*.txt")):
             snapshot = file.with_suffix(".json")
             shutil.rmtree(self.preferences.parent, ignore_errors=True)
             with FakeServer(ok(snapshot.read_text() if snapshot.exists() else "{}")) as server:
@@ -60,8 +70,12 @@ class ZephlonTest(ProgramTest):
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=PATIENCE)
         return f"{line}\n{done.stdout.replace(str(self.home), '~')}" + (f"[{done.returncode}]\n" if done.returncode else "")
 
-    def test_does_not_send_the_report_without_a_host(self):
-        self.start_helper().wait_until_serving()
+    def test_agrees_with_the_helper_on_the_token_and_sends_no_report_without_a_host(self):
+        self.leave_token()
+        self.token.rename(self.home / "elsewhere").write_text("ein Schlüssel 钥匙")
+        self.token.symlink_to(self.home / "elsewhere")
+        self.start_helper().wait_until_serving(lambda snapshot: snapshot["cpu"]["perCoreUsage"])
+        self.zephlon("status")
         self.assertIn("invalid url", self.zephlon("diagnostics", "--send", status=1))
 
     def test_tells_where_each_figure_comes_from(self):

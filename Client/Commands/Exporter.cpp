@@ -20,7 +20,10 @@ ExitStatus serveMetrics(std::uint16_t helperPort, const ListenAddress& address) 
     AsioMainLoop mainLoop;
     ThreadQueues queues;
     AsioNetworkListener listener(address.host);
-    const auto ask = [helper = HelperClient(helperPort)]() -> HelperAnswer { return helper.snapshot(); };
+    const auto ask = [helper = HelperClient(helperPort),
+                      interval = Seconds(readSettings()->updateInterval())]() -> HelperAnswer {
+        return helper.freshSnapshot(interval);
+    };
     Exporter exporter(ask, {listener, queues, mainLoop, log});
     const bool isIPv6 = address.host.find(':') != std::string::npos;
     const std::string place = (isIPv6 ? "[" + address.host + "]" : address.host) + ":";

@@ -9,6 +9,7 @@
 #include "Client/Status.h"
 #include "Client/Terminal.h"
 #include "Client/Watch/Watch.h"
+#include "Platform/Posix/PosixClock.h"
 #include "Platform/Posix/PosixFiles.h"
 
 namespace zqm {
@@ -40,7 +41,8 @@ void declareStatus(CLI::App& app, Invocation& invocation) {
     command->callback([&invocation, json] {
         invocation.command = [&invocation, json] {
             return printSnapshot(invocation, [&](const SnapshotReply& reply) {
-                return *json ? statusJson(reply) : statusText(reply, *readSettings(), Style(wantsColour()));
+                return *json ? statusJson(reply)
+                             : statusText(reply, *readSettings(), Style(wantsColour()), PosixClock().wall());
             });
         };
     });
@@ -87,8 +89,9 @@ void declareBar(CLI::App& app, Invocation& invocation) {
             const auto settings = readSettings();
             BarWriter writer(*fromRawValue<BarFormat>(options->format), *settings);
             if (!options->isFollowing) {
-                return printSnapshot(
-                    invocation, [&](const SnapshotReply& reply) { return writer.line(reply.snapshot) + writer.end(); });
+                return printSnapshot(invocation, [&](const SnapshotReply& reply) {
+                    return writer.line(reply.snapshot, PosixClock().wall()) + writer.end();
+                });
             }
             const auto status = followBar(HelperClient(invocation.port), writer, Seconds(settings->updateInterval()));
             return status == ExitStatus::success ? status : complain("cannot write the output", status);
@@ -102,11 +105,14 @@ void declareMetrics(CLI::App& app, Invocation& invocation) {
     command->add_option("--output", *file, "Replace FILE whole, for the textfile collector of node_exporter")
         ->option_text("FILE");
     command->footer(
-        "A helper that does not answer makes it \"zqm_up 0\" alone, so that no old figure passes for a new one.\n"
+        "A helper that does not answer, or with an old sample, makes it \"zqm_up 0\" alone, so that no old figure "
+        "passes\n"
+        "for a new one.\n"
         "Example: zephlon metrics --output /var/lib/prometheus/node-exporter/zqm.prom");
     command->callback([&invocation, file] {
         invocation.command = [&invocation, file] {
-            const HelperAnswer answer = HelperClient(invocation.port).snapshot();
+            const Seconds interval(readSettings()->updateInterval());
+            const HelperAnswer answer = HelperClient(invocation.port).freshSnapshot(interval);
             const std::string text = exposition(answer);
             if (file->empty() && !printOut(text)) return cannotWrite();
             const auto problem = file->empty() ? std::nullopt : PosixFiles().replacePublic(*file, text);

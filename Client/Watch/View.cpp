@@ -154,13 +154,6 @@ std::string timeText(WallTime time, bool use24Hour) {
     return localTimeText(time, use24Hour ? "%H:%M:%S" : "%I:%M:%S %p");
 }
 
-std::string spanText(Seconds span) {
-    const auto seconds = static_cast<std::int64_t>(std::lround(span.count()));
-    return seconds < 120    ? std::to_string(seconds) + " s"
-           : seconds < 7200 ? std::to_string(seconds / 60) + " min"
-                            : std::to_string(seconds / 3600) + " h";
-}
-
 void putProblem(Screen& screen, const Picture& picture) {
     std::string text = " " + printable(picture.problem);
     if (picture.reply) text += " · last sample " + spanText(picture.silence) + " ago";

@@ -9,9 +9,11 @@
 #include <cstdlib>
 
 #include "Client/Terminal.h"
+#include "Client/Units.h"
 #include "Client/Watch/Signals.h"
 #include "Client/Watch/SnapshotFeed.h"
 #include "Client/Watch/View.h"
+#include "Platform/Posix/PosixClock.h"
 
 namespace zqm {
 namespace {
@@ -83,8 +85,12 @@ private:
         }
         picture_.problem.clear();
         picture_.reply = std::get<SnapshotReply>(std::move(*answer));
-        picture_.history.add(picture_.reply->snapshot);
         latest_ = sinceStart();
+        const auto age = ageIfOld(picture_.reply->snapshot, interval_, PosixClock().wall());
+        if (!age) return picture_.history.add(picture_.reply->snapshot);
+        picture_.problem = "the helper takes no new sample";
+        picture_.silence = *age;
+        picture_.history.addGap();
     }
 
     void takeKeys(bool areReadable) {

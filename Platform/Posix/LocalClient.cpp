@@ -11,9 +11,12 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -32,7 +35,7 @@ namespace {
 using Outcome = LocalReply::Outcome;
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr std::size_t mostFile = 4096;
+constexpr std::size_t mostFile = 16384;
 
 /// One exchange with its deadline.
 class Exchange {
@@ -91,6 +94,40 @@ private:
     const SteadyClock::time_point deadline_;
 };
 
+/// An address and port as the kernel's tables of sockets write them, word by word as they lie in memory.
+std::string place(std::initializer_list<std::uint32_t> address, std::uint16_t port) {
+    std::string text;
+    std::array<char, 16> word;
+    for (const std::uint32_t part : address) {
+        text.append(word.data(), static_cast<std::size_t>(std::snprintf(word.data(), word.size(), "%08X", part)));
+    }
+    return text.append(word.data(), static_cast<std::size_t>(std::snprintf(word.data(), word.size(), ":%04X", port)));
+}
+
+/// Why nothing may be sent to 127.0.0.1:`port`: whoever can bind the port would be sent the user's secrets. nullopt too
+/// where the kernel has no table. One that tells of no listener any more is not taken for silence, since it may have
+/// gone on purpose.
+std::optional<Outcome> refusalAt(std::uint16_t port) {
+    constexpr std::string_view listening = "0A";
+    const std::uint32_t loopback = htonl(INADDR_LOOPBACK);
+    // A socket of the other family takes the connection where none of this one does.
+    const std::array<std::pair<const char*, std::set<std::string>>, 2> tables{
+        {{"/proc/net/tcp", {place({loopback}, port), place({0}, port)}},
+         {"/proc/net/tcp6", {place({0, 0, htonl(0xFFFF), loopback}, port), place({0, 0, 0, 0}, port)}}}};
+    bool isTold = false;
+    for (const auto& [table, places] : tables) {
+        std::ifstream rows(table);
+        for (std::string row; std::getline(rows, row); isTold = true) {
+            std::array<std::string_view, 8> words;  // number, address, peer, state, queues, timer, repetitions, user
+            std::string_view rest = row;
+            for (std::string_view& word : words) word = takeWord(rest);
+            if (words[3] != listening || !places.contains(std::string(words[1]))) continue;
+            return parseUnsigned(words[7]) == ::geteuid() ? std::nullopt : std::optional(Outcome::foreign);
+        }
+    }
+    return isTold ? std::optional(Outcome::absent) : std::nullopt;
+}
+
 OwnFile refused(std::string problem, bool isMissing = false) {
     return {std::nullopt, std::move(problem), isMissing};
 }
@@ -126,13 +163,14 @@ LocalReply askLoopback(std::uint16_t port, std::string_view request, Seconds tim
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     const Exchange exchange(socket.get(), time);
     auto failure = exchange.connect(address);
+    if (!failure) failure = refusalAt(port);
     if (!failure) failure = exchange.send(request);
     reply.outcome = failure ? *failure : exchange.receive(reply.bytes, mostBytes);
     return reply;
 }
 
 OwnFile readOwnFile(const std::string& file) {
-    const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!opened) return refused(problemWith(file, errno), errno == ENOENT);
     struct stat facts {};
     if (::fstat(opened.get(), &facts) != 0) return refused(problemWith(file, errno));
@@ -141,6 +179,7 @@ OwnFile readOwnFile(const std::string& file) {
     std::array<char, mostFile> block;
     const auto count = ::read(opened.get(), block.data(), block.size());
     if (count < 0) return refused(problemWith(file, errno));
+    if (count == mostFile) return refused(file + ": too large");
     return {std::string(block.data(), static_cast<std::size_t>(count)), {}, false};
 }
 

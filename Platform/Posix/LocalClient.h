@@ -17,6 +17,7 @@ struct LocalReply {
     enum class Outcome {
         complete,  // the peer ended its answer
         absent,    // nobody listens
+        foreign,   // another user's program listens; nothing was sent
         silent,    // no end of the answer in time
         broken,    // the connection failed
         tooLarge,  // the answer is larger than asked for
@@ -25,10 +26,11 @@ struct LocalReply {
     std::string bytes;
 };
 
-/// Sends `request` to 127.0.0.1:`port` and reads until the peer ends, at most `mostBytes` and `time` in all.
+/// Sends `request` to 127.0.0.1:`port` and reads until the peer ends, at most `mostBytes` and `time` in all. Where the
+/// kernel tells whose socket listens there, nothing is sent unless it is this user's.
 LocalReply askLoopback(std::uint16_t port, std::string_view request, Seconds time, std::size_t mostBytes);
 
-/// A small file that belongs to this user: its text, or nothing and why for a person.
+/// A small file that belongs to this user, also behind a symbolic link: its text, or nothing and why for a person.
 struct OwnFile {
     std::optional<std::string> text;
     std::string problem;
