@@ -3,6 +3,7 @@
 
 #include "Client/Commands/Commands.h"
 #include "Platform/Posix/PosixProcess.h"
+#include "ZQMHelper/PortOption.h"
 
 namespace zqm {
 namespace {
@@ -13,9 +14,7 @@ int run(int argc, char** argv) {
     Invocation invocation;
     CLI::App app("Shows what ZQMHelper, which must be running, knows of this machine.", "zephlon");
     app.set_version_flag("--version", "zephlon " ZQM_VERSION);
-    app.add_option("--port", invocation.port, "Port on 127.0.0.1 on which the helper serves")
-        ->check(CLI::Range(1, 65535))
-        ->capture_default_str();
+    addPortOption(app, invocation.port, "Port on 127.0.0.1 on which the helper serves");
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(
