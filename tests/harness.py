@@ -53,25 +53,17 @@ def environment(home, **more):
 
 def connect(port):
     """Blocking, which is faster than a time limit of Python's own; the kernel keeps the limit."""
-    client = socket.socket()
-    try:
-        for limit in (socket.SO_RCVTIMEO, socket.SO_SNDTIMEO):
-            client.setsockopt(socket.SOL_SOCKET, limit, struct.pack("ll", PATIENCE, 0))
-        client.connect(("127.0.0.1", port))
-    except OSError:
-        client.close()
-        raise
+    client = socket.create_connection(("127.0.0.1", port))
+    for limit in (socket.SO_RCVTIMEO, socket.SO_SNDTIMEO):
+        client.setsockopt(socket.SOL_SOCKET, limit, struct.pack("ll", PATIENCE, 0))
     return client
 
 
 def read_all(client):
-    reply = bytearray()
     try:
-        while piece := client.recv(1 << 20):
-            reply += piece
+        return b"".join(iter(lambda: client.recv(1 << 20), b""))
     except BlockingIOError:
         raise Broken(f"no answer in {PATIENCE} s") from None
-    return bytes(reply)
 
 
 def exchange(port, request):
@@ -190,9 +182,9 @@ class ProgramTest(unittest.TestCase):
         self.preferences = self.home / "ZQMHelper" / "defaults.json"
         self.port = free_port()
 
-    def leave_token(self, text="SECRET-TOKEN"):
+    def leave_token(self):
         self.token.parent.mkdir(exist_ok=True)
-        self.token.write_text(text)
+        self.token.write_text("SECRET-TOKEN")
 
     def start_helper(self, *options, **more):
         helper = Helper(self.home, *options, port=self.port, **more)
