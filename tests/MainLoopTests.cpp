@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -58,13 +59,20 @@ TEST(MainLoop, ATimerMayEndItselfAndItsPeriodIsBounded) {
     EXPECT_FALSE(timer);
 }
 
-TEST(MainLoop, EndsWhenTheSystemAsks) {
-    AsioMainLoop loop;
+TEST(MainLoop, EndsWhenTheSystemAsksAndTheProcessWithItWhateverHangs) {
+    const auto raise = [](int signal, int times, bool hangs) {
+        AsioMainLoop loop(1ms);
+        loop.post([=] {
+            for (int i = 0; i < times; ++i) ::raise(signal);
+            while (hangs) ::pause();
+        });
+        loop.run();
+        ::_exit(3);
+    };
     for (int signal : {SIGTERM, SIGINT}) {
-        loop.post([signal] { ::raise(signal); });
-        loop.run();
-        ::raise(signal);  // before it runs again
-        loop.run();
+        EXPECT_EXIT(raise(signal, 1, false), testing::ExitedWithCode(3), "");
+        EXPECT_EXIT(raise(signal, 1, true), testing::ExitedWithCode(0), "");
+        EXPECT_EXIT(raise(signal, 2, true), testing::KilledBySignal(signal), "");
     }
 }
 

@@ -1,15 +1,24 @@
 #include "Platform/Posix/AsioMainLoop.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/time.h>
+#include <unistd.h>
 
+#include <array>
 #include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
 #include <asio/post.hpp>
-#include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 #include <cassert>
+#include <cerrno>
 #include <chrono>
+#include <cstdlib>
+#include <system_error>
 #include <thread>
 #include <utility>
+
+#include "Platform/Posix/Descriptor.h"
 
 namespace zqm {
 namespace {
@@ -62,26 +71,67 @@ private:
     std::shared_ptr<Repetition> repetition_;
 };
 
+// What the handlers of signals use.
+volatile sig_atomic_t wakeUp = -1;  // a byte written there ends the loop
+itimerval lastTimer;                // what is left to the process then
+
+constexpr std::array endings{SIGTERM, SIGINT};
+
+void setHandler(int signal, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(signal, &action, nullptr);
+}
+
+void endAtOnce(int) {
+    ::_exit(EXIT_SUCCESS);
+}
+
+/// Whatever hangs, the main thread included: the process ends when its time is over, and at once by a second signal.
+void askToEnd(int) {
+    const int error = errno;
+    for (const int signal : endings) setHandler(signal, SIG_DFL);
+    ::setitimer(ITIMER_REAL, &lastTimer, nullptr);
+    [[maybe_unused]] const auto written = ::write(wakeUp, "", 1);
+    errno = error;
+}
+
 }  // namespace
 
 struct AsioMainLoop::State {
     asio::io_context io{1};
     asio::executor_work_guard<asio::io_context::executor_type> work{io.get_executor()};  // `run` waits when idle
-    asio::signal_set endings{io, SIGTERM, SIGINT};
+    asio::posix::stream_descriptor asked{io};
+    Descriptor asking;
     std::thread::id thread = std::this_thread::get_id();
 
-    void stopWhenAsked() {
-        endings.async_wait([this](std::error_code error, int) {
-            if (error) return;
-            io.stop();
-            stopWhenAsked();
+    explicit State(Seconds patience) {
+        std::array<int, 2> ends{-1, -1};
+        if (::pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category());
+        for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+        asked.assign(ends[0]);
+        asking = Descriptor(ends[1]);
+        asked.async_wait(asio::posix::descriptor_base::wait_read, [this](std::error_code error) {
+            if (!error) io.stop();
         });
+        wakeUp = asking.get();
+        const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(patience).count();
+        lastTimer.it_value = {static_cast<time_t>(microseconds / 1'000'000),
+                              static_cast<suseconds_t>(microseconds % 1'000'000)};
+        setHandler(SIGALRM, endAtOnce);
+        for (const int signal : endings) setHandler(signal, askToEnd);
+    }
+
+    ~State() {
+        for (const int signal : endings) setHandler(signal, SIG_DFL);
+        constexpr itimerval never{};
+        ::setitimer(ITIMER_REAL, &never, nullptr);
+        setHandler(SIGALRM, SIG_DFL);
     }
 };
 
-AsioMainLoop::AsioMainLoop() : state_(std::make_unique<State>()) {
-    state_->stopWhenAsked();
-}
+AsioMainLoop::AsioMainLoop(Seconds patience) : state_(std::make_unique<State>(patience)) {}
 
 AsioMainLoop::~AsioMainLoop() = default;
 
