@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/Posix/CurlEnvironment.h"
 #include "Platform/Posix/CurlLibrary.h"
 #include "Platform/Posix/CurlTransfer.h"
 #include "Platform/Posix/PosixProcess.h"
@@ -95,10 +96,11 @@ private:
 
     /// `refusal` is what every request gets once there is no way to serve them.
     void serve() {
-        std::optional<std::string> refusal = curl_.load(library_);
-        const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi(refusal ? nullptr : curl_.multiInit(),
+        const bool isLoaded = curl_.load(library_);
+        const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi(isLoaded ? curl_.multiInit() : nullptr,
                                                                           curl_.multiCleanup);
-        if (!refusal && !multi) refusal = curl_.easyStrerror(CURLE_OUT_OF_MEMORY);
+        std::optional<std::string> refusal;
+        if (!multi) refusal = "no way to send requests";
         publish(multi.get());
         std::vector<Active> active;
         SteadyTime idleEnd = SteadyClock::now() + idle_;
@@ -152,13 +154,13 @@ private:
 
     void begin(CURLM* multi, std::vector<Active>& active, Waiting waiting) {
         const Seconds left = waiting.deadline - SteadyClock::now();
-        if (left.count() <= 0) return fail(waiting.completion, curl_.easyStrerror(CURLE_OPERATION_TIMEDOUT));
+        if (left.count() <= 0) return fail(waiting.completion, CurlTransfer::description(CURLE_OPERATION_TIMEDOUT));
         auto transfer = std::make_unique<CurlTransfer>(curl_, std::move(waiting.request), authorityFile_, left);
         if (transfer->preparation() != CURLE_OK) {
             return waiting.completion(transfer->takeReply(transfer->preparation()));
         }
         const CURLMcode result = curl_.multiAddHandle(multi, transfer->handle());
-        if (result != CURLM_OK) return fail(waiting.completion, curl_.multiStrerror(result));
+        if (result != CURLM_OK) return fail(waiting.completion, CurlTransfer::description(CURLE_FAILED_INIT));
         active.push_back({std::move(transfer), std::move(waiting.completion)});
     }
 
@@ -182,7 +184,7 @@ private:
             const double idle = std::clamp(idle_.count() * 1000, 1.0, double{longestWait});
             result = curl_.multiPoll(multi, nullptr, 0, active.empty() ? static_cast<int>(idle) : longestWait, nullptr);
         }
-        if (result != CURLM_OK) return curl_.multiStrerror(result);
+        if (result != CURLM_OK) return CurlTransfer::description(CURLE_FAILED_INIT);
         return std::nullopt;
     }
 
@@ -218,6 +220,10 @@ CurlHttpClient::~CurlHttpClient() = default;
 
 void CurlHttpClient::start(HttpRequest request, std::function<void(HttpReply)> completion) {
     session_->start(std::move(request), completion);
+}
+
+std::vector<std::string> CurlHttpClient::obstacles() {
+    return curlEnvironmentObstacles();
 }
 
 void CurlHttpClient::stop() {

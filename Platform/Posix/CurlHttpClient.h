@@ -10,9 +10,10 @@ namespace zqm {
 /// HTTPS through libcurl, on one thread ("zqm.urlsession") that is there only while there are requests and for `idle`
 /// after the last.
 ///
-/// The library is loaded by the first request; where it cannot be, the error of the request says so. At most 8 requests
+/// The library is loaded by the first request; where it cannot be, the request fails. At most 8 requests
 /// are under way at once, further ones wait in order; waiting counts towards their timeout and may exceed it by a
-/// second. Redirects are followed, five at most, to HTTPS alone. Bodies above 64 KiB are an error. The proxies of the
+/// second. Redirects are followed, five at most, to HTTPS alone. Bodies above 64 KiB are an error where they are
+/// wanted. The proxies of the
 /// environment (https_proxy, all_proxy, no_proxy) are honoured. The environment's ZQM_CA_FILE, read by the
 /// constructor, names a PEM file of authorities that are trusted beside the system's.
 ///
@@ -24,6 +25,7 @@ public:
     explicit CurlHttpClient(std::string library = "libcurl.so.4", Seconds idle = Seconds(2));
     ~CurlHttpClient() override;
     void start(HttpRequest request, std::function<void(HttpReply)> completion) override;
+    std::vector<std::string> obstacles() override;
     void stop() override;
 
 private:

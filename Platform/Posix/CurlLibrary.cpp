@@ -11,36 +11,29 @@ bool find(void* library, const char* name, Function& function) {
     return function != nullptr;
 }
 
-std::string lastError() {
-    const char* error = ::dlerror();
-    return error ? error : "libcurl cannot be loaded";
-}
-
 }  // namespace
 
-std::optional<std::string> CurlLibrary::load(const std::string& path) {
-    if (isLoaded_) return std::nullopt;
+bool CurlLibrary::load(const std::string& path) {
+    if (isLoaded_) return true;
     void* library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!library) return lastError();
+    if (!library) return false;
     const bool isComplete =
         find(library, "curl_global_init", globalInit) && find(library, "curl_easy_init", easyInit) &&
         find(library, "curl_easy_setopt", easySetopt) && find(library, "curl_easy_getinfo", easyGetinfo) &&
-        find(library, "curl_easy_strerror", easyStrerror) && find(library, "curl_easy_cleanup", easyCleanup) &&
-        find(library, "curl_slist_append", slistAppend) && find(library, "curl_slist_free_all", slistFreeAll) &&
-        find(library, "curl_multi_init", multiInit) && find(library, "curl_multi_add_handle", multiAddHandle) &&
+        find(library, "curl_easy_cleanup", easyCleanup) && find(library, "curl_slist_append", slistAppend) &&
+        find(library, "curl_slist_free_all", slistFreeAll) && find(library, "curl_multi_init", multiInit) &&
+        find(library, "curl_multi_add_handle", multiAddHandle) &&
         find(library, "curl_multi_remove_handle", multiRemoveHandle) &&
         find(library, "curl_multi_perform", multiPerform) && find(library, "curl_multi_poll", multiPoll) &&
         find(library, "curl_multi_wakeup", multiWakeup) && find(library, "curl_multi_info_read", multiInfoRead) &&
-        find(library, "curl_multi_strerror", multiStrerror) && find(library, "curl_multi_cleanup", multiCleanup);
+        find(library, "curl_multi_cleanup", multiCleanup);
     if (!isComplete) {
-        const std::string error = lastError();
         ::dlclose(library);
-        return error;
+        return false;
     }
     static const CURLcode result = globalInit(CURL_GLOBAL_DEFAULT);
-    if (result != CURLE_OK) return easyStrerror(result);
-    isLoaded_ = true;  // the library is never closed: its threads and exit handlers may outlive every request
-    return std::nullopt;
+    isLoaded_ = result == CURLE_OK;  // never closed: its threads and exit handlers may outlive every request
+    return isLoaded_;
 }
 
 }  // namespace zqm

@@ -2,7 +2,6 @@
 
 #include <curl/curl.h>
 
-#include <optional>
 #include <string>
 
 namespace zqm {
@@ -10,14 +9,14 @@ namespace zqm {
 /// The functions of libcurl that are used, loaded when they are first needed: together with its TLS the library takes
 /// several megabytes, and a helper that asks no host never loads it. Once loaded it stays.
 struct CurlLibrary {
-    /// Fills the table; what is missing when that fails, the table is then of no use. Harmless when it is filled.
-    std::optional<std::string> load(const std::string& path);
+    /// Fills the table. False when the library or a function is missing: the table is then of no use. Harmless when it
+    /// is filled.
+    bool load(const std::string& path);
 
     decltype(&curl_global_init) globalInit = nullptr;
     decltype(&curl_easy_init) easyInit = nullptr;
     decltype(&curl_easy_setopt) easySetopt = nullptr;
     decltype(&curl_easy_getinfo) easyGetinfo = nullptr;
-    decltype(&curl_easy_strerror) easyStrerror = nullptr;
     decltype(&curl_easy_cleanup) easyCleanup = nullptr;
     decltype(&curl_slist_append) slistAppend = nullptr;
     decltype(&curl_slist_free_all) slistFreeAll = nullptr;
@@ -28,7 +27,6 @@ struct CurlLibrary {
     decltype(&curl_multi_poll) multiPoll = nullptr;
     decltype(&curl_multi_wakeup) multiWakeup = nullptr;
     decltype(&curl_multi_info_read) multiInfoRead = nullptr;
-    decltype(&curl_multi_strerror) multiStrerror = nullptr;
     decltype(&curl_multi_cleanup) multiCleanup = nullptr;
 
 private:

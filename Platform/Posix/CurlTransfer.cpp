@@ -28,7 +28,6 @@ CurlTransfer::CurlTransfer(const CurlLibrary& curl, HttpRequest request, const s
         preparation_ = CURLE_OUT_OF_MEMORY;
         return;
     }
-    set(CURLOPT_ERRORBUFFER, error_.data());
     set(CURLOPT_URL, request_.url.c_str());
     set(CURLOPT_TIMEOUT_MS, milliseconds(timeout));
     set(CURLOPT_NOSIGNAL, 1L);  // a thread of ours takes no signals anyway
@@ -78,6 +77,7 @@ void CurlTransfer::addHeader(const std::string& line) {
 
 std::size_t CurlTransfer::receive(char* bytes, std::size_t, std::size_t count, void* self) {
     auto& transfer = *static_cast<CurlTransfer*>(self);
+    if (!transfer.request_.wantsAnswerBody) return count;
     if (count > mostBody - transfer.reply_.body.size()) {
         transfer.isTooLarge_ = true;
         return 0;  // ends the transfer and its connection
@@ -86,10 +86,27 @@ std::size_t CurlTransfer::receive(char* bytes, std::size_t, std::size_t count, v
     return count;
 }
 
+const char* CurlTransfer::description(CURLcode result) {
+    switch (result) {
+        case CURLE_OPERATION_TIMEDOUT:
+            return "timed out";
+        case CURLE_COULDNT_RESOLVE_HOST:
+        case CURLE_COULDNT_RESOLVE_PROXY:
+            return "host not found";
+        case CURLE_COULDNT_CONNECT:
+            return "no connection";
+        case CURLE_PEER_FAILED_VERIFICATION:
+        case CURLE_SSL_CACERT_BADFILE:
+        case CURLE_SSL_CONNECT_ERROR:
+            return "no secure connection";
+        default:
+            return "request failed";
+    }
+}
+
 HttpReply CurlTransfer::takeReply(CURLcode result) {
     if (result != CURLE_OK) {
-        const std::string description = error_.front() != '\0' ? error_.data() : curl_.easyStrerror(result);
-        return {isTooLarge_ ? "response too large" : description, std::nullopt, {}};
+        return {isTooLarge_ ? "response too large" : description(result), std::nullopt, {}};
     }
     long status = 0;
     curl_.easyGetinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <memory>
 #include <string>
 
@@ -21,6 +20,8 @@ public:
     /// Whether the transfer may be carried out; anything else is its result.
     CURLcode preparation() const { return preparation_; }
     CURL* handle() const { return handle_.get(); }
+    /// Why a transfer failed, in general words: libcurl's own name hosts, files and even the password of a proxy.
+    static const char* description(CURLcode result);
     /// What the transfer brought; `result` is how it ended.
     HttpReply takeReply(CURLcode result);
 
@@ -37,7 +38,6 @@ private:
     const CurlLibrary& curl_;
     const HttpRequest request_;
     std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers_;
-    std::array<char, CURL_ERROR_SIZE> error_{};
     HttpReply reply_;
     bool isTooLarge_ = false;
     CURLcode preparation_ = CURLE_OK;

@@ -49,6 +49,7 @@ struct FakeHttpClient final : HttpClient {
         completions.push_back(std::move(completion));
         if (atOnce) completions.back()(*atOnce);
     }
+    std::vector<std::string> obstacles() override { return {}; }
     void stop() override {}
     std::vector<HttpRequest> requests;
     std::vector<std::function<void(HttpReply)>> completions;
