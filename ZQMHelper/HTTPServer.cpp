@@ -3,7 +3,6 @@
 #include <array>
 #include <charconv>
 
-#include "Platform/Process/Dispatch.h"
 #include "Platform/Process/Log.h"
 #include "Platform/Process/LoopbackListener.h"
 #include "Support/HttpText.h"
@@ -76,14 +75,21 @@ std::string fixedResponse(Verdict::Kind kind) {
     return {};
 }
 
+void Caller::answer(std::string_view body) const {
+    connection_->send(okResponse(body));
+}
+
+bool Caller::isGone() const {
+    return connection_->isGone("HTTP/1.1 200 OK\r\n");  // with which every route's answer begins
+}
+
 HTTPServer::HTTPServer(Platform& platform) : platform_(platform) {}
 
 HTTPServer::~HTTPServer() {
-    if (listener) listener->stop();  // from here on nothing calls this object but the handlers that run
+    if (listener) listener->stop();  // from here on nothing calls this object
 }
 
 void HTTPServer::start() {
-    handlers_ = platform_.dispatch.makeQueue("zqm.helper.http.conn", handlerWidth);
     const auto error =
         platform_.listener.start(port, [this](const std::shared_ptr<Connection>& accepted) { handle(accepted); });
     if (error) return platform_.log.print("[ZQMHelper] listener failed: " + *error);
@@ -101,13 +107,7 @@ void HTTPServer::answer(const std::shared_ptr<Connection>& connection, std::stri
     const auto verdict = judge(request, routes);
     if (verdict.kind == Verdict::Kind::close) return connection->cancel();
     if (verdict.kind != Verdict::Kind::serve) return connection->send(fixedResponse(verdict.kind));
-    // The table outlives the queue, and the queue its tasks.
-    auto serve = [connection, route = verdict.route] { connection->send(okResponse(route->handler())); };
-    if (verdict.route->mayBlock) {
-        handlers_->post(std::move(serve));
-    } else {
-        serve();
-    }
+    verdict.route->handler(Caller(connection));
 }
 
 }  // namespace zqm

@@ -7,22 +7,37 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Platform/Platform.h"
 
 namespace zqm {
 
 class Connection;
-class TaskQueue;
+
+/// Whoever asked for a route and waits for its body. Copies are the same caller; when the last of them goes without an
+/// answer, the connection is closed.
+class Caller {
+public:
+    explicit Caller(std::shared_ptr<Connection> connection) : connection_(std::move(connection)) {}
+
+    /// Sends the body. Once; any thread.
+    void answer(std::string_view body) const;
+    /// Whether nobody would receive an answer any more; a caller that has only ended its own stream would. The
+    /// listener's thread alone.
+    bool isGone() const;
+
+private:
+    std::shared_ptr<Connection> connection_;
+};
 
 /// What one path answers.
 struct Route {
     /// Absent: the route is open to every program on this machine.
     std::optional<std::string> expectedToken;
-    /// Returns the body. Called for several connections at once; must not throw.
-    std::function<std::string()> handler;
-    /// Whether the handler may wait for anything. One that does not runs on the listener's thread.
-    bool mayBlock = true;
+    /// Answers the caller, at once or later from any thread. Runs on the listener's thread, where everybody waits for
+    /// it: it must neither wait for anything nor throw.
+    std::function<void(const Caller&)> handler;
 };
 
 /// By exact path: case-sensitive, query included, nothing decoded.
@@ -49,13 +64,10 @@ std::string fixedResponse(Verdict::Kind kind);
 
 /// The helper's only inbound interface: one request and one response per connection, over the loopback interface.
 ///
-/// Handlers that may block run on a queue of their own, at most `handlerWidth` at once, the others wait their turn; the
-/// listener's thread is never held up. Main thread only; must not be destroyed by a handler. Destruction closes every
-/// connection and waits for the handlers that run; their results are dropped.
+/// Main thread only. Destruction closes every connection; answers that come later are dropped. With
+/// ZQM_CONNECTION_LOG=0 in the environment the system log gets no lines about connections.
 class HTTPServer {
 public:
-    static constexpr unsigned handlerWidth = 8;
-
     explicit HTTPServer(Platform& platform = Platform::current());
     ~HTTPServer();
     HTTPServer(const HTTPServer&) = delete;
@@ -73,7 +85,6 @@ private:
     void answer(const std::shared_ptr<Connection>& connection, std::string_view request);
 
     Platform& platform_;
-    std::unique_ptr<TaskQueue> handlers_;
 };
 
 }  // namespace zqm

@@ -8,7 +8,7 @@
 #include "Platform/Process/MainLoop.h"
 #include "Platform/Process/SystemSettings.h"
 #include "ZQMHelper/AccessToken.h"
-#include "ZQMHelper/ReportUpload.h"
+#include "ZQMHelper/Shared/Deployment.h"
 
 namespace zqm {
 
@@ -20,6 +20,7 @@ bool HelperAppDelegate::applicationDidFinishLaunching() {
         return false;
     }
     const std::string token = loadOrCreateToken(*container, platform_.files);
+    tellObstacles();
     const auto processReader = std::make_shared<ProcessReader>(platform_);
     sensorSnapshot_.setProcessReader(processReader);
     processReader->start();
@@ -38,10 +39,18 @@ bool HelperAppDelegate::applicationDidFinishLaunching() {
     return true;
 }
 
-/// The first report takes its time; whoever asks for it soon finds it made.
+/// Once, and here: the open route, where it would come to light later, must not tell a stranger.
+void HelperAppDelegate::tellObstacles() {
+    SystemSettings& settings = platform_.systemSettings;
+    if (geolocationHost(settings).empty() && collectionHost(settings).empty()) return;
+    for (const std::string& obstacle : platform_.httpClient.obstacles())
+        std::fprintf(stderr, "[ZQMHelper] %s\n", obstacle.c_str());
+}
+
+/// The first report takes its time; whoever asks for it soon finds it made, or waits for this one.
 void HelperAppDelegate::warmUpDiagnostics() {
-    warmUp_ = platform_.dispatch.makeQueue("zqm.warmup", 1);
-    warmUp_->post([this] {
+    diagnosticsQueue_ = platform_.dispatch.makeQueue("zqm.diagnostics", 1);
+    diagnosticsQueue_->post([this] {
         diagnostics_.collect(false);
         platform_.log.print("[ZQMHelper] diagnostics cache warmed");
     });
@@ -52,15 +61,19 @@ HelperAppDelegate::~HelperAppDelegate() {
 }
 
 RouteTable HelperAppDelegate::routes(const std::string& token) {
-    return {
-        {"/api/snapshot",
-         {.expectedToken = token, .handler = [this] { return sensorSnapshot_.text(); }, .mayBlock = false}},
-        {"/api/ping",
-         {.expectedToken = token, .handler = [] { return std::string(R"({"ok":true})"); }, .mayBlock = false}},
-        {"/api/diagnostics", {.expectedToken = token, .handler = [this] { return diagnostics_.collect(false); }}},
-        {"/api/diagnostics/report",
-         {.expectedToken = std::nullopt, .handler = [this] { return uploadReport(diagnostics_, platform_); }}},
+    const auto snapshot = [this](const Caller& caller) {
+        sensorSnapshot_.request([caller](std::string_view text) { caller.answer(text); });
     };
+    const auto ping = [](const Caller& caller) { caller.answer(R"({"ok":true})"); };
+    const auto diagnostics = [this](const Caller& caller) {
+        if (const auto report = diagnostics_.cached()) return caller.answer(*report);
+        diagnosticsQueue_->post([this, caller] { caller.answer(diagnostics_.collect(false)); });
+    };
+    const auto upload = [this](const Caller& caller) { uploads_.ask(caller); };
+    return {{"/api/snapshot", {token, snapshot}},
+            {"/api/ping", {token, ping}},
+            {"/api/diagnostics", {token, diagnostics}},
+            {"/api/diagnostics/report", {std::nullopt, upload}}};
 }
 
 }  // namespace zqm

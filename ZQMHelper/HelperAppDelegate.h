@@ -5,6 +5,7 @@
 
 #include "Platform/Platform.h"
 #include "ZQMHelper/HTTPServer.h"
+#include "ZQMHelper/ReportUploads.h"
 #include "ZQMHelper/SensorSnapshot.h"
 #include "ZQMHelper/Shared/DiagnosticsCollector.h"
 
@@ -17,13 +18,13 @@ public:
         : port_(port), platform_(platform), sensorSnapshot_(platform), diagnostics_(smc_, platform) {}
     ~HelperAppDelegate();
 
-    /// The launch handler: token, process rankings, diagnostics, settings, engine, routes,
-    /// server, in this order. Called once, on the main thread.
-    /// False when there is no shared container: nothing has been started, the reason stands on standard error, and the
-    /// process is to end.
+    /// The launch handler: token, what keeps hosts from being asked, process rankings, diagnostics, settings, engine,
+    /// routes, server, in this order. Called once, on the main thread. False when there is no shared container: nothing
+    /// has been started, the reason stands on standard error, and the process is to end.
     bool applicationDidFinishLaunching();
 
 private:
+    void tellObstacles();
     void warmUpDiagnostics();
     RouteTable routes(const std::string& token);
 
@@ -32,8 +33,9 @@ private:
     SensorSnapshot sensorSnapshot_;
     std::shared_ptr<SMCBridge> smc_ = std::make_shared<SMCBridge>(platform_);
     DiagnosticsCollector diagnostics_;
-    std::unique_ptr<TaskQueue> warmUp_;
-    std::unique_ptr<HTTPServer> server_;
+    std::unique_ptr<TaskQueue> diagnosticsQueue_;  // of the reports that are asked for, not of those that are sent
+    ReportUploads uploads_{diagnostics_, platform_};
+    std::unique_ptr<HTTPServer> server_;  // last: its destruction ends the thread that calls the others
 };
 
 }  // namespace zqm

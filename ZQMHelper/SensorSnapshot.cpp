@@ -31,12 +31,19 @@ void SensorSnapshot::publish() {
     text_.swap(text);
 }
 
+std::shared_ptr<const std::string> SensorSnapshot::composed() const {
+    const MutexLock hold(lock_);
+    return text_;
+}
+
 std::string SensorSnapshot::text() const {
-    const auto current = [this] {
-        const MutexLock hold(lock_);
-        return text_;
-    }();
-    return *current;
+    const auto current = composed();
+    return current ? *current : R"({"error":"engine not started"})";
+}
+
+void SensorSnapshot::request(std::function<void(std::string_view)> take) const {
+    if (const auto current = composed()) return take(*current);
+    mainLoop_.post([this, take = std::move(take)] { take(text()); });
 }
 
 std::string SensorSnapshot::processes() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -26,6 +27,9 @@ public:
 
     /// What the route answers now. Any thread.
     std::string text() const;
+    /// Hands `take` what the route answers: at once where a text has been composed, else on the main thread, behind
+    /// what has been posted there, such as the engine's creation. Any thread; nobody waits.
+    void request(std::function<void(std::string_view)> take) const;
 
     /// The rankings as a JSON object with one array per category, all six in their order, at most ten entries each.
     /// Main thread.
@@ -33,13 +37,13 @@ public:
 
 private:
     void publish();
+    std::shared_ptr<const std::string> composed() const;
 
-    [[maybe_unused]] MainLoop& mainLoop_;  // asserted alone
+    MainLoop& mainLoop_;
     std::shared_ptr<ProcessReader> processReader_;
     std::shared_ptr<MonitorEngine> engine_;
     mutable Mutex lock_;
-    std::shared_ptr<const std::string> text_ ZQM_GUARDED_BY(lock_) =
-        std::make_shared<const std::string>(R"({"error":"engine not started"})");
+    std::shared_ptr<const std::string> text_ ZQM_GUARDED_BY(lock_);  // null before there is an engine
 };
 
 }  // namespace zqm

@@ -88,6 +88,7 @@ struct Client final : Connection {
         answer = std::move(message);
     }
     void cancel() override { end(); }
+    bool isGone(std::string_view) override { return ended; }
     void end() {
         require(!ended, "a connection ends once");
         ended = true;
@@ -97,12 +98,14 @@ struct Client final : Connection {
     bool ended = false;
 };
 
-/// A started server with the pages of one site, every second one of them served on the queue of those that wait.
+/// A started server with the pages of one site, every second one of them answered later.
 struct Host {
     explicit Host(const Site& site) : pages(site) {
-        bool mayBlock = false;
         for (const Page& page : site) {
-            server.routes[page.path] = {page.token, [this, &page] { return ++calls, page.body; }, mayBlock = !mayBlock};
+            server.routes[page.path] = {page.token, [this, &page](const Caller& caller) {
+                                            if (++calls, isLater = !isLater) return caller.answer(page.body);
+                                            platform.loop.post([caller, &page] { caller.answer(page.body); });
+                                        }};
         }
         server.start();
     }
@@ -122,6 +125,7 @@ struct Host {
     FakePlatform platform;
     HTTPServer server{platform.platform};
     int calls = 0;
+    bool isLater = false;
 };
 
 std::string acrossTheBound(std::string_view rest) {

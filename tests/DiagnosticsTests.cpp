@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "ZQMHelper/ReportUpload.h"
+#include "Platform/Process/LoopbackListener.h"
+#include "ZQMHelper/ReportUploads.h"
 #include "tests/fakes/FakePlatform.h"
 
 // Whole reports of whole machines are golden texts; here stands what these do not show.
@@ -10,9 +11,25 @@
 namespace zqm {
 namespace {
 
+struct Asker final : Connection {
+    void receive(std::size_t, std::function<void(std::string_view)>) override {}
+    void send(std::string message) override { body = message.substr(message.find("\r\n\r\n") + 4); }
+    void cancel() override {}
+    bool isGone(std::string_view) override { return gone; }
+    std::string body;
+    bool gone = false;
+};
+
 struct Diagnostics : testing::Test {
     FakePlatform machine;
     DiagnosticsCollector collector{std::make_shared<SMCBridge>()};
+    ReportUploads uploads{collector};
+
+    std::shared_ptr<Asker> ask() {
+        auto asker = std::make_shared<Asker>();
+        uploads.ask(Caller(asker));
+        return asker;
+    }
 };
 
 TEST_F(Diagnostics, NameTheServicesThatAreNotThere) {
@@ -55,7 +72,9 @@ TEST_F(Diagnostics, UploadsAFreshReportAndSaysHowItWent) {
         machine.clock.advance(Seconds(1));
         machine.systemSettings.variables["ZQM_COLLECTION_HOST"] = host;
         machine.httpClient.atOnce = answer;
-        EXPECT_EQ(uploadReport(collector), reply);
+        const auto asker = ask();
+        machine.loop.runFor(Seconds(0));
+        EXPECT_EQ(asker->body, reply);
     }
     ASSERT_EQ(machine.httpClient.requests.size(), 4u);
     const HttpRequest& request = machine.httpClient.requests.front();
@@ -64,6 +83,34 @@ TEST_F(Diagnostics, UploadsAFreshReportAndSaysHowItWent) {
     EXPECT_EQ(request.timeout, Seconds(10));
     EXPECT_NE(request.body, before);
     EXPECT_EQ(machine.httpClient.requests.back().body, collector.collect(false));
+}
+
+TEST_F(Diagnostics, OneUploadServesAllWhoWaitAndNobodyWhoHasGone) {
+    const auto& requests = machine.httpClient.requests;
+    machine.systemSettings.variables["ZQM_COLLECTION_HOST"] = "a.example";
+    const auto pass = [this] { machine.clock.advance(Seconds(1)), machine.loop.runFor(Seconds(0)); };
+    ask()->gone = true;  // while its report is built
+    pass();
+    EXPECT_TRUE(requests.empty());
+    const auto first = ask();
+    pass();
+    std::vector<std::shared_ptr<Asker>> later;
+    while (later.size() < ReportUploads::mostWaiting) later.push_back(ask());
+    EXPECT_EQ(later.back()->body, R"({"error":"too many wait already"})");
+    for (const auto& asker : later) asker->gone = asker != later.front();
+    const auto afterwards = ask();  // takes the place of one that has gone
+    pass();
+    EXPECT_EQ(requests.size(), 1u);
+    machine.httpClient.completions.back()({.error = {}, .status = 200, .body = {}});
+    EXPECT_EQ(first->body + later.front()->body, R"({"status":"sent"})");
+    pass();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_NE(requests[0].body, requests[1].body);
+    machine.httpClient.completions.back()({.error = {}, .status = 201, .body = {}});
+    pass();
+    EXPECT_EQ(later.front()->body + afterwards->body,
+              R"({"error":"server returned 201"}{"error":"server returned 201"})");
+    EXPECT_EQ(requests.size(), 2u);
 }
 
 }  // namespace

@@ -4,14 +4,13 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
-#include <atomic>
 #include <ctime>
 #include <filesystem>
 #include <future>
+#include <thread>
 
 #include "Platform/Posix/AsioListener.h"
 #include "Platform/Posix/Descriptor.h"
-#include "Platform/Posix/ThreadQueues.h"
 #include "ZQMHelper/HTTPServer.h"
 #include "tests/fakes/FakePlatform.h"
 
@@ -22,28 +21,28 @@ using Lines = std::vector<std::string>;
 
 const std::string okReply = okResponse("{\"ok\":true}");
 
-/// The server on real sockets and threads. "/slow" waits for the gate, after it has said so.
+/// The server on real sockets. "/later" keeps its callers until a test answers them.
 struct Helper {
     explicit Helper(std::uint16_t port = 0) {
         server->port = port;
-        server->routes["/open"] = {std::nullopt, [] { return "{\"ok\":true}"; }, false};
-        server->routes["/large"] = {std::nullopt, [] { return std::string(8 << 20, 'x'); }, false};
-        server->routes["/slow"] = {std::nullopt, [this] {
-                                       if (--slowOnes == 0) allArrived.set_value();
-                                       opened.wait();
-                                       return "{\"ok\":true}";
-                                   }};
+        server->routes["/open"] = {std::nullopt, [](const Caller& caller) { caller.answer("{\"ok\":true}"); }};
+        server->routes["/large"] = {std::nullopt,
+                                    [](const Caller& caller) { caller.answer(std::string(8 << 20, 'x')); }};
+        server->routes["/later"] = {std::nullopt, [this](const Caller& caller) { later.push_back(caller); }};
         server->start();
     }
+    /// Runs on the listener's thread.
+    template <class Task>
+    auto there(Task task) {
+        const auto packaged = std::make_shared<std::packaged_task<decltype(task())()>>(task);
+        listener.post([packaged] { (*packaged)(); });
+        return packaged->get_future().get();
+    }
 
-    std::promise<void> allArrived;
-    std::atomic<int> slowOnes{1};
-    std::promise<void> gate;
-    std::shared_future<void> opened{gate.get_future()};
-    ThreadQueues queues;
+    std::vector<Caller> later;
     AsioListener listener;
     FakePlatform fakes;
-    Platform platform = fakes.with(queues, listener, fakes.log);
+    Platform platform = fakes.with(fakes.loop, listener, fakes.log);
     std::unique_ptr<HTTPServer> server = std::make_unique<HTTPServer>(platform);
 };
 
@@ -113,34 +112,29 @@ TEST(Listener, AnswersTheFirstReadWholeWhateverElseTheClientSends) {
               "[ZQMHelper] connection received[ZQMHelper] data received: 20 bytes[ZQMHelper] data received: 0 bytes");
 }
 
-TEST(Listener, BlockedHandlersDelayNobodyElse) {
+TEST(Listener, TellsCallersThatHaveGoneFromThoseThatStillRead) {
     Helper helper;
-    helper.slowOnes = HTTPServer::handlerWidth;
-    std::vector<std::unique_ptr<Client>> slow;
-    for (unsigned i = 0; i < HTTPServer::handlerWidth + 3; ++i) {
-        slow.push_back(std::make_unique<Client>(helper, "GET /slow"));
-    }
-    helper.allArrived.get_future().wait();
-    EXPECT_EQ(Client(helper, "GET /open").reply(), okReply);
-    helper.slowOnes = -1;  // the three that waited find the gate open
-    helper.gate.set_value();
-    for (auto& client : slow) EXPECT_EQ(client->reply(), okReply);
-}
-
-TEST(Listener, TheServerMayGoWhileAHandlerRuns) {
-    Helper helper;
-    Client client(helper, "GET /slow");
-    helper.allArrived.get_future().wait();
-    std::atomic<bool> released{false};
-    auto opener = std::async(std::launch::async, [&] {
-        const auto reply = client.reply();  // ends when the server lets go of the connection
-        released = true;
-        helper.gate.set_value();
-        return reply;
-    });
-    helper.server.reset();
-    EXPECT_TRUE(released) << "did not wait for the handler";
-    EXPECT_EQ(opener.get(), "");
+    auto askLater = [&, count = 0u](std::string_view request) mutable {
+        auto client = std::make_unique<Client>(helper, request);
+        for (++count; helper.there([&] { return helper.later.size(); }) < count;) std::this_thread::yield();
+        return client;
+    };
+    const auto waiting = askLater("GET /later"), halfClosed = askLater("GET /later");
+    auto closed = askLater("GET /later\r\n" + std::string(100 * 1024, 'y'));
+    halfClosed->endSending();
+    closed.reset();
+    const auto gone = [&] {
+        return helper.there([&] {
+            std::string signs;
+            for (const Caller& caller : helper.later) signs += caller.isGone() ? '-' : '+';
+            return signs;
+        });
+    };
+    for (int i = 0; i < 1000 && gone() != "++-"; ++i) std::this_thread::yield();
+    EXPECT_EQ(gone(), "++-");
+    for (const Caller& caller : helper.later) caller.answer("{\"ok\":true}");
+    EXPECT_EQ(waiting->reply(), okReply);
+    EXPECT_EQ(halfClosed->reply(), okReply);
 }
 
 TEST(Listener, APortIsTakenOverAtOnceButNotShared) {
@@ -155,19 +149,24 @@ TEST(Listener, APortIsTakenOverAtOnceButNotShared) {
     EXPECT_EQ(Client(third, "GET /open").reply(), okReply);
 }
 
-TEST(Listener, SilentClientsCostNoThreadAndLeaveDescriptorsToOthers) {
+TEST(Listener, SilentClientsCostNoThreadAndTheLongestSilentMakesRoom) {
     const auto files = limitFiles(128);  // 64 of them for connections
     Helper helper;
     limitFiles(files);
     const auto threads = threadCount();
+    Client asking(helper, "GET /later");
     std::vector<std::unique_ptr<Client>> silent;
-    for (int i = 0; i < 64; ++i) silent.push_back(std::make_unique<Client>(helper));
+    for (int i = 0; i < 63; ++i) silent.push_back(std::make_unique<Client>(helper));
+    EXPECT_EQ(silent.front()->reply(100), "silence");
     Client next(helper, "GET /open");
-    EXPECT_EQ(next.reply(100), "silence");
-    EXPECT_EQ(threadCount(), threads);
-    silent.pop_back();
     EXPECT_EQ(next.reply(), okReply);
+    EXPECT_EQ(threadCount(), threads);
+    EXPECT_EQ(silent[0]->reply(), "");
+    silent[1]->send("GET /open");
+    EXPECT_EQ(silent[1]->reply(), okReply);
     EXPECT_EQ(Client(helper, "GET /open").reply(), okReply) << "a client that does not close keeps its place";
+    helper.there([&] { return helper.later.front().answer("{\"ok\":true}"); });
+    EXPECT_EQ(asking.reply(), okReply);
 }
 
 TEST(Listener, WaitsWithoutSpinningWhenDescriptorsRanOut) {

@@ -83,10 +83,16 @@ TEST_F(Engine, DerivesTheLoadFromTheBusiestOfThree) {
 
 TEST_F(Engine, SnapshotRouteFollowsThePublishedSample) {
     SensorSnapshot route;
-    EXPECT_EQ(route.text(), R"({"error":"engine not started"})");
-    start();
-    route.setEngine(engine);
+    std::vector<std::string> answers;
+    const auto ask = [&] { route.request([&](std::string_view text) { answers.emplace_back(text); }); };
+    ask();
+    machine.loop.runFor(Seconds(0));
+    EXPECT_EQ(answers, std::vector<std::string>{R"({"error":"engine not started"})"});
+    machine.loop.post([&] { start(), route.setEngine(engine); });
+    ask();  // is answered behind that
+    machine.loop.runFor(Seconds(0));
     const std::string defaults = route.text();
+    EXPECT_EQ(answers.back(), defaults);
     machine.loop.runFor(Seconds(1));
     EXPECT_EQ(route.text(), withProcesses(engine->snapshotJSON(), route.processes()));
     EXPECT_NE(route.text(), defaults);

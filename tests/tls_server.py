@@ -56,22 +56,23 @@ class Connection(socketserver.StreamRequestHandler):
         self.wfile.write(f"HTTP/1.1 {status} Reason\r\n{extra}Content-Length: {len(body)}\r\n\r\n".encode() + body)
 
 
-def serve(certificate, name):
+def make_server(certificate, name, handler=Connection):
     subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
                     "-subj", "/CN=Test server", "-addext", "subjectAltName=" + name, "-days", "2",
                     "-keyout", certificate, "-out", certificate + ".pem"], check=True, stderr=subprocess.DEVNULL)
-    server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), Connection)
+    server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), handler)
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(certificate + ".pem", certificate)
     server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
-    threading.Thread(target=server.serve_forever, daemon=True).start()
-    print(os.path.basename(certificate), server.server_address[1])
+    return server
 
 
 def main():
     parent, folder = os.getppid(), sys.argv[1]
     for certificate, name in ("good", "IP:127.0.0.1"), ("elsewhere", "DNS:elsewhere.test"), ("untrusted", "IP:127.0.0.1"):
-        serve(f"{folder}/{certificate}", name)
+        server = make_server(f"{folder}/{certificate}", name)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        print(certificate, server.server_address[1])
     subprocess.run("cat good.pem elsewhere.pem > authorities.pem", shell=True, check=True, cwd=folder)
     silent = socket.create_server(("127.0.0.1", 0))  # connects, never says a word
     print(f"silent {silent.getsockname()[1]}\nready", flush=True)

@@ -5,6 +5,7 @@
 #include <asio/dispatch.hpp>
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
+#include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <atomic>
 #include <cerrno>
@@ -34,6 +35,9 @@ public:
                                      std::function<void(std::shared_ptr<Connection>)> accepted);
     void stop();
     std::uint16_t port() const { return port_; }
+    void post(std::function<void()> task) {
+        asio::post(io_, [task = std::move(task)]() noexcept { task(); });
+    }
     /// Runs `task` on the listener's thread, at once when called there. Not at all after `stop`.
     template <class Task>
     void dispatch(Task task) {
@@ -41,6 +45,10 @@ public:
     }
 
 private:
+    /// At the limit one more is accepted before a silent one makes room, so that none has to without need.
+    bool canAccept() const {
+        return sessions_.count() < limit_ || (sessions_.count() == limit_ && sessions_.hasSilent());
+    }
     void waitForConnections();
     void acceptConnections();
 
@@ -75,6 +83,10 @@ public:
     void cancel() override {
         ended_ = true;
         tell([](AsioSession& session) { session.close(); });
+    }
+    bool isGone(std::string_view beginning) override {
+        const auto session = session_.lock();
+        return !session || session->isGone(beginning);
     }
 
 private:
@@ -123,7 +135,7 @@ void AsioListener::Core::stop() {
 }
 
 void AsioListener::Core::waitForConnections() {
-    accepting_ = sessions_.count() < limit_;  // else until one of them closes
+    accepting_ = canAccept();  // else until one of them closes or turns out to be silent
     if (!accepting_) return;
     acceptor_.async_wait(asio::socket_base::wait_read, [this](std::error_code error) {
         if (!error) acceptConnections();
@@ -131,12 +143,13 @@ void AsioListener::Core::waitForConnections() {
 }
 
 void AsioListener::Core::acceptConnections() {
-    for (int i = 0; i < acceptsInARow && sessions_.count() < limit_; ++i) {
+    for (int i = 0; i < acceptsInARow && canAccept(); ++i) {
         auto descriptor = acceptConnection(acceptor_.native_handle());
         if (!descriptor) {
             if (errno == ECONNABORTED || errno == EINTR) continue;
             if (errno == EAGAIN || errno == EWOULDBLOCK) break;
-            // Out of descriptors or memory: the connection stays in the queue, and asking again at once would spin.
+            // Out of descriptors or memory. The connection stays in the queue, and asking again at once would spin.
+            if (sessions_.closeLongestSilent()) continue;
             shortage_.expires_after(shortagePause);
             shortage_.async_wait([this](std::error_code error) {
                 if (!error) acceptConnections();
@@ -144,6 +157,7 @@ void AsioListener::Core::acceptConnections() {
             return;
         }
         accepted_(std::make_shared<Handle>(shared_from_this(), sessions_.add(std::move(descriptor))));
+        if (sessions_.count() > limit_) sessions_.closeLongestSilent();
     }
     waitForConnections();
 }
@@ -157,6 +171,10 @@ AsioListener::~AsioListener() {
 std::optional<std::string> AsioListener::start(std::uint16_t port,
                                                std::function<void(std::shared_ptr<Connection>)> accepted) {
     return core_->start(listenOnLoopback(port), "zqm.helper.http", std::move(accepted));
+}
+
+void AsioListener::post(std::function<void()> task) {
+    core_->post(std::move(task));
 }
 
 void AsioListener::stop() {
@@ -177,6 +195,10 @@ AsioNetworkListener::~AsioNetworkListener() {
 std::optional<std::string> AsioNetworkListener::start(std::uint16_t port,
                                                       std::function<void(std::shared_ptr<Connection>)> accepted) {
     return core_->start(listenOn(address_, port), "zqm.http", std::move(accepted));
+}
+
+void AsioNetworkListener::post(std::function<void()> task) {
+    core_->post(std::move(task));
 }
 
 void AsioNetworkListener::stop() {

@@ -16,6 +16,7 @@ public:
     ~AsioListener() override;
     std::optional<std::string> start(std::uint16_t port,
                                      std::function<void(std::shared_ptr<Connection>)> accepted) override;
+    void post(std::function<void()> task) override;
     void stop() override;
     /// The port listened on, which the system chooses when `start` is asked for port 0; 0 while not listening.
     std::uint16_t port() const;
@@ -35,6 +36,7 @@ public:
     ~AsioNetworkListener() override;
     std::optional<std::string> start(std::uint16_t port,
                                      std::function<void(std::shared_ptr<Connection>)> accepted) override;
+    void post(std::function<void()> task) override;
     void stop() override;
     std::uint16_t port() const;
 

@@ -1,5 +1,6 @@
 #include "Platform/Posix/AsioSession.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -11,6 +12,8 @@
 #include <system_error>
 #include <utility>
 
+#include "Platform/Posix/PosixProcess.h"
+
 namespace zqm {
 namespace {
 
@@ -21,27 +24,71 @@ constexpr auto sweepPeriod = 250ms;
 constexpr auto discardTime = 1s - sweepPeriod;  // a session is closed at the first sweep after its time
 constexpr std::size_t discardBytes = 1024 * 1024;
 
+constexpr std::size_t burst = 1000;  // connections at once whose memory is worth giving back
+constexpr auto burstPause = 2s;
+
 #if defined(MSG_MORE)
-constexpr int sendFlags = MSG_NOSIGNAL | MSG_MORE;  // the end of the stream travels with the last bytes
+constexpr int plainSend = MSG_DONTWAIT | MSG_NOSIGNAL;
+constexpr int lastSend = plainSend | MSG_MORE;  // the end of the stream travels with the last bytes
 #else
-constexpr int sendFlags = 0;
+constexpr int plainSend = MSG_DONTWAIT;
+constexpr int lastSend = plainSend;
 #endif
+
+bool wouldBlock() {
+    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+}
 
 }  // namespace
 
 std::shared_ptr<AsioSession> AsioSessions::add(Descriptor descriptor) {
     auto session = std::make_shared<AsioSession>(*this, std::move(descriptor));
-    session->place_ = open_.insert(open_.end(), session);
+    session->place_ = busy_.insert(busy_.end(), session);
+    highest_ = std::max(highest_, count());
     return session;
 }
 
-void AsioSessions::closeAll() {
-    while (!open_.empty()) open_.front()->close();
+bool AsioSessions::closeLongestSilent() {
+    // Bytes that have come but were not read yet are not silence.
+    const auto longest =
+        std::find_if_not(silent_.begin(), silent_.end(), [](const auto& session) { return session->hasBytes(); });
+    if (longest == silent_.end()) return false;
+    const auto session = *longest;
+    session->close();
+    return true;
 }
 
-void AsioSessions::remove(std::list<std::shared_ptr<AsioSession>>::iterator session) {
-    open_.erase(session);
-    onClosed_();
+void AsioSessions::closeAll() {
+    for (List* list : {&silent_, &busy_}) {
+        while (!list->empty()) list->front()->close();
+    }
+}
+
+void AsioSessions::keepSilent(const AsioSession& session) {
+    silent_.splice(silent_.end(), busy_, session.place_);
+    onRoom_();
+}
+
+void AsioSessions::keepBusy(const AsioSession& session) {
+    busy_.splice(busy_.end(), silent_, session.place_);
+}
+
+void AsioSessions::remove(const AsioSession& session) {
+    (session.isSilent_ ? silent_ : busy_).erase(session.place_);
+    if (highest_ >= burst && count() < highest_ / 4) giveBackSoon();
+    onRoom_();
+}
+
+/// Whatever thousands of connections took stays with the process otherwise, long after they have gone.
+void AsioSessions::giveBackSoon() {
+    if (std::exchange(giving_, true)) return;
+    giver_.expires_after(burstPause);
+    giver_.async_wait([this](std::error_code error) {
+        giving_ = false;
+        if (error) return;
+        highest_ = count();
+        giveBackIdleMemory();
+    });
 }
 
 void AsioSessions::sweepSoon() {
@@ -55,7 +102,7 @@ void AsioSessions::sweepSoon() {
 void AsioSessions::sweep() {
     sweeping_ = false;
     const auto now = AsioSession::Clock::now();
-    for (auto next = open_.begin(); next != open_.end();) {
+    for (auto next = busy_.begin(); next != busy_.end();) {
         const auto session = *next++;
         if (!session->sending_) continue;
         if (session->deadline_ <= now) {
@@ -79,9 +126,17 @@ void AsioSession::receive(std::size_t maximum, std::function<void(std::string_vi
 void AsioSession::readOnce() {
     if (closed_) return;
     const auto count = ::recv(number_, sessions_.scratch_.data(), maximum_, MSG_DONTWAIT);
-    if (count >= 0) return deliver({sessions_.scratch_.data(), static_cast<std::size_t>(count)});
-    if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) return deliver({});
-    waitReadable(&AsioSession::readOnce);
+    if (count < 0 && wouldBlock()) {
+        if (!std::exchange(isSilent_, true)) sessions_.keepSilent(*this);
+        return waitReadable(&AsioSession::readOnce);
+    }
+    if (std::exchange(isSilent_, false)) sessions_.keepBusy(*this);
+    deliver({sessions_.scratch_.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))});
+}
+
+bool AsioSession::hasBytes() const {
+    char byte = 0;
+    return ::recv(number_, &byte, 1, MSG_DONTWAIT | MSG_PEEK) > 0;
 }
 
 /// Hands the descriptor to Asio, which not every connection needs.
@@ -98,14 +153,29 @@ void AsioSession::deliver(std::string_view bytes) {
     if (received) received(bytes);
 }
 
+bool AsioSession::isGone(std::string_view beginning) {
+    if (closed_) return true;
+    if (sending_ || !hasEnded()) return false;
+    if (sentAhead_ == 0) {
+        const auto sent = ::send(number_, beginning.data(), beginning.size(), plainSend);
+        sentAhead_ = static_cast<std::size_t>(std::max<ssize_t>(sent, 0));
+    }
+    // On this machine's own interfaces the reset of a peer that has closed has come back by now.
+    pollfd state{number_, 0, 0};
+    if (::poll(&state, 1, 0) != 1) return false;
+    close();
+    return true;
+}
+
 void AsioSession::send(std::string message) {
     if (closed_ || std::exchange(sending_, true)) return;
-    const auto sent = ::send(number_, message.data(), message.size(), MSG_DONTWAIT | sendFlags);
-    if (sent == static_cast<ssize_t>(message.size())) return finish();
-    if (sent < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) return close();
+    const auto rest = std::string_view(message).substr(sentAhead_);
+    const auto sent = ::send(number_, rest.data(), rest.size(), lastSend);
+    if (sent == static_cast<ssize_t>(rest.size())) return finish();
+    if (sent < 0 && !wouldBlock()) return close();
     message_ = std::move(message);
     setDeadline(sendTime);
-    sendRest(sent > 0 ? static_cast<std::size_t>(sent) : 0);
+    sendRest(sentAhead_ + static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
 }
 
 void AsioSession::sendRest(std::size_t sent) {
@@ -129,13 +199,20 @@ void AsioSession::finish() {
 }
 
 void AsioSession::discard() {
-    while (!closed_) {
-        const auto count = ::recv(number_, sessions_.scratch_.data(), sessions_.scratch_.size(), MSG_DONTWAIT);
-        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
-        if (count > 0) discarded_ += static_cast<std::size_t>(count);
-        if (count <= 0 || discarded_ > discardBytes) return close();
-    }
+    if (closed_) return;
+    if (hasEnded()) return close();
     waitReadable(&AsioSession::discard);
+}
+
+/// Discards what has come since the request; true once the peer has ended its stream or sent too much.
+bool AsioSession::hasEnded() {
+    while (discarded_ <= discardBytes) {
+        const auto count = ::recv(number_, sessions_.scratch_.data(), sessions_.scratch_.size(), MSG_DONTWAIT);
+        if (count < 0 && wouldBlock()) return false;
+        if (count <= 0) return true;
+        discarded_ += static_cast<std::size_t>(count);
+    }
+    return true;
 }
 
 void AsioSession::waitReadable(void (AsioSession::*next)()) {
@@ -157,7 +234,7 @@ void AsioSession::close() {
     socket_.close(ignored);
     descriptor_.reset();
     const auto dropped = std::exchange(received_, nullptr);  // it may own the handle of this very session
-    sessions_.remove(place_);
+    sessions_.remove(*this);
 }
 
 }  // namespace zqm

@@ -21,26 +21,37 @@ class AsioSession;
 /// `context` runs its handlers.
 class AsioSessions {
 public:
-    /// `onClosed` is called after each connection that has closed.
-    AsioSessions(asio::io_context& context, std::function<void()> onClosed)
-        : context_(context), onClosed_(std::move(onClosed)) {}
+    /// `onRoom` is called after each connection that has closed or that has turned out to be silent.
+    AsioSessions(asio::io_context& context, std::function<void()> onRoom)
+        : context_(context), onRoom_(std::move(onRoom)) {}
 
     std::shared_ptr<AsioSession> add(Descriptor descriptor);
-    std::size_t count() const { return open_.size(); }
+    std::size_t count() const { return busy_.size() + silent_.size(); }
+    bool hasSilent() const { return !silent_.empty(); }
+    /// Closes the connection whose client has been silent longest; false when all have said something.
+    bool closeLongestSilent();
     void closeAll();
 
 private:
     friend class AsioSession;
+    using List = std::list<std::shared_ptr<AsioSession>>;
 
-    void remove(std::list<std::shared_ptr<AsioSession>>::iterator session);
+    void keepSilent(const AsioSession& session);
+    void keepBusy(const AsioSession& session);
+    void remove(const AsioSession& session);
+    void giveBackSoon();
     void sweepSoon();
     void sweep();
 
     asio::io_context& context_;
-    const std::function<void()> onClosed_;
-    std::list<std::shared_ptr<AsioSession>> open_;
+    const std::function<void()> onRoom_;
+    List busy_;    // not read yet, being answered, or closing
+    List silent_;  // nothing has come yet; the one that has been silent longest in front
     asio::steady_timer sweeper_{context_};
     bool sweeping_ = false;
+    asio::steady_timer giver_{context_};
+    bool giving_ = false;
+    std::size_t highest_ = 0;              // connections at once since memory was given back
     std::array<char, 64 * 1024> scratch_;  // for bytes that are used or discarded at once
 };
 
@@ -50,6 +61,7 @@ public:
     AsioSession(AsioSessions& sessions, Descriptor descriptor);
 
     void receive(std::size_t maximum, std::function<void(std::string_view)> received);
+    bool isGone(std::string_view beginning);
     void send(std::string message);
     void close();
 
@@ -58,6 +70,8 @@ private:
     using Clock = asio::steady_timer::clock_type;
 
     void watch();
+    bool hasBytes() const;
+    bool hasEnded();
     void readOnce();
     void deliver(std::string_view bytes);
     void sendRest(std::size_t sent);
@@ -67,13 +81,15 @@ private:
     void setDeadline(Clock::duration time);
 
     AsioSessions& sessions_;
-    std::list<std::shared_ptr<AsioSession>>::iterator place_;
+    AsioSessions::List::iterator place_;
+    bool isSilent_ = false;         // which of the lists that is in
     asio::ip::tcp::socket socket_;  // open once there is something to wait for; then it owns the descriptor
     Descriptor descriptor_;
     const int number_;  // of the descriptor, whoever owns it
     std::function<void(std::string_view)> received_;
     std::size_t maximum_ = 0;
     std::string message_;
+    std::size_t sentAhead_ = 0;  // bytes of the message that `isGone` has sent
     std::size_t discarded_ = 0;
     Clock::time_point deadline_;  // while sending
     bool sending_ = false;

@@ -26,10 +26,15 @@ public:
     virtual void send(std::string message) = 0;
     /// Closes without sending.
     virtual void cancel() = 0;
+    /// Whether nobody is there any more to read what `send` would send. Of a peer that has ended its stream only a
+    /// write shows whether it still reads: it is sent `beginning`, with which the message must begin, ahead of the
+    /// rest.
+    virtual bool isGone(std::string_view beginning) = 0;
 };
 
-/// Accepts connections. A client that says nothing costs a descriptor, never a thread; when descriptors run short,
-/// accepting pauses until there are some again and the rest of the process keeps its share.
+/// Accepts connections. A client that says nothing costs a descriptor, never a thread; when descriptors run short, the
+/// client that has been silent longest loses its connection to the next one, never one that has asked. Without silent
+/// ones accepting pauses until there are descriptors again. The rest of the process keeps its share.
 class Listener {
 public:
     virtual ~Listener() = default;
@@ -37,6 +42,8 @@ public:
     /// description, or nullopt when it listens. Called once, before anything else uses the listener.
     virtual std::optional<std::string> start(std::uint16_t port,
                                              std::function<void(std::shared_ptr<Connection>)> accepted) = 0;
+    /// Runs `task` on the listener's thread, soon; drops it once the listener has stopped. Any thread.
+    virtual void post(std::function<void()> task) = 0;
     /// Stops listening, closes every connection and ends the listener's thread. Any thread but the listener's own.
     virtual void stop() = 0;
 };

@@ -85,12 +85,14 @@ std::optional<std::string> tableLine(const RegistryEntry& pmgr, const std::strin
 DiagnosticsCollector::DiagnosticsCollector(std::shared_ptr<SMCBridge> smc, Platform& platform)
     : platform_(platform), loader_(platform), smc_(std::move(smc)) {}
 
+std::optional<std::string> DiagnosticsCollector::cached() {
+    const MutexLock hold(cacheLock_);
+    const bool isFresh = cachedResult_ && platform_.clock.continuous() - cachedResult_->at < cacheLifetime;
+    return isFresh ? std::optional(cachedResult_->text) : std::nullopt;
+}
+
 std::string DiagnosticsCollector::collect(bool forceRefresh) {
-    if (!forceRefresh) {
-        const MutexLock hold(cacheLock_);
-        if (cachedResult_ && platform_.clock.continuous() - cachedResult_->at < cacheLifetime)
-            return cachedResult_->text;
-    }
+    if (auto kept = forceRefresh ? std::nullopt : cached()) return *std::move(kept);
     // Outside the lock: two callers may build one each, and the last is kept.
     std::string text = collectFresh();
     const MutexLock hold(cacheLock_);

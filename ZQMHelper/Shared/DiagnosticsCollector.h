@@ -23,7 +23,9 @@ class DiagnosticsCollector {
 public:
     explicit DiagnosticsCollector(std::shared_ptr<SMCBridge> smc, Platform& platform = Platform::current());
 
-    /// The report; one younger than 300 s (sleep included) is served again unless `forceRefresh`.
+    /// The last report, nullopt when there is none younger than 300 s (sleep included). Does not block.
+    std::optional<std::string> cached();
+    /// The report; `cached` is served again unless `forceRefresh`.
     std::string collect(bool forceRefresh);
 
 private:

@@ -162,6 +162,7 @@ struct FakeListener final : LoopbackListener {
         accepted = std::move(callback);
         return error;
     }
+    void post(std::function<void()> task) override { task(); }
     void stop() override { accepted = nullptr; }
     std::optional<std::string> error;
     std::function<void(std::shared_ptr<Connection>)> accepted;

@@ -2,10 +2,11 @@
 import concurrent.futures
 import contextlib
 import json
+import socket
 import time
 
 import tls_server
-from harness import PATIENCE, Broken, connect, exchange
+from harness import PATIENCE, Broken, connect, exchange, read_all
 from soak.clients import answer, forked, running, slowest
 from soak.footprint import memory as memory_of
 from soak.footprint import quiet_machine
@@ -35,24 +36,21 @@ class Host(tls_server.Connection):
             time.sleep(self.pause.value)
             self.answer(200, FACTS)
         elif self.stalled.value:
-            self.wait_for_client_to_leave()
+            self.rfile.read(1)  # until the client leaves
         else:
-            self.answer(200)
+            self.answer(200, b"")
 
 
 @contextlib.contextmanager
 def host(folder):
     """A process that serves Host; what the helper's environment needs to find it."""
-    authority, certificate = f"{folder}/authority", f"{folder}/good"
-    tls_server.make_authority(authority)
-    tls_server.make_certificate(certificate, authority, "IP:127.0.0.1", 2)
     for shared in (Host.lookups, Host.uploads, Host.stalled, Host.pause):
         shared.value = 0
-    server = tls_server.Server(certificate, Host)
+    server = tls_server.make_server(f"{folder}/good", "IP:127.0.0.1", Host)
     name = f"127.0.0.1:{server.server_address[1]}"
     with running(server.serve_forever):
         server.server_close()
-        yield {"ZQM_CA_FILE": authority + ".pem", "ZQM_GEOLOCATION_HOST": name, "ZQM_COLLECTION_HOST": name}
+        yield {"ZQM_CA_FILE": f"{folder}/good.pem", "ZQM_GEOLOCATION_HOST": name, "ZQM_COLLECTION_HOST": name}
 
 
 def wait_for(counter, count):
@@ -107,19 +105,38 @@ def uploads(run):
 
 
 def stalls(run):
-    """Ping and snapshot beside 200 reports that the collection host takes without answering."""
+    """Other routes beside a report that the collection host takes without answering, and callers who left, read half,
+    wait or say nothing. Those who left cause no report; the others share the next."""
+    paths = "/api/ping", "/api/snapshot", "/api/diagnostics"
+
     def measure():
-        return {path: slowest(helper.server, path, run.amount(1000, 100), 0.002) for path in ("/api/ping", "/api/snapshot")}
+        return {path: slowest(helper.server, path, run.amount(1000, 100), 0.002) for path in paths}
 
     with host(run.folder) as variables, run.helper(variables=variables) as helper, contextlib.ExitStack() as clients:
+        def call(request=UPLOAD):
+            client = clients.enter_context(connect(helper.server.port))
+            client.sendall(request)
+            return client
+
         Host.stalled.value = 1
-        without = measure()
-        for _ in range(200):
-            clients.enter_context(connect(helper.server.port)).sendall(UPLOAD)
+        without, first = measure(), call()
         wait_for(Host.uploads, 1)
+        for _ in range(run.amount(20_000, 2000)):
+            with connect(helper.server.port) as client:
+                client.sendall(UPLOAD)
+        half = call()
+        half.shutdown(socket.SHUT_WR)
+        callers = [call() for _ in range(200)] + [call(b"") for _ in range(200)]
         for path, time_ in measure().items():
             run.note(f"{path} p99 without {without[path]:.2f} ms")
             run.check("beside", time_, max(50 * run.slowness, 2 * without[path]), " ms")
+        if b"too many" not in read_all(callers[199]):
+            raise Broken("more callers wait than may")
+        Host.stalled.value = 0
+        read_all(first)
+        if {read_all(half), read_all(callers[0])} != {answer(b'{"status":"sent"}')}:
+            raise Broken("who waits does not share a report")
+        run.check("uploads", Host.uploads.value, 2)
 
 
 def memory(run):
