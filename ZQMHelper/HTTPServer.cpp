@@ -5,6 +5,7 @@
 
 #include "Platform/Process/Log.h"
 #include "Platform/Process/LoopbackListener.h"
+#include "Platform/Process/SystemSettings.h"
 #include "Support/HttpText.h"
 #include "Support/Text.h"
 
@@ -90,6 +91,7 @@ HTTPServer::~HTTPServer() {
 }
 
 void HTTPServer::start() {
+    logsConnections_ = platform_.systemSettings.environment("ZQM_CONNECTION_LOG") != "0";
     const auto error =
         platform_.listener.start(port, [this](const std::shared_ptr<Connection>& accepted) { handle(accepted); });
     if (error) return platform_.log.print("[ZQMHelper] listener failed: " + *error);
@@ -97,13 +99,13 @@ void HTTPServer::start() {
 }
 
 void HTTPServer::handle(const std::shared_ptr<Connection>& connection) {
-    platform_.log.system("[ZQMHelper] connection received");
+    if (logsConnections_) platform_.log.system("[ZQMHelper] connection received");
     connection->receive(maximumRequest, [this, connection](std::string_view request) { answer(connection, request); });
 }
 
 void HTTPServer::answer(const std::shared_ptr<Connection>& connection, std::string_view request) {
     std::array<char, 64> line;
-    platform_.log.system(bytesReceivedLine(line, request.size()));
+    if (logsConnections_) platform_.log.system(bytesReceivedLine(line, request.size()));
     const auto verdict = judge(request, routes);
     if (verdict.kind == Verdict::Kind::close) return connection->cancel();
     if (verdict.kind != Verdict::Kind::serve) return connection->send(fixedResponse(verdict.kind));

@@ -85,6 +85,7 @@ private:
     void answer(const std::shared_ptr<Connection>& connection, std::string_view request);
 
     Platform& platform_;
+    bool logsConnections_ = true;
 };
 
 }  // namespace zqm
