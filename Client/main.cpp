@@ -9,6 +9,7 @@ namespace zqm {
 namespace {
 
 int run(int argc, char** argv) {
+    fillStandardStreams();
     std::setlocale(LC_CTYPE, "");
     ignoreWriteSignals();
     Invocation invocation;

@@ -3,12 +3,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "Platform/Described/DescribedMachine.h"
 #include "Platform/Machine.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "Platform/Posix/PosixServices.h"
 #include "ZQMHelper/HelperAppDelegate.h"
+#include "ZQMHelper/PortOption.h"
 #include "ZQMHelper/SourcesReport.h"
 
 namespace zqm {
@@ -30,16 +32,28 @@ int complain(std::string message) {
     return badUsage;
 }
 
+/// Why the directory is the root of no machine; empty when it may be one.
+std::string rootFault(const std::string& directory) {
+    std::error_code fault;
+    for (const char* tree : {"proc", "sys"}) {
+        std::error_code error;
+        const std::filesystem::directory_iterator readable(std::filesystem::path(directory) / tree, error);
+        if (!error) return {};
+        if (error != std::errc::no_such_file_or_directory) fault = error;
+    }
+    return directory + (fault ? ": " + fault.message() : " holds neither proc nor sys");
+}
+
 void declare(CLI::App& app, Options& options) {
     app.set_version_flag("--version", "ZQMHelper " ZQM_VERSION);
-    app.add_option("--port", options.port, "Port on 127.0.0.1 to serve on")
-        ->check(CLI::Range(1, 65535))
-        ->capture_default_str();
+    addPortOption(app, options.port, "Port on 127.0.0.1 to serve on");
     auto* root = app.add_option("--root", options.root, "Read DIR/proc, DIR/sys and DIR/etc in place of the system's")
                      ->option_text("DIR")
-                     ->check(CLI::ExistingDirectory);
+                     ->check(rootFault, "");
     app.add_option("--machine", options.machine, "Run on the machine that FILE describes")
         ->option_text("FILE")
+        ->check([](const std::string& file) { return file.empty() ? "the name of the file is empty" : std::string(); },
+                "")
         ->excludes(root);
     app.add_flag("--sources", options.sources, "Print where each figure comes from and what it is now, and exit");
 }
@@ -58,6 +72,7 @@ int runOn(Machine& machine, PosixServices& process, const Options& options) {
 }
 
 int run(int argc, char** argv) {
+    fillStandardStreams();
     Options options;
     CLI::App app("Samples this machine and serves the latest sample as JSON on 127.0.0.1.", "ZQMHelper");
     declare(app, options);

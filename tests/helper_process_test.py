@@ -96,6 +96,9 @@ class HelperTest(ProgramTest):
                 os.close(read_end)
             self.start(stdout=write_end).wait_until_serving().stop()
         os.close(write_end)
+        helper = self.start_helper(before=["sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh"]).wait_until_serving()
+        self.assertEqual({os.readlink(f"/proc/{helper.pid}/fd/{stream}") for stream in range(3)}, {"/dev/null"})
+        helper.stop()
 
     def test_says_in_one_line_what_it_cannot_use(self):
         self.preferences.parent.mkdir()
@@ -107,9 +110,12 @@ class HelperTest(ProgramTest):
         self.preferences.unlink()
         broken = self.home / "broken.json"
         broken.write_text('{"hostStatistics": 5}')
+        pipe = self.home / "pipe"
+        os.mkfifo(pipe)
         for options in (["--nonsense"], ["extra"], ["--port", "0"], ["--port", "65536"], ["--port"],
-                        ["--root", "/nowhere"], ["--root", __file__], ["--machine", "/nowhere.json"],
-                        ["--machine", self.home], ["--machine", broken], ["--root", "/", "--machine", broken]):
+                        ["--root", "/nowhere"], ["--root", __file__], ["--root", self.home], ["--machine", "/nowhere.json"],
+                        ["--machine", ""], ["--machine", pipe], ["--machine", self.home], ["--machine", broken],
+                        ["--root", "/", "--machine", broken], ["--port", "0x5"]):
             self.expect_end(options, 2, r"\A\Z", r"\AZQMHelper: .+\n\Z")
         self.expect_end(["--help"], 0, "--machine FILE", r"\A\Z")
         self.expect_end(["--version"], 0, r"\AZQMHelper \d", r"\A\Z")

@@ -76,6 +76,10 @@ MachineFault faultOf(const nlohmann::json::exception& error) {
 }  // namespace
 
 std::variant<std::string, MachineFault> readMachineFile(const std::filesystem::path& file) {
+    std::error_code none;
+    const auto status = std::filesystem::status(file, none);
+    const bool isStream = std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+    if (isStream) return MachineFault{"not a regular file"};  // a pipe would be waited for
     std::ifstream stream(file, std::ios::binary);
     std::string text;
     if (stream) {

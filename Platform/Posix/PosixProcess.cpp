@@ -6,6 +6,7 @@
 #if __has_include(<link.h>)
 #include <link.h>
 #endif
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -48,6 +49,13 @@ int giveBackCode(dl_phdr_info* object, std::size_t, void*) {
 #endif
 
 }  // namespace
+
+void fillStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        // The lowest free descriptor is this one. It is opened for what nobody does with it.
+        if (::fcntl(stream, F_GETFD) < 0) ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
 
 void ignoreWriteSignals() {
     ::signal(SIGPIPE, SIG_IGN);

@@ -4,6 +4,10 @@ namespace zqm {
 
 /// What `main` settles for the whole process before it starts anything.
 
+/// Puts /dev/null on those of the descriptors 0 to 2 that the caller has closed, before anything else can land on them;
+/// reading and writing fail there as before.
+void fillStandardStreams();
+
 /// Makes writing to a reader that is gone, or beyond a limit of file sizes, an ordinary error instead of the end of the
 /// process.
 void ignoreWriteSignals();
