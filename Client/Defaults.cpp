@@ -75,6 +75,8 @@ std::string effective(const SettingsStore& settings) {
     return textOf((settings.*property)());
 }
 
+constexpr std::size_t mostStored = 60;  // columns of a stored value that is not allowed
+
 constexpr std::string_view metricNames =
     "names, separated by commas, of loadIndex, cpuUsage, cpuFreq, gpuUsage, gpuFreq, memoryUsage, network, disk, "
     "power, "
@@ -105,18 +107,41 @@ const Preference* find(std::string_view key) {
     return found == preferences.end() ? nullptr : found;
 }
 
+/// The stored value as `parsePreference` would be given it.
+std::string storedText(UserDefaults& defaults, std::string_view key, const std::string& source) {
+    if (const auto list = defaults.stringArrayForKey(key)) {
+        std::string text;
+        for (const std::string& item : *list) text += (text.empty() ? "" : ",") + item;
+        return text;
+    }
+    return source.starts_with('"') ? defaults.stringForKey(key).value_or(source) : source;
+}
+
+/// Whether what is stored could have been written as it is; otherwise something else may be in effect.
+bool isAllowed(const Preference& preference, UserDefaults& defaults, const std::string& source) {
+    const auto value = preference.parse(storedText(defaults, preference.key, source));
+    const bool takesList = value && std::holds_alternative<std::vector<std::string>>(*value);
+    return value && takesList == defaults.stringArrayForKey(preference.key).has_value();
+}
+
 }  // namespace
 
 std::string preferencesText(const SettingsStore& settings, UserDefaults& defaults) {
     std::string text;
     bool isAnyStored = false;
+    bool isAnyOdd = false;
     for (const Preference& preference : preferences) {
-        const bool isStored = defaults.hasObjectForKey(preference.key);
-        isAnyStored |= isStored;
-        text += isStored ? "* " : "  ";
-        text += fitted(preference.key, 20) + preference.effective(settings) + '\n';
+        const auto source = defaults.sourceForKey(preference.key);
+        const bool isOdd = source && !isAllowed(preference, defaults, *source);
+        isAnyStored |= source.has_value();
+        isAnyOdd |= isOdd;
+        text += isOdd ? "! " : source ? "* " : "  ";
+        text += fitted(preference.key, 20) + preference.effective(settings);
+        if (isOdd) text += "  (stored: " + fitted(printable(*source), std::min(columnsOf(*source), mostStored)) + ')';
+        text += '\n';
     }
-    return isAnyStored ? text + "* is stored; the others have their defaults\n" : text;
+    if (isAnyStored) text += "* is stored; the others have their defaults\n";
+    return isAnyOdd ? text + "! is stored, but not as a value that it takes; what is in effect stands first\n" : text;
 }
 
 std::optional<std::string> preferenceText(const SettingsStore& settings, std::string_view key) {

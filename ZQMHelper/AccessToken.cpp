@@ -9,7 +9,7 @@ namespace zqm {
 namespace {
 
 std::string readToken(const std::string& file, Files& files) {
-    const auto content = files.read(file);
+    const auto content = files.read(file).text;
     return content && isValidUtf8(*content) ? std::string(trimWhitespace(*content)) : std::string();
 }
 
@@ -23,7 +23,7 @@ std::string loadOrCreateToken(const std::string& container, Files& files) {
     const auto file = tokenFile(container);
     std::string token = readToken(file, files);
     if (!token.empty()) return token;
-    files.exclusively(container, [&] {
+    files.exclusively(container, [&](bool) {
         token = readToken(file, files);  // another helper may have been first
         if (!token.empty()) return;
         token = files.makeUuid();

@@ -66,6 +66,9 @@ int runOn(Machine& machine, PosixServices& process, const Options& options) {
         return isPrinted && std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     HelperAppDelegate delegate(options.port, platform);
+    for (const std::string& problem : process.preferenceProblems()) {
+        std::fprintf(stderr, "[ZQMHelper] %s\n", problem.c_str());
+    }
     if (!delegate.applicationDidFinishLaunching()) return EXIT_FAILURE;
     platform.mainLoop.run();
     return EXIT_SUCCESS;

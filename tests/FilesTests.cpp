@@ -33,10 +33,10 @@ struct FilesTest : testing::Test {
 
 TEST_F(FilesTest, ReplaceWholeAndPrivatelyOrSayWhyNot) {
     const auto file = tree.path("token");
-    EXPECT_EQ(files.read(file), std::nullopt);
+    EXPECT_TRUE(files.read(file).isMissing);
     for (const std::string& content : {std::string("first\0\n", 7), std::string()}) {
         EXPECT_EQ(files.replace(file, content), std::nullopt);
-        EXPECT_EQ(files.read(file), content);
+        EXPECT_EQ(files.read(file).text, content);
     }
     EXPECT_EQ(modeOf("token"), 0600u);
     EXPECT_EQ(files.replacePublic(file, "x"), std::nullopt);
@@ -52,20 +52,23 @@ TEST_F(FilesTest, ReadOnlyRegularFilesOfBoundedSize) {
     ::mkfifo(tree.path("pipe").c_str(), 0600);
     tree.write("large", std::string((1 << 20) + 1, 'x'));
     tree.write("fits", std::string(1 << 20, 'x'));
-    for (const char* name : {"pipe", "large", "."}) EXPECT_EQ(files.read(tree.path(name)), std::nullopt) << name;
-    EXPECT_EQ(files.read(tree.path("fits"))->size(), 1u << 20);
+    for (const auto& [name, why] : {std::pair("pipe", ": not a regular file"), {"large", ": larger than 1 MiB"}}) {
+        EXPECT_EQ(files.read(tree.path(name)).problem, tree.path(name) + why);
+    }
+    EXPECT_EQ(files.read(tree.path("fits")).text->size(), 1u << 20);
 }
 
 TEST_F(FilesTest, ExclusivelyWaitsForTheOtherToEnd) {
     std::promise<void> entered;
     std::future<void> other;
-    files.exclusively(tree.root(), [&] {
-        other = std::async(std::launch::async, [&] { files.exclusively(tree.root(), [&] { entered.set_value(); }); });
+    files.exclusively(tree.root(), [&](bool) {
+        const auto body = [&](bool) { entered.set_value(); };
+        other = std::async(std::launch::async, [&, body] { files.exclusively(tree.root(), body); });
         EXPECT_EQ(entered.get_future().wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     });
     other.get();
     bool ran = false;
-    files.exclusively(tree.path("missing"), [&] { ran = true; });
+    files.exclusively(tree.path("missing"), [&](bool isAlone) { ran = isAlone; });
     EXPECT_TRUE(ran) << "without a lock";
 }
 

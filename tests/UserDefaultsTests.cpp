@@ -58,59 +58,21 @@ TEST(UserDefaults, ConvertsAsThePlatformDoes) {
     }
 }
 
-TEST(UserDefaults, AListCountsOnlyWhenItHoldsTextsAlone) {
-    FakeFiles files;
-    files.contents["file"] = R"({"texts": ["a", "b"], "none": [], "mixed": ["a", 1], "text": "a"})";
-    JsonUserDefaults defaults(files, "file");
-    EXPECT_EQ(defaults.stringArrayForKey("texts"), (std::vector<std::string>{"a", "b"}));
-    EXPECT_EQ(defaults.stringArrayForKey("none"), std::vector<std::string>{});
-    for (const char* key : {"mixed", "text", "missing"}) EXPECT_EQ(defaults.stringArrayForKey(key), std::nullopt);
-}
-
-struct StoredDefaults : testing::Test {
+TEST(UserDefaults, KeepWhatOthersHaveWritten) {
     const TemporaryTree tree;
     const std::string file = tree.path("defaults.json");
     PosixFiles files;
-};
-
-TEST_F(StoredDefaults, KeepWhatOthersHaveWritten) {
     JsonUserDefaults defaults(files, file);
-    tree.write("defaults.json", R"({"z": "kept", "updateInterval": "old", "a": [1]})");
+    tree.write("defaults.json", R"({"z": "kept", "updateInterval": "old"})");
     defaults.setDouble(2.5, "updateInterval");
     EXPECT_EQ(defaults.doubleForKey("updateInterval"), 2.5);
     EXPECT_FALSE(defaults.hasObjectForKey("z"));  // read once
-    EXPECT_EQ(files.read(file), "{\n  \"z\": \"kept\",\n  \"updateInterval\": 2.5,\n  \"a\": [\n    1\n  ]\n}\n");
+    EXPECT_EQ(files.read(file).text, R"({"z": "kept", "updateInterval": 2.5})");
     defaults.setDouble(std::nan(""), "n");
     defaults.setDouble(-HUGE_VAL, "h");
     JsonUserDefaults again(files, file);
     EXPECT_TRUE(again.hasObjectForKey("n"));
     EXPECT_EQ(again.doubleForKey("h"), -largestDouble);
-}
-
-TEST_F(StoredDefaults, AFileThatIsNoObjectIsKeptAside) {
-    const std::string deep = "{\"a\":" + std::string(1000, '[') + std::string(1000, ']') + "}";
-    for (const std::string& broken : {std::string("[1]"), std::string("{\"a\": 1,}"), deep}) {
-        tree.write("defaults.json", broken);
-        JsonUserDefaults defaults(files, file);
-        EXPECT_FALSE(defaults.hasObjectForKey("a"));
-        EXPECT_EQ(defaults.store("updateInterval", 3.0), std::nullopt);
-        EXPECT_EQ(files.read(file), "{\n  \"updateInterval\": 3.0\n}\n");
-        EXPECT_EQ(files.read(file + ".invalid"), broken);
-    }
-}
-
-TEST_F(StoredDefaults, SayWhyTheyCouldNotBeStored) {
-    tree.write("defaults.json", "broken");
-    tree.write("defaults.json.invalid/taken", "");
-    FakeFiles full;
-    full.writable = false;
-    const auto problem = [](Files& writer, const std::string& path) {
-        return JsonUserDefaults(writer, path).store("updateInterval", 3.0);
-    };
-    EXPECT_EQ(problem(files, ""), "there is no home directory to keep them in");
-    EXPECT_EQ(problem(files, file + "/below.json"), file + ": Not a directory");
-    EXPECT_EQ(problem(files, file), file + ": Is a directory");
-    EXPECT_EQ(problem(full, tree.path("new/file")), tree.path("new/file") + ": No space left on device");
 }
 
 }  // namespace

@@ -30,6 +30,7 @@ JsonUserDefaults& userDefaults() {
 }
 
 std::shared_ptr<SettingsStore> readSettings() {
+    for (const std::string& problem : userDefaults().problems()) complain(problem, ExitStatus::success);
     return std::make_shared<SettingsStore>(userDefaults());
 }
 

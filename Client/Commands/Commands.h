@@ -46,7 +46,8 @@ ExitStatus printed(const std::string& text);
 
 JsonUserDefaults& userDefaults();
 
-/// The user's preferences as the helper would read them at its next start.
+/// The user's preferences as the helper would read them at its next start; says on standard error what of their file
+/// cannot be used.
 std::shared_ptr<SettingsStore> readSettings();
 
 }  // namespace zqm

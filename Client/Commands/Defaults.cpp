@@ -14,7 +14,7 @@ ExitStatus storePreference(const std::string& key, const std::optional<std::stri
         auto parsed = parsePreference(key, *text);
         if (auto* error = std::get_if<PreferenceError>(&parsed)) return complain(error->message, ExitStatus::usage);
         value = std::get<DefaultsValue>(std::move(parsed));
-    } else if (!preferenceText(*readSettings(), key)) {
+    } else if (!preferenceText(SettingsStore(userDefaults()), key)) {
         return complain(unknownPreference(key), ExitStatus::usage);
     }
     if (const auto problem = userDefaults().store(key, value)) {

@@ -5,6 +5,7 @@
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <array>
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cstdint>
 #include <exception>
+#include <filesystem>
 #include <thread>
 #include <utility>
 
@@ -25,6 +27,12 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::size_t maximumSize = 1024 * 1024;
+constexpr const char* tooLarge = ": larger than 1 MiB";
+constexpr mode_t permissions = 07777;
+constexpr std::string_view temporaryEnd = ".tmp";
+constexpr std::size_t uuidLength = 36;
+constexpr time_t leftoverAge = 60;  // seconds: no writer takes that long
+constexpr int mostLinks = 40;       // in a row; more are a circle
 constexpr auto lockPatience = 2s;
 constexpr auto lockPause = 10ms;
 
@@ -67,26 +75,68 @@ std::string directoryOf(const std::string& file) {
     return end == std::string::npos ? "." : file.substr(0, end + 1);
 }
 
+/// Where the symbolic links that stand in the file's place lead, whether or not there is anything.
+std::string linkTarget(std::filesystem::path file) {
+    for (int i = 0; i < mostLinks; ++i) {
+        std::error_code none;
+        const auto next = std::filesystem::read_symlink(file, none);
+        if (none) break;
+        file = file.parent_path() / next;
+    }
+    return file.string();
+}
+
+/// Whether the name is that of a temporary file for one whose name is `file`.
+bool isTemporary(std::string_view name, std::string_view file) {
+    return name.size() == file.size() + 1 + uuidLength + temporaryEnd.size() && name.starts_with(file) &&
+           name[file.size()] == '.' && name.ends_with(temporaryEnd);
+}
+
+bool isLeftover(const std::string& file) {
+    struct stat status {};
+    return ::lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() &&
+           ::time(nullptr) - status.st_mtime > leftoverAge;
+}
+
 }  // namespace
 
-std::optional<std::string> PosixFiles::read(const std::string& file) {
+FileContent PosixFiles::read(const std::string& file) {
+    FileContent content;
+    const auto failed = [&](std::string problem) {
+        content.problem = std::move(problem);
+        return content;
+    };
     // O_NONBLOCK: a named pipe in the file's place is refused, not waited for.
     const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    content.isMissing = !opened && errno == ENOENT;
     struct stat status {};
-    if (!opened || ::fstat(opened.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-    std::string content;
+    if (!opened || ::fstat(opened.get(), &status) != 0) return failed(problemWith(file, errno));
+    content.isOpenToOthers = (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
+    content.isForeign = status.st_uid != ::geteuid();
+    if (!S_ISREG(status.st_mode)) return failed(file + ": not a regular file");
+    std::string text;
     std::array<char, 4096> block;
     for (;;) {
         const auto count = uninterrupted([&] { return ::read(opened.get(), block.data(), block.size()); });
-        if (count < 0) return std::nullopt;
-        if (count == 0) return content;
-        content.append(block.data(), static_cast<std::size_t>(count));
-        if (content.size() > maximumSize) return std::nullopt;
+        if (count < 0) return failed(problemWith(file, errno));
+        if (count == 0) break;
+        text.append(block.data(), static_cast<std::size_t>(count));
+        if (text.size() > maximumSize) return failed(file + tooLarge);
     }
+    content.text = std::move(text);
+    return content;
 }
 
 std::optional<std::string> PosixFiles::replace(const std::string& file, std::string_view content) {
     return replaceAs(file, content, 0600);
+}
+
+std::optional<std::string> PosixFiles::update(const std::string& file, std::string_view content) {
+    if (content.size() > maximumSize) return file + tooLarge;
+    const std::string target = linkTarget(file);
+    struct stat status {};
+    const bool exists = ::stat(target.c_str(), &status) == 0;
+    return replaceAs(target, content, exists ? status.st_mode & permissions : 0600);
 }
 
 std::optional<std::string> PosixFiles::replacePublic(const std::string& file, std::string_view content) {
@@ -96,7 +146,9 @@ std::optional<std::string> PosixFiles::replacePublic(const std::string& file, st
 }
 
 std::optional<std::string> PosixFiles::replaceAs(const std::string& file, std::string_view content, mode_t mode) {
-    const std::string temporary = file + "." + makeUuid() + ".tmp";
+    removeLeftovers(file);
+    std::string temporary = file + "." + makeUuid();
+    temporary += temporaryEnd;
     Descriptor opened(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!opened) return problemWith(file, errno);
     if (!store(std::move(opened), mode, content) || ::rename(temporary.c_str(), file.c_str()) != 0) {
@@ -108,15 +160,33 @@ std::optional<std::string> PosixFiles::replaceAs(const std::string& file, std::s
     return std::nullopt;
 }
 
-void PosixFiles::exclusively(const std::string& directory, const std::function<void()>& body) {
+void PosixFiles::remove(const std::string& file) {
+    ::unlink(file.c_str());
+}
+
+void PosixFiles::removeLeftovers(const std::string& file) {
+    const std::filesystem::path target = linkTarget(file);
+    const std::string name = target.filename();
+    std::error_code error;
+    std::filesystem::directory_iterator entry(directoryOf(target.string()), error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        const std::string path = entry->path();
+        if (isTemporary(entry->path().filename().native(), name) && isLeftover(path)) ::unlink(path.c_str());
+    }
+}
+
+void PosixFiles::exclusively(const std::string& directory, const std::function<void(bool isAlone)>& body) {
     // The lock goes with the descriptor, also when the process dies.
     const Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const auto deadline = std::chrono::steady_clock::now() + lockPatience;
+    bool isAlone = true;
     while (opened && ::flock(opened.get(), LOCK_EX | LOCK_NB) != 0) {
-        if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= deadline) break;
+        if (errno != EWOULDBLOCK && errno != EINTR) break;
+        isAlone = std::chrono::steady_clock::now() < deadline;
+        if (!isAlone) break;
         std::this_thread::sleep_for(lockPause);
     }
-    body();
+    body(isAlone);
 }
 
 std::string PosixFiles::makeUuid() {

@@ -9,12 +9,15 @@ namespace zqm {
 /// Regular files only; `exclusively` locks the directory itself, so that no lock file is left lying about.
 class PosixFiles final : public Files {
 public:
-    std::optional<std::string> read(const std::string& file) override;
+    FileContent read(const std::string& file) override;
     std::optional<std::string> replace(const std::string& file, std::string_view content) override;
-    /// The same, for everyone to read (mode 0644, whatever the umask). Only regular files are replaced, not a device or
-    /// a link.
+    std::optional<std::string> update(const std::string& file, std::string_view content) override;
+    /// Like `replace`, for everyone to read (mode 0644, whatever the umask). Only regular files are replaced, not a
+    /// device or a link.
     std::optional<std::string> replacePublic(const std::string& file, std::string_view content);
-    void exclusively(const std::string& directory, const std::function<void()>& body) override;
+    void remove(const std::string& file) override;
+    void removeLeftovers(const std::string& file) override;
+    void exclusively(const std::string& directory, const std::function<void(bool isAlone)>& body) override;
     std::string makeUuid() override;
 
 private:

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "Platform/Platform.h"
 #include "Platform/Posix/AsioListener.h"
 #include "Platform/Posix/AsioMainLoop.h"
@@ -20,6 +23,9 @@ public:
     ProcessServices services() { return services(clock); }
     /// The same with another clock.
     ProcessServices services(Clock& anyClock);
+
+    /// What the file of preferences holds and cannot be used, a line each.
+    const std::vector<std::string>& preferenceProblems() const { return userDefaults_.problems(); }
 
     PosixClock clock;
 

@@ -27,6 +27,8 @@ public:
     virtual std::optional<std::string> stringForKey(std::string_view key) = 0;
     /// nullopt when absent, not a list, or a list that holds anything but texts.
     virtual std::optional<std::vector<std::string>> stringArrayForKey(std::string_view key) = 0;
+    /// What is stored as its text, for people, also where nothing can be made of it; nullopt when absent.
+    virtual std::optional<std::string> sourceForKey(std::string_view key) = 0;
     /// Stores a number and keeps it for the next start; other keys stay as they are.
     virtual void setDouble(double value, std::string_view key) = 0;
 };

@@ -93,29 +93,18 @@ struct FakeCommands final : Commands {
     std::vector<std::string> signals;  // what was sent
 };
 
-/// No preferences but those of the typed maps; conversions are the real store's business.
+/// No preferences but numbers; conversions are the real store's business.
 struct FakeUserDefaults final : UserDefaults {
-    template <class Map>
-    static auto get(const Map& map, std::string_view key) {
-        const auto found = map.find(key);
-        return found == map.end() ? typename Map::mapped_type{} : found->second;
-    }
-    double doubleForKey(std::string_view key) override { return get(numbers, key); }
-    std::int64_t integerForKey(std::string_view key) override { return static_cast<std::int64_t>(get(numbers, key)); }
-    bool boolForKey(std::string_view key) override { return get(flags, key); }
-    bool hasObjectForKey(std::string_view key) override { return flags.contains(key); }
-    std::optional<std::string> stringForKey(std::string_view key) override {
-        return texts.contains(key) ? std::optional(get(texts, key)) : std::nullopt;
-    }
-    std::optional<std::vector<std::string>> stringArrayForKey(std::string_view key) override {
-        return lists.contains(key) ? std::optional(get(lists, key)) : std::nullopt;
-    }
+    double doubleForKey(std::string_view key) override { return numbers.contains(key) ? numbers.find(key)->second : 0; }
+    std::int64_t integerForKey(std::string_view) override { return 0; }
+    bool boolForKey(std::string_view) override { return false; }
+    bool hasObjectForKey(std::string_view) override { return false; }
+    std::optional<std::string> stringForKey(std::string_view) override { return std::nullopt; }
+    std::optional<std::vector<std::string>> stringArrayForKey(std::string_view) override { return std::nullopt; }
+    std::optional<std::string> sourceForKey(std::string_view) override { return std::nullopt; }
     void setDouble(double value, std::string_view key) override { numbers[std::string(key)] = value; }
 
     std::map<std::string, double, std::less<>> numbers;
-    std::map<std::string, bool, std::less<>> flags;
-    std::map<std::string, std::string, std::less<>> texts;
-    std::map<std::string, std::vector<std::string>, std::less<>> lists;
 };
 
 struct FakeSystemSettings final : SystemSettings {
@@ -129,18 +118,23 @@ struct FakeSystemSettings final : SystemSettings {
 };
 
 struct FakeFiles final : Files {
-    std::optional<std::string> read(const std::string& file) override {
+    FileContent read(const std::string& file) override {
         const auto found = contents.find(file);
-        return found == contents.end() ? std::nullopt : std::optional(found->second);
+        return found == contents.end() ? FileContent{.isMissing = true} : FileContent{.text = found->second};
     }
     std::optional<std::string> replace(const std::string& file, std::string_view content) override {
         if (!writable) return file + ": No space left on device";
         contents[file] = content;
         return std::nullopt;
     }
-    void exclusively(const std::string&, const std::function<void()>& body) override {
+    std::optional<std::string> update(const std::string& file, std::string_view content) override {
+        return replace(file, content);
+    }
+    void remove(const std::string& file) override { contents.erase(file); }
+    void removeLeftovers(const std::string&) override {}
+    void exclusively(const std::string&, const std::function<void(bool)>& body) override {
         if (beforeLock) beforeLock();
-        body();
+        body(true);
     }
     std::string makeUuid() override { return "0F0E0D0C-0B0A-4908-8706-050403020100"; }
 
