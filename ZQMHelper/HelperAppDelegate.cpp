@@ -7,19 +7,24 @@
 #include "Platform/Process/Log.h"
 #include "Platform/Process/MainLoop.h"
 #include "Platform/Process/SystemSettings.h"
-#include "ZQMHelper/AccessToken.h"
 #include "ZQMHelper/Shared/Deployment.h"
 
 namespace zqm {
+namespace {
+
+constexpr Seconds tokenPeriod(2.0);
+
+}  // namespace
 
 bool HelperAppDelegate::applicationDidFinishLaunching() {
     platform_.log.print("[ZQMHelper] starting on 127.0.0.1:" + std::to_string(port_));
     const auto container = platform_.systemSettings.sharedContainer(appGroup);
-    if (!container) {
+    if (!container.path) {
         std::fprintf(stderr, "[ZQMHelper] App Group %s 不可用——entitlements 未生效？\n", appGroup.data());
+        std::fprintf(stderr, "[ZQMHelper] %s\n", container.problem.c_str());
         return false;
     }
-    const std::string token = loadOrCreateToken(*container, platform_.files);
+    token_ = std::make_unique<AccessToken>(*container.path, platform_.files);
     tellObstacles();
     const auto processReader = std::make_shared<ProcessReader>(platform_);
     sensorSnapshot_.setProcessReader(processReader);
@@ -33,8 +38,9 @@ bool HelperAppDelegate::applicationDidFinishLaunching() {
     });
     server_ = std::make_unique<HTTPServer>(platform_);
     server_->port = port_;
-    server_->routes = routes(token);
+    server_->routes = routes(token_->text());
     server_->start();
+    keepToken();
     platform_.log.print("[ZQMHelper] ready");
     return true;
 }
@@ -45,6 +51,14 @@ void HelperAppDelegate::tellObstacles() {
     if (geolocationHost(settings).empty() && collectionHost(settings).empty()) return;
     for (const std::string& obstacle : platform_.httpClient.obstacles())
         std::fprintf(stderr, "[ZQMHelper] %s\n", obstacle.c_str());
+}
+
+/// While it serves, its clients find its token. One that cannot serve leaves none that only it would take.
+void HelperAppDelegate::keepToken() {
+    if (!server_->listener) return token_->withdraw();
+    tokenTimer_ = platform_.mainLoop.every(tokenPeriod, [this] {
+        if (token_->isFileMissing() && platform_.systemSettings.sharedContainer(appGroup).path) token_->putBack();
+    });
 }
 
 /// The first report takes its time; whoever asks for it soon finds it made, or waits for this one.

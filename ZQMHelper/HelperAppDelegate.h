@@ -4,6 +4,8 @@
 #include <memory>
 
 #include "Platform/Platform.h"
+#include "Platform/Process/MainLoop.h"
+#include "ZQMHelper/AccessToken.h"
 #include "ZQMHelper/HTTPServer.h"
 #include "ZQMHelper/ReportUploads.h"
 #include "ZQMHelper/SensorSnapshot.h"
@@ -26,6 +28,7 @@ public:
 private:
     void tellObstacles();
     void warmUpDiagnostics();
+    void keepToken();
     RouteTable routes(const std::string& token);
 
     std::uint16_t port_;
@@ -33,8 +36,10 @@ private:
     SensorSnapshot sensorSnapshot_;
     std::shared_ptr<SMCBridge> smc_ = std::make_shared<SMCBridge>(platform_);
     DiagnosticsCollector diagnostics_;
+    std::unique_ptr<AccessToken> token_;
     std::unique_ptr<TaskQueue> diagnosticsQueue_;  // of the reports that are asked for, not of those that are sent
     ReportUploads uploads_{diagnostics_, platform_};
+    std::unique_ptr<Timer> tokenTimer_;
     std::unique_ptr<HTTPServer> server_;  // last: its destruction ends the thread that calls the others
 };
 

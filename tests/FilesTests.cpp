@@ -84,16 +84,16 @@ TEST_F(FilesTest, TheSharedContainerIsMadePrivateOnce) {
     ::setenv("HOME", tree.root().c_str(), 1);
     for (const char* unusable : {"", "relative"}) {
         ::setenv("XDG_DATA_HOME", unusable, 1);
-        EXPECT_EQ(settings.sharedContainer("group"), tree.path(".local/share/group"));
+        EXPECT_EQ(settings.sharedContainer("group").path, tree.path(".local/share/group"));
     }
     for (const char* made : {".local", ".local/share/group"}) EXPECT_EQ(modeOf(made), 0700u);
     ::setenv("XDG_DATA_HOME", tree.path("").c_str(), 1);
     fs::create_directory(tree.path("open"));
     fs::permissions(tree.path("open"), fs::perms(0755));
-    EXPECT_EQ(settings.sharedContainer("open"), tree.path("open"));
+    EXPECT_EQ(settings.sharedContainer("open").path, tree.path("open"));
     EXPECT_EQ(modeOf("open"), 0755u);
     tree.write("file", "x");
-    EXPECT_EQ(settings.sharedContainer("file"), std::nullopt);
+    EXPECT_EQ(settings.sharedContainer("file").problem, tree.path("file") + ": Not a directory");
     ::setenv("HOME", previousHome.c_str(), 1);
     ::unsetenv("XDG_DATA_HOME");
     EXPECT_EQ(settings.environment("XDG_DATA_HOME"), std::nullopt);

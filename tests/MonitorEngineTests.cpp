@@ -115,15 +115,15 @@ TEST(AccessToken, IsReadOrMadeOnce) {
          }) {
         FakeFiles files;
         files.contents[file] = stored;
-        EXPECT_EQ(loadOrCreateToken("/container", files), token);
+        EXPECT_EQ(AccessToken("/container", files).text(), token);
         EXPECT_EQ(files.contents[file], left);
     }
     FakeFiles files;
     files.writable = false;
-    EXPECT_EQ(loadOrCreateToken("/container", files), made);
+    EXPECT_EQ(AccessToken("/container", files).text(), made);
     EXPECT_TRUE(files.contents.empty());
     files.beforeLock = [&] { files.contents[file] = "of the helper that was faster"; };
-    EXPECT_EQ(loadOrCreateToken("/container", files), "of the helper that was faster");
+    EXPECT_EQ(AccessToken("/container", files).text(), "of the helper that was faster");
 }
 
 }  // namespace

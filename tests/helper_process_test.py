@@ -13,8 +13,11 @@ from harness import CONTAINER, HELPER, PATIENCE, ProgramTest, exchange, until
 
 READY = "[ZQMHelper] ready"
 WARMED = "[ZQMHelper] diagnostics cache warmed"  # in the background, at some moment
-UNAVAILABLE = rf"\[ZQMHelper\] App Group {CONTAINER} 不可用——entitlements 未生效？\n"
-NOT_SAVED = rf"\[ZQMHelper\] /.+/{CONTAINER}/helper-token cannot be written; .+\n"
+TOKEN = rf"\[ZQMHelper\] /.+/{CONTAINER}/helper-token: "
+UNAVAILABLE = rf"\[ZQMHelper\] App Group {CONTAINER} 不可用——entitlements 未生效？\n\[ZQMHelper\] /.+/{CONTAINER}: .+\n"
+NOT_SAVED, EXPOSED, FOREIGN, UNSENDABLE = (
+    TOKEN + text for text in (".+; the new token serves until the end only\n", "other users may read the token; .+\n",
+                              "the token belongs to another user; .+\n", "no client can send a token that .+\n"))
 TMPFS = 'mount -t tmpfs -o {} none "$PWD" && cd "$PWD" && '
 READ_ONLY = ' && mount -o remount,ro none "$PWD"'
 UNSHARE = ["unshare", "--mount", *([] if os.geteuid() == 0 else ["--user", "--map-root-user"])]
@@ -126,8 +129,12 @@ class HelperTest(ProgramTest):
                             (TMPFS.format("size=64k") + f"mkdir {CONTAINER} && ! cat /dev/zero >filler 2>&1", NOT_SAVED),
                             (TMPFS.format("nr_inodes=1") + ":", UNAVAILABLE),
                             (TMPFS.format("size=64k") + f"mkdir {CONTAINER}" + READ_ONLY, NOT_SAVED),
-                            (TMPFS.format("size=64k") + f"mkdir {CONTAINER} && echo T >{self.token}" + READ_ONLY, "")):
-            if "mount" in spoil and not can_mount:
+                            (TMPFS.format("size=64k") + f"mkdir {CONTAINER} && echo T >{self.token}" + READ_ONLY, EXPOSED),
+                            (f"mkdir {CONTAINER} && umask 77 && echo T >{self.token}", ""),
+                            (f"mkdir {CONTAINER} && umask 77 && printf 'a\\nb' >{self.token}", UNSENDABLE),
+                            (f"mkdir {CONTAINER} && umask 77 && printf '\\357\\273\\277T' >{self.token}", UNSENDABLE),
+                            (f"mkdir {CONTAINER} && umask 77 && echo T >{self.token} && chown 1 {self.token}", FOREIGN)):
+            if "mount" in spoil and not can_mount or "chown" in spoil and os.geteuid() != 0:
                 continue
             shutil.rmtree(self.home)
             self.home.mkdir()

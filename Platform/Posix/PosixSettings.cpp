@@ -1,15 +1,18 @@
 #include "Platform/Posix/PosixSettings.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include "Platform/Posix/LocalClient.h"
 #include "Platform/Posix/UserDirectories.h"
 
 namespace zqm {
 
-std::optional<std::string> PosixSettings::sharedContainer(std::string_view identifier) {
+SharedContainer PosixSettings::sharedContainer(std::string_view identifier) {
     auto container = sharedContainerPath(identifier);
-    return container && !makePrivateDirectory(*container) ? container : std::nullopt;
+    if (!container) return {std::nullopt, "there is no home directory: set HOME or XDG_DATA_HOME to an absolute path"};
+    if (auto problem = makePrivateDirectory(*container)) return {std::nullopt, std::move(*problem)};
+    return {std::move(container), {}};
 }
 
 std::optional<std::string> PosixSettings::environment(std::string_view name) {

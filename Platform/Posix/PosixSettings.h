@@ -8,7 +8,7 @@ namespace zqm {
 /// ("XDG_DATA_HOME", "~/.local/share" by default).
 class PosixSettings final : public SystemSettings {
 public:
-    std::optional<std::string> sharedContainer(std::string_view identifier) override;
+    SharedContainer sharedContainer(std::string_view identifier) override;
     std::optional<std::string> environment(std::string_view name) override;
 };
 

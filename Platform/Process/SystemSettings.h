@@ -6,13 +6,18 @@
 
 namespace zqm {
 
+/// A directory, or why there is none: its path and the reason.
+struct SharedContainer {
+    std::optional<std::string> path{};
+    std::string problem{};
+};
+
 /// Places, texts and switches that the system keeps for this process. Callable from any thread.
 class SystemSettings {
 public:
     virtual ~SystemSettings() = default;
-    /// The path of the directory that the helper shares with the programs of its group, made when missing; nullopt when
-    /// there is none and none can be made.
-    virtual std::optional<std::string> sharedContainer(std::string_view identifier) = 0;
+    /// The directory that the helper shares with the programs of its group, made when missing.
+    virtual SharedContainer sharedContainer(std::string_view identifier) = 0;
     virtual std::optional<std::string> environment(std::string_view name) = 0;
 };
 

@@ -108,7 +108,7 @@ struct FakeUserDefaults final : UserDefaults {
 };
 
 struct FakeSystemSettings final : SystemSettings {
-    std::optional<std::string> sharedContainer(std::string_view) override { return container; }
+    SharedContainer sharedContainer(std::string_view) override { return {container, "refused"}; }
     std::optional<std::string> environment(std::string_view name) override {
         const auto found = variables.find(name);
         return found == variables.end() ? std::nullopt : std::optional(found->second);
