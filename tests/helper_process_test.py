@@ -3,13 +3,14 @@
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import signal
 import socket
 import subprocess
 import unittest
 
-from harness import CONTAINER, HELPER, PATIENCE, ProgramTest, exchange, until
+from harness import BUILD, CONTAINER, HELPER, PATIENCE, ROOT, ProgramTest, exchange, until
 
 READY = "[ZQMHelper] ready"
 WARMED = "[ZQMHelper] diagnostics cache warmed"  # in the background, at some moment
@@ -80,12 +81,27 @@ class HelperTest(ProgramTest):
         reply = self.ask("POST /api/diagnostics/report HTTP/1.1")
         self.assertTrue(reply.endswith('\r\n\r\n{"error":"invalid url"}'))  # no host is configured: nothing is sent
 
-    def test_lives_on_when_the_port_is_taken(self):
-        with socket.create_server(("127.0.0.1", self.port)):
+    def test_lives_on_when_the_port_is_taken_which_its_service_notices(self):
+        unit = (ROOT / "packaging/systemd/zephlon-helper.service.in").read_text()
+        check = shlex.split(re.search("^ExecStartPost=(.*)", unit, re.MULTILINE)[1].replace("@bindir@", str(BUILD)))
+        (self.home / "sleep").symlink_to(shutil.which("true"))
+        variables = dict(self.environment, ZQM_PORT=str(self.port), PATH=f"{self.home}:{os.environ['PATH']}")
+        with socket.create_server(("127.0.0.1", self.port)) as other:
             helper = self.start()
             self.assertEqual(self.lines_until(helper, READY)[1], "[ZQMHelper] listener failed: Address already in use")
             self.lines_until(helper, LAST)
+            self.assertFalse(self.token.exists())  # nobody would take it
+            other.close()
+            self.assertNotEqual(subprocess.run(check, env=variables, stderr=subprocess.DEVNULL).returncode, 0)
             helper.stop()
+        serving = self.start().wait_until_serving()
+        subprocess.run(check, env=variables, check=True)
+        self.token.unlink()
+        second = self.start()
+        self.lines_until(second, READY)
+        until(lambda: self.token.exists() and self.token.read_bytes() == serving.server.token)
+        for running in (second, serving):
+            running.stop()
 
     def test_serves_whether_or_not_anyone_reads_its_output(self):
         read_end, write_end = os.pipe()
