@@ -38,7 +38,7 @@ namespace {
 // being read (EISDIR, ESPIPE, and what drivers answer) and in what it holds. What it feeds may be lost, all else stays.
 
 /// The members of the snapshot that files feed; the first beginning that fits counts.
-const std::vector<std::pair<std::string_view, Members>> families{
+const Feeding families{
     {"proc/stat", {"cpu", "load"}},
     {"proc/cpuinfo", {"cpu"}},
     {"proc/meminfo", {"memory"}},
@@ -56,13 +56,6 @@ const std::vector<std::pair<std::string_view, Members>> families{
     {"sys/class/hwmon", {"cpu", "gpu"}},
     {"sys/devices", {"cpu"}},
 };
-
-Members familiesOf(std::string_view path) {
-    for (const auto& [beginning, members] : families) {
-        if (path.starts_with(beginning)) return members;
-    }
-    return {};
-}
 
 using Text = const std::string&;
 
@@ -113,34 +106,31 @@ struct Subject {
     }
     /// The samples of both moments; one file is damaged before the first or before the second.
     Snapshots run(const TreeText::File* damaged, const Damage* damage, bool late) {
-        const auto inflict = [&](Text content) {
+        const auto inflict = [&] {
             tree.remove(damaged->path);
-            damage->inflict(tree.path(damaged->path), content);
+            damage->inflict(tree.path(damaged->path), damaged->content);
         };
-        if (damaged && !late) inflict(damaged->content);
+        if (damaged && !late) inflict();
         FakePlatform fakes;
         LinuxMachine machine(tree.root(), fakes.clock);
         const Snapshots snapshots = sample(machine, fakes, 2, [&](int taken) {
             if (taken == 0) return;
-            const TreeText::File* last = damaged;
             for (const auto& file : text.moments[1].files) {
-                const bool isDamaged = damaged && file.path == damaged->path;
-                if (isDamaged) last = &file;
-                if (!isDamaged) writeFiles(tree, {file});
+                moved.insert(file.path);
+                if (!damaged || file.path != damaged->path) writeFiles(tree, {file});
             }
-            if (damaged && late) inflict(last->content);
+            if (damaged && late) inflict();
         });
         refusal = 0;
         if (damaged) tree.remove(damaged->path);
         for (const auto& file : text.moments[0].files) {
-            const auto isSame = [&](const auto& other) { return other.path == file.path; };
-            const auto& moved = text.moments[1].files;
-            if (&file == damaged || std::any_of(moved.begin(), moved.end(), isSame)) writeFiles(tree, {file});
+            if (&file == damaged || moved.contains(file.path)) writeFiles(tree, {file});
         }
         return snapshots;
     }
     TreeText text;
     TemporaryTree tree;
+    Members moved;  // by the second moment
 };
 
 TEST(LinuxFaults, EachFileMayBeDamaged) {
@@ -149,7 +139,7 @@ TEST(LinuxFaults, EachFileMayBeDamaged) {
         Subject subject(name);
         const Snapshots whole = subject.run(nullptr, nullptr, false);
         for (const auto& file : subject.text.moments[0].files) {
-            const Members fed = familiesOf(file.path);
+            const Members fed = fedBy(families, file.path);
             for (const Damage& damage : damages) {
                 for (const bool late : {false, true}) {
                     if (fed.empty()) continue;

@@ -67,6 +67,15 @@ inline Members differences(const nlohmann::json& left, const nlohmann::json& rig
     return names;
 }
 
+/// What is fed from where; the first beginning of a place counts.
+using Feeding = std::vector<std::pair<std::string_view, Members>>;
+inline Members fedBy(const Feeding& feeding, std::string_view place) {
+    for (const auto& [beginning, members] : feeding) {
+        if (place.starts_with(beginning)) return members;
+    }
+    return {};
+}
+
 inline void expectWithin(const Members& found, const Members& allowed) {
     for (const std::string& name : found) EXPECT_TRUE(allowed.contains(name)) << name;
 }
