@@ -5,65 +5,43 @@
 
 #include "Platform/Apple/HostStatistics.h"
 #include "Platform/Apple/Sysctl.h"
-#include "tests/fakes/VirtualClock.h"
+#include "tests/fakes/MachinePlatform.h"
 
 namespace zqm {
 namespace {
 
-struct DescribedMachineTest : testing::Test {
-    DescribedMachine& describe(std::string_view text) {
-        auto result = DescribedMachine::parse(text, clock_);
-        if (auto* fault = std::get_if<MachineFault>(&result)) throw std::runtime_error(fault->message);
-        machine_ = std::get<std::unique_ptr<DescribedMachine>>(std::move(result));
-        return *machine_;
-    }
-    std::string faultOf(std::string_view text) {
-        const auto result = DescribedMachine::parse(text, clock_);
-        const auto* fault = std::get_if<MachineFault>(&result);
-        return fault ? fault->message : "none";
-    }
+using testing::ElementsAre;
 
-    VirtualClock clock_;
-    std::unique_ptr<DescribedMachine> machine_;
-};
-
-TEST_F(DescribedMachineTest, CountersMoveWithTheClock) {
-    auto& host = describe(R"({"hostStatistics": {"processors": [
+TEST(DescribedMachine, CountersMoveWithTheClock) {
+    DescribedPlatform machine(R"({"hostStatistics": {"processors": [
         {"user": {"start": 100, "rate": 2.5}, "system": {"start": 4294967290, "rate": 4, "wrapBits": 32},
-         "idle": {"start": 10, "rate": -6}, "nice": {"start": 18446744073709551610, "rate": 100}}]}})")
-                     .services()
-                     .hostStatistics;
-    EXPECT_THAT(*host.processorTicks(),
-                testing::ElementsAre(ProcessorTicks{100, 4294967290, 10, 18446744073709551610u}));
-    clock_.advance(Seconds(3));
+         "idle": {"start": 10, "rate": -6}, "nice": {"start": 18446744073709551610, "rate": 100}}]}})");
+    HostStatistics& host = machine.platform.hostStatistics;
+    EXPECT_THAT(*host.processorTicks(), ElementsAre(ProcessorTicks{100, 4294967290, 10, 18446744073709551610u}));
+    machine.process.clock.advance(Seconds(3));
     // The one rounds down, the next wraps past 2^32, the others stop at the bounds of a counter.
-    EXPECT_THAT(*host.processorTicks(), testing::ElementsAre(ProcessorTicks{107, 6, 0, 18446744073709551615u}));
-    clock_.continuousTime += Seconds(60);  // the machine slept
+    EXPECT_THAT(*host.processorTicks(), ElementsAre(ProcessorTicks{107, 6, 0, 18446744073709551615u}));
+    machine.process.clock.continuousTime += Seconds(60);  // the machine slept
     EXPECT_EQ((*host.processorTicks())[0].user, 107u);
 }
 
-TEST_F(DescribedMachineTest, ListsMoveWithTheReadingsAndStayInStep) {
-    auto& host = describe(R"({"hostStatistics": {"pageSize": {"list": [4096, null, 16384]},
-        "processors": [{"user": {"list": [1, null, 3]}, "system": {"list": [10, 20, 30]}, "idle": 0, "nice": 0}]}})")
-                     .services()
-                     .hostStatistics;
-    EXPECT_EQ(host.pageSize(), 4096u);
-    EXPECT_EQ(host.pageSize(), std::nullopt);
-    EXPECT_EQ(host.pageSize(), 16384u);
-    EXPECT_EQ(host.pageSize(), 16384u);
-    EXPECT_THAT(*host.processorTicks(), testing::ElementsAre(ProcessorTicks{1, 10, 0, 0}));
+TEST(DescribedMachine, ListsMoveWithTheReadingsAndStayInStep) {
+    DescribedPlatform machine(R"({"hostStatistics": {"pageSize": {"list": [4096, null, 16384]},
+        "processors": [{"user": {"list": [1, null, 3]}, "system": {"list": [10, 20, 30]}, "idle": 0, "nice": 0}]}})");
+    HostStatistics& host = machine.platform.hostStatistics;
+    for (const auto& size : {std::optional(4096u), {}, {16384}, {16384}}) EXPECT_EQ(host.pageSize(), size);
+    EXPECT_THAT(*host.processorTicks(), ElementsAre(ProcessorTicks{1, 10, 0, 0}));
     EXPECT_EQ(host.processorTicks(), std::nullopt);
-    EXPECT_THAT(*host.processorTicks(), testing::ElementsAre(ProcessorTicks{3, 30, 0, 0}));
+    EXPECT_THAT(*host.processorTicks(), ElementsAre(ProcessorTicks{3, 30, 0, 0}));
 }
 
-TEST_F(DescribedMachineTest, SysctlsHaveTheKernelsBytes) {
-    auto& sysctl = describe(R"({"sysctl": {
+TEST(DescribedMachine, SysctlsHaveTheKernelsBytes) {
+    DescribedPlatform machine(R"({"sysctl": {
         "text": "E", "level": {"integer": -2, "width": 4}, "moving": {"integer": {"start": 255, "rate": 1}, "width": 2},
         "record": {"bytes": [{"integer": 1, "width": 2}, "ff 00", "Ab"]},
-        "cut": {"bytes": [{"integer": null, "width": 1}, "00"]}}})")
-                       .services()
-                       .sysctl;
-    clock_.advance(Seconds(1));
+        "cut": {"bytes": [{"integer": null, "width": 1}, "00"]}}})");
+    Sysctl& sysctl = machine.platform.sysctl;
+    machine.process.clock.advance(Seconds(1));
     EXPECT_EQ(sysctl.read("text"), (Bytes{'E', 0}));
     EXPECT_EQ(sysctl.read("level"), (Bytes{0xFE, 0xFF, 0xFF, 0xFF}));
     EXPECT_EQ(sysctl.read("moving"), (Bytes{0x00, 0x01}));
@@ -71,10 +49,11 @@ TEST_F(DescribedMachineTest, SysctlsHaveTheKernelsBytes) {
     EXPECT_EQ(sysctl.read("cut"), std::nullopt);
 }
 
-TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
+TEST(DescribedMachine, FaultsNameTheirPlace) {
+    VirtualClock clock;
     const std::string deep(65, '[');
-    const std::string cores = R"({"registry": {"AppleARMPE": [{"name": "m", "children": [{"name": "cpu0", )";
-    for (const auto& [text, start] : std::vector<std::pair<std::string, std::string>>{
+    const std::string entry = R"({"registry": {"A": [{"name": "m", )";
+    for (const auto& [text, start] : std::initializer_list<std::pair<std::string, std::string>>{
              {"", "line 1, column 1: "},
              {"{\n  \"sysctl\": {,\n", "line 2, column 14: "},
              {"{\"a\": \"unterminated " + std::string(100'000, 'x'), "line 1, column "},
@@ -96,18 +75,17 @@ TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
              {R"({"networkInterfaces": [{"name": "en0", "sent": 1}]})", "/networkInterfaces/0: needs both"},
              {R"({"interfaceAddresses": [{"name": "en0", "ipv4": "10.0.0.256"}]})",
               "/interfaceAddresses/0/ipv4: must be an IPv4 address"},
-             {cores + R"("properties": {"cluster-type": {"bytes": "4"}}}]}]}})",
-              "/registry/AppleARMPE/0/children/0/properties/cluster-type/bytes: must be pairs of hex"},
-             {cores + R"("properties": {"n": 9223372036854775808}}]}]}})",
-              "/registry/AppleARMPE/0/children/0/properties/n: must be a number"},
-             {cores + R"("properties": {"n": {"bytes": "00", "start": 1}}}]}]}})",
-              "/registry/AppleARMPE/0/children/0/properties/n/bytes: unknown key"},
-             {cores + R"("userClient": {"PST": null}}]}]}})",
-              "/registry/AppleARMPE/0/children/0/userClient/PST: must be a key of 4 bytes"},
-             {cores + R"("userClient": {"PSTR": {"type": "flt ", "value": {"bytes": "0"}}}}]}]}})",
-              "/registry/AppleARMPE/0/children/0/userClient/PSTR/value/bytes: must be pairs of hex"},
-             {cores + R"("userClient": {"PSTR": {"type": "flt", "value": 1, "result": 256}}}]}]}})",
-              "/registry/AppleARMPE/0/children/0/userClient/PSTR/type: must be a text of 4 bytes"},
+             {entry + R"("properties": {"cluster-type": {"bytes": "4"}}}]}})",
+              "/registry/A/0/properties/cluster-type/bytes: must be pairs of hex"},
+             {entry + R"("properties": {"n": 9223372036854775808}}]}})",
+              "/registry/A/0/properties/n: must be a number"},
+             {entry + R"("properties": {"n": {"bytes": "00", "start": 1}}}]}})",
+              "/registry/A/0/properties/n/bytes: unknown key"},
+             {entry + R"("userClient": {"PST": null}}]}})", "/registry/A/0/userClient/PST: must be a key of 4 bytes"},
+             {entry + R"("userClient": {"PSTR": {"type": "flt ", "value": {"bytes": "0"}}}}]}})",
+              "/registry/A/0/userClient/PSTR/value/bytes: must be pairs of hex"},
+             {entry + R"("userClient": {"PSTR": {"type": "flt", "value": 1, "result": 256}}}]}})",
+              "/registry/A/0/userClient/PSTR/type: must be a text of 4 bytes"},
              {R"({"ioReport": {"groups": []}})", "/ioReport: has no \"paths\""},
              {R"({"ioReport": {"missingOperations": ["open"]}})", "/ioReport/missingOperations/0: is none of"},
              {R"({"ioReport": {"groups": [{"channels": [{"states": [{"residency": 1.5}]}]}]}})",
@@ -115,7 +93,9 @@ TEST_F(DescribedMachineTest, FaultsNameTheirPlace) {
              {R"({"temperatureSensors": [{"temperature": {"float": "NaN"}}]})",
               "/temperatureSensors/0/temperature/float: must be \"nan\", "},
          }) {
-        const auto message = faultOf(text);
+        const auto result = DescribedMachine::parse(text, clock);
+        const auto* fault = std::get_if<MachineFault>(&result);
+        const std::string message = fault ? fault->message : "none";
         EXPECT_THAT(message, testing::StartsWith(start));
         EXPECT_EQ(message.find('\n'), message.npos);
         EXPECT_LT(message.size(), 300u);

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "ZQMHelper/Shared/PowerReader.h"
@@ -6,31 +7,31 @@
 namespace zqm {
 namespace {
 
+using testing::DoubleEq;
+using testing::Pointwise;
+
 TEST(EnergyTotals, SortsChannelsAndUnits) {
     struct Case {
         const char *channel, *label;
-        double value;
-        EnergyTotals totals;
+        double value, cpu, gpu, ane, dram;  // mJ
     };
-    for (const auto& [channel, label, value, totals] : std::initializer_list<Case>{
-             {"EACC_CPU Energy", "mJ", 7, {.cpu = 7}},
-             {"PACC0_CPU Energy", "uJ", 2'000'000, {.cpu = 2000}},
-             {"DIE_1_CPU Energy", "nJ", 5'000'000'000, {.cpu = 5000}},
-             {"GPU Energy", "\xC2\xB5J", 1000, {.gpu = 1}},
-             {"GPU Energy", "\xCE\xBCJ", 1000, {.gpu = 1000}},  // the Greek letter is no unit
-             {"ANE0_1", "", 3, {.ane = 3}},
-             {"DRAM0", "J", 4, {.dram = 4}},
-             {"ANE CPU Energy", "nJ/s", 1'000'000, {.cpu = 1}},  // the end of the name counts first
-             {"GPU SRAM0_0", "mJ", 9, {}},
-             {"DIE_0_EACC_CPU0", "mJ", 9, {}},
-             {"MY_DRAM", "mJ", 9, {}},
-         }) {
+    for (const auto& [channel, label, value, cpu, gpu, ane, dram] : std::initializer_list<Case>{
+             {"EACC_CPU Energy", "mJ", 7, 7, 0, 0, 0},
+             {"PACC0_CPU Energy", "uJ", 2'000'000, 2000, 0, 0, 0},
+             {"DIE_1_CPU Energy", "nJ", 5'000'000'000, 5000, 0, 0, 0},
+             {"GPU Energy", "\xC2\xB5J", 1000, 0, 1, 0, 0},
+             {"GPU Energy", "\xCE\xBCJ", 1000, 0, 1000, 0, 0},  // the Greek letter is no unit
+             {"ANE0_1", "", 3, 0, 0, 3, 0},
+             {"DRAM0", "J", 4, 0, 0, 0, 4},
+             {"ANE CPU Energy", "nJ/s", 1'000'000, 1, 0, 0, 0},  // the end of the name counts first
+             {"GPU SRAM0_0", "mJ", 9, 0, 0, 0, 0},
+             {"DIE_0_EACC_CPU0", "mJ", 9, 0, 0, 0, 0},
+             {"MY_DRAM", "mJ", 9, 0, 0, 0, 0}}) {
         EnergyTotals sum{.cpu = 1, .gpu = 1, .ane = 1, .dram = 1};
         addEnergy(sum, channel, label, value);
-        EXPECT_DOUBLE_EQ(sum.cpu, totals.cpu + 1) << channel;
-        EXPECT_DOUBLE_EQ(sum.gpu, totals.gpu + 1) << channel;
-        EXPECT_DOUBLE_EQ(sum.ane, totals.ane + 1) << channel;
-        EXPECT_DOUBLE_EQ(sum.dram, totals.dram + 1) << channel;
+        EXPECT_THAT((std::array{sum.cpu, sum.gpu, sum.ane, sum.dram}),
+                    Pointwise(DoubleEq(), std::array{cpu + 1, gpu + 1, ane + 1, dram + 1}))
+            << channel;
     }
 }
 
@@ -46,16 +47,15 @@ TEST(PowerReader, ReportsTheGrowthBetweenSamples) {
                 {"name": null, "value": {"start": 0, "rate": 9000000}}]},
                 {"group": "Energy Model", "subgroup": "y", "channels": null}]}})");
     PowerReader reader{std::make_shared<SMCBridge>()};
-    struct Step {
-        double seconds, cpu, others, system;  // W
-    };
-    for (const auto& [seconds, cpu, others, system] : {Step{1, 0, 0, 0},
-                                                       {1, 2, 1.75, 12.5},
-                                                       {0.5, 0, 1.75, 12.5},    // the processors' counter fell
-                                                       {1, 0, 0, 0},            // no sample
-                                                       {1, 0, 0, 0},            // one without channels
-                                                       {0.5, 0.2, 1.75, 12.5},  // the growth since the last good one
-                                                       {0, 0, 0, 0}}) {
+    // Seconds; W of the processors, of the other parts and of the machine.
+    for (const auto& [seconds, cpu, others, system] :
+         std::initializer_list<std::array<double, 4>>{{1, 0, 0, 0},
+                                                      {1, 2, 1.75, 12.5},
+                                                      {0.5, 0, 1.75, 12.5},    // the processors' counter fell
+                                                      {1, 0, 0, 0},            // no sample
+                                                      {1, 0, 0, 0},            // one without channels
+                                                      {0.5, 0.2, 1.75, 12.5},  // the growth since the last good one
+                                                      {0, 0, 0, 0}}) {
         machine.process.clock.advance(Seconds(seconds));
         const PowerMetrics power = reader.sample();
         EXPECT_DOUBLE_EQ(power.cpuWatts, cpu);
@@ -66,26 +66,20 @@ TEST(PowerReader, ReportsTheGrowthBetweenSamples) {
 }
 
 TEST(PowerReader, ReadsSystemAndDisplayFromTheController) {
-    struct Case {
-        const char* keys;
-        double system, display;
-    };
-    for (const auto& [keys, system, display] : std::initializer_list<Case>{
-             {R"("PSTR": {"type": "flt ", "value": 8.25}, "PBwo": {"type": "flt ", "value": 3.5},
-                 "PDBR": {"type": "flt ", "value": 4.25})",
-              8.25, 3.5},
-             {R"("PBwo": {"type": "flt ", "value": 0}, "PDBR": {"type": "flt ", "value": 4.25})", 0, 4.25},
-             {R"("PBwo": {"type": "ui16", "value": {"bytes": "0300"}}, "PDBR": {"type": "flt ", "value": 4.25})", 0,
-              4.25},
-             {R"("PBwo": {"type": "flt ", "value": {"float": "nan"}}, "PDBR": {"type": "flt ", "value": -2})", 0, 0},
-             {R"("PSTR": {"type": "flt\u0000", "value": {"bytes": "00 00 20 40"}})", 2.5, 0},
-             {R"("PSTR": {"type": "flt ", "value": {"float": "inf"}})", 0, 0},
-             {R"("PSTR": {"type": "flt ", "value": 5, "result": 132}, "PDBR": {"type": "flt ", "value": null})", 0, 0},
-         }) {
+    // A controller's keys with the type and the value of each.
+    for (const auto& [keys, system, display] : std::initializer_list<std::tuple<std::string, double, double>>{
+             {R"("PSTR": {"type": "flt ", "value": 8.25}, "PBwo": {"type": "flt ", "value": 3.5})", 8.25, 3.5},
+             {R"("PBwo": {"type": "flt ", "value": 0})", 0, 4.25},
+             {R"("PBwo": {"type": "ui16", "value": {"bytes": "0300"}})", 0, 4.25},
+             {R"("PBwo": {"type": "flt ", "value": {"float": "nan"}})", 0, 4.25},
+             {R"("PSTR": {"type": "flt\u0000", "value": {"bytes": "00 00 20 40"}})", 2.5, 4.25},
+             {R"("PBwo": {"type": "flt ", "value": {"float": "inf"}})", 0, 0},
+             {R"("PSTR": {"type": "flt ", "value": {"float": "inf"}})", 0, 4.25},
+             {R"("PSTR": {"type": "flt ", "value": 5, "result": 132})", 0, 4.25}}) {
         DescribedPlatform machine(R"({"ioReport": {"paths": ["/usr/lib/libIOReport.dylib"], "groups": [
-            {"group": "Energy Model", "subgroup": "", "channels": []}]},
-            "registry": {"AppleSMC": [{"name": "c", "userClient": {)" +
-                                  std::string(keys) + "}}]}}");
+            {"group": "Energy Model", "subgroup": "", "channels": []}]}, "registry": {"AppleSMC": [{"name": "c",
+            "userClient": {"PDBR": {"type": "flt ", "value": 4.25}, )" +
+                                  keys + "}}]}}");
         PowerReader reader{std::make_shared<SMCBridge>()};
         reader.sample();
         machine.process.clock.advance(Seconds(1));

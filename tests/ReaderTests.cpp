@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "ZQMHelper/Shared/CPUReader.h"
 #include "ZQMHelper/Shared/ClockReader.h"
 #include "ZQMHelper/Shared/DiskReader.h"
@@ -14,21 +16,22 @@ namespace {
 using testing::ElementsAre;
 using enum CoreKind;
 
-std::string ticks(std::uint64_t user, std::uint64_t system, std::uint64_t idle, std::uint64_t nice) {
-    return R"({"user": )" + std::to_string(user) + R"(, "system": )" + std::to_string(system) + R"(, "idle": )" +
-           std::to_string(idle) + R"(, "nice": )" + std::to_string(nice) + "}";
+/// A reading of processors: the ticks of each in user, system, idle and nice mode.
+std::string ticks(const std::vector<std::array<int, 4>>& processors) {
+    nlohmann::json list;
+    for (const auto& [user, system, idle, nice] : processors)
+        list.push_back({{"user", user}, {"system", system}, {"idle", idle}, {"nice", nice}});
+    return list.dump() + ",";
 }
 
 TEST(Reader, CPUUsageIsTheBusyShareOfTheTicksSinceTheLastSample) {
-    DescribedPlatform machine(R"({"hostStatistics": {"processors": {"list": [
-        [)" + ticks(100, 100, 100, 100) +
-                              "," + ticks(10, 10, 10, 10) + "," + ticks(5, 5, 5, 5) + "," + ticks(9, 9, 9, 9) + "], [" +
-                              ticks(130, 110, 160, 100) + "," +  // 30 + 10 busy of 100
-                              ticks(10, 10, 10, 10) + "," +      // stood still
-                              ticks(5, 5, 4, 15) + "," +         // idle stepped back: all of it busy
-                              ticks(0, 0, 19, 0) +               // every busy counter wrapped
-                              "], [" + ticks(130, 110, 160, 100) + "," + ticks(10, 10, 10, 10) + "], null, [" +
-                              ticks(140, 110, 170, 100) + "," + ticks(10, 10, 20, 10) + "]]}}}");
+    DescribedPlatform machine(
+        R"({"hostStatistics": {"processors": {"list": [)" +
+        ticks({{100, 100, 100, 100}, {10, 10, 10, 10}, {5, 5, 5, 5}, {9, 9, 9, 9}}) +
+        // 40 busy of 100; stood still; idle stepped back: all of it busy; every busy counter wrapped
+        ticks({{130, 110, 160, 100}, {10, 10, 10, 10}, {5, 5, 4, 15}, {0, 0, 19, 0}}) +
+        ticks({{130, 110, 160, 100}, {10, 10, 10, 10}}) + "null," + ticks({{140, 110, 170, 100}, {10, 10, 20, 10}}) +
+        "null]}}}");
     CPUReader reader;
     EXPECT_THAT(reader.sample().perCoreUsage, ElementsAre(0, 0, 0, 0));
     const auto metrics = reader.sample();
@@ -41,26 +44,18 @@ TEST(Reader, CPUUsageIsTheBusyShareOfTheTicksSinceTheLastSample) {
 
 TEST(Reader, CoreKindsFallBackToTheKernelsLevelsOnlyWhenNoNodeTells) {
     const std::vector<CoreKind> levels{efficiency, efficiency, efficiency, performance, performance};
-    struct Case {
-        const char* nodes;
-        std::vector<CoreKind> kinds;
-    };
-    for (const auto& [nodes, kinds] : std::initializer_list<Case>{
-             {"[]", {}},
-             {R"([{"name": "p", "children": null}])", {}},
-             {R"([{"name": "p"}])", levels},
-             {R"([{"name": "p", "children": [{"name": "cpu0", "properties": {"cluster-type": {"bytes": "3f"}}}]}])",
-              levels},
-             {R"([{"name": "p", "children": [{"name": "cpu0"}, {"name": "cpu1", "properties": {
-                 "cluster-type": {"bytes": "45"}}}]}])",
-              {unknown, efficiency}},
-         }) {
+    for (const auto& [nodes, kinds] : std::initializer_list<std::pair<std::string, std::vector<CoreKind>>>{
+             {"null", {}},
+             {"", levels},
+             {R"([{"name": "cpu0", "properties": {"cluster-type": {"bytes": "3f"}}}])", levels},
+             {R"([{"name": "cpu0"}, {"name": "cpu1", "properties": {"cluster-type": {"bytes": "45"}}}])",
+              {unknown, efficiency}}}) {
         DescribedPlatform machine(R"({"sysctl": {
             "hw.perflevel0.name": "Performance", "hw.perflevel0.physicalcpu": {"integer": 2, "width": 4},
             "hw.perflevel1.name": "Efficiency", "hw.perflevel1.physicalcpu": {"integer": 1, "width": 4},
             "hw.perflevel3.name": "Efficiency", "hw.perflevel3.physicalcpu": {"integer": 3, "width": 4}},
-            "registry": {"AppleARMPE": )" +
-                                  std::string(nodes) + "}}");
+            "registry": {"AppleARMPE": [{"name": "p")" +
+                                  (nodes.empty() ? "" : R"(, "children": )" + nodes) + "}]}}");
         EXPECT_EQ(CPUReader::detectCoreKinds(machine.platform), kinds) << nodes;
     }
 }
@@ -79,22 +74,20 @@ TEST(Reader, NetworkCountsEthernetClassInterfacesAlone) {
         [{"name": "en0", "received": 3001010, "sent": 500101}, {"name": "en9", "received": null, "sent": 7}],
         [{"name": "en0", "received": 1010, "sent": 500201}],
         [{"name": "en0", "received": 2010, "sent": 500301}], [{"name": "en0", "received": 2020, "sent": 500301}], null]}})");
-    struct Step {
-        double seconds, download, upload;  // bytes a second
-        std::uint64_t downloaded;
-    };
     NetworkReader reader;
-    for (const auto& [seconds, download, upload, downloaded] : {Step{1, 0, 0, 1010},
-                                                                {2, 1500000, 250000, 3001010},
-                                                                {1, 0, 100, 1010},  // the receive counter wrapped
-                                                                {0, 0, 0, 2010},    // no time has passed
-                                                                {1, 10, 0, 2020},   // since that sample
-                                                                {1, 0, 0, 0}}) {
+    // Seconds, bytes a second in each direction, bytes received.
+    for (const auto& [seconds, download, upload, downloaded] :
+         std::initializer_list<std::array<double, 4>>{{1, 0, 0, 1010},
+                                                      {2, 1500000, 250000, 3001010},
+                                                      {1, 0, 100, 1010},  // the receive counter wrapped
+                                                      {0, 0, 0, 2010},    // no time has passed
+                                                      {1, 10, 0, 2020},   // since that sample
+                                                      {1, 0, 0, 0}}) {
         machine.process.clock.advance(Seconds(seconds));
         const auto network = reader.sample();
         EXPECT_EQ(network.downloadBytesPerSecond, download);
         EXPECT_EQ(network.uploadBytesPerSecond, upload);
-        EXPECT_EQ(network.totalDownloaded, downloaded);
+        EXPECT_EQ(static_cast<double>(network.totalDownloaded), downloaded);
     }
 }
 
