@@ -49,7 +49,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FakePlatform fakes;
     fakes.files.contents[""] = textOf(data, size);  // a store without a path keeps to memory
     JsonUserDefaults defaults(fakes.files, "");
-    Platform platform = fakes.with(defaults);
+    Platform platform{fakes.platform,
+                      {fakes.commands, defaults, fakes.systemSettings, fakes.httpClient, fakes.files, fakes.clock,
+                       fakes.loop, fakes.loop, fakes.listener, fakes.log}};
     SettingsStore settings(platform);
     checkRanges(settings);
     checkPlainValues(settings, nlohmann::json::parse(textOf(data, size), nullptr, false));

@@ -2,8 +2,6 @@
 
 #include <map>
 
-#include "Platform/Apple/NetworkInterfaces.h"
-#include "Platform/Apple/ProxySettings.h"
 #include "Platform/Machine/SourceReport.h"
 #include "Platform/Machine/SystemFacts.h"
 #include "Platform/Machine/TaskCounters.h"
@@ -21,15 +19,14 @@ namespace zqm {
 
 // Services that answer what a test puts into them; nullopt is a failing query.
 
-struct FakeInterfaceAddresses final : InterfaceAddresses {
-    std::optional<std::vector<InterfaceAddress>> ipv4() override { return list; }
-    std::optional<std::vector<InterfaceAddress>> list;
-};
-
-struct FakeProxySettings final : ProxySettings {
-    std::optional<PropertyDictionary> proxySettings() override { return proxies; }
-    std::optional<PropertyDictionary> proxies;
-};
+/// What a map knows of a key.
+template <class Map>
+std::optional<typename Map::mapped_type> known(const Map& map, std::string_view key) {
+    const auto found = map.find(key);
+    return found == map.end() ? std::nullopt : std::optional(found->second);
+}
+template <class Value>
+using ByName = std::map<std::string, Value, std::less<>>;
 
 /// What a machine of fakes does not tell.
 struct NoFacts final : SystemFacts, SourceReport, TaskCounters {
@@ -62,30 +59,25 @@ struct FakeCommands final : Commands {
         explicit Running(FakeCommands& program) : of(program) {}
         std::optional<std::string> read(Seconds patience) override {
             if (next < of.pieces.size()) return of.pieces[next++];
-            if (!of.hangs) return std::nullopt;
-            of.clock.advance(patience);
-            return "";
+            of.clock.advance(of.hangs ? patience : Seconds(0));
+            return of.hangs ? std::optional("") : std::nullopt;
         }
         bool isRunning() override { return of.hangs; }
-        void terminate() override {
-            of.signals.emplace_back("terminate");
-            of.hangs = of.ignoresTermination;
-        }
-        void kill() override {
-            of.signals.emplace_back("kill");
-            of.hangs = false;
-        }
+        void terminate() override { of.send("terminate", of.ignoresTermination); }
+        void kill() override { of.send("kill", false); }
         FakeCommands& of;
         std::size_t next = 0;
     };
-
     explicit FakeCommands(VirtualClock& time) : clock(time) {}
     std::unique_ptr<Child> launch(std::string_view path, const std::vector<std::string>& arguments) override {
         line = path;
         for (const std::string& argument : arguments) line += " " + argument;
         return isThere ? std::make_unique<Running>(*this) : nullptr;
     }
-
+    void send(const char* signal, bool stillHangs) {
+        signals.emplace_back(signal);
+        hangs = stillHangs;
+    }
     VirtualClock& clock;
     bool isThere = false, hangs = false, ignoresTermination = false;
     std::vector<std::string> pieces;
@@ -95,7 +87,7 @@ struct FakeCommands final : Commands {
 
 /// No preferences but numbers; conversions are the real store's business.
 struct FakeUserDefaults final : UserDefaults {
-    double doubleForKey(std::string_view key) override { return numbers.contains(key) ? numbers.find(key)->second : 0; }
+    double doubleForKey(std::string_view key) override { return known(numbers, key).value_or(0); }
     std::int64_t integerForKey(std::string_view) override { return 0; }
     bool boolForKey(std::string_view) override { return false; }
     bool hasObjectForKey(std::string_view) override { return false; }
@@ -103,24 +95,20 @@ struct FakeUserDefaults final : UserDefaults {
     std::optional<std::vector<std::string>> stringArrayForKey(std::string_view) override { return std::nullopt; }
     std::optional<std::string> sourceForKey(std::string_view) override { return std::nullopt; }
     void setDouble(double value, std::string_view key) override { numbers[std::string(key)] = value; }
-
-    std::map<std::string, double, std::less<>> numbers;
+    ByName<double> numbers;
 };
 
 struct FakeSystemSettings final : SystemSettings {
     SharedContainer sharedContainer(std::string_view) override { return {container, "refused"}; }
-    std::optional<std::string> environment(std::string_view name) override {
-        const auto found = variables.find(name);
-        return found == variables.end() ? std::nullopt : std::optional(found->second);
-    }
+    std::optional<std::string> environment(std::string_view name) override { return known(variables, name); }
     std::optional<std::string> container = "/container";
-    std::map<std::string, std::string, std::less<>> variables;
+    ByName<std::string> variables;
 };
 
 struct FakeFiles final : Files {
     FileContent read(const std::string& file) override {
-        const auto found = contents.find(file);
-        return found == contents.end() ? FileContent{.isMissing = true} : FileContent{.text = found->second};
+        const auto text = known(contents, file);
+        return {.text = text, .isMissing = !text};
     }
     std::optional<std::string> replace(const std::string& file, std::string_view content) override {
         if (!writable) return file + ": No space left on device";
@@ -137,8 +125,7 @@ struct FakeFiles final : Files {
         body(true);
     }
     std::string makeUuid() override { return "0F0E0D0C-0B0A-4908-8706-050403020100"; }
-
-    std::map<std::string, std::string> contents;
+    ByName<std::string> contents;
     bool writable = true;
     std::function<void()> beforeLock;  // what another process does first
 };
@@ -162,10 +149,8 @@ struct FakeListener final : LoopbackListener {
     std::function<void(std::shared_ptr<Connection>)> accepted;
 };
 
-/// A whole platform of fakes on virtual time, current for its lifetime. Its machine tells of nothing but the network.
+/// A whole platform of fakes on virtual time, current for its lifetime. Its machine tells nothing.
 struct FakePlatform {
-    FakeInterfaceAddresses interfaceAddresses;
-    FakeProxySettings proxySettings;
     NoFacts facts;
     FakeHttpClient httpClient;
     FakeUserDefaults userDefaults;
@@ -176,22 +161,14 @@ struct FakePlatform {
     FakeCommands commands{clock};
     FakeListener listener;
     FakeLog log;
-    Platform platform = with(loop, listener, log, userDefaults);
+    Platform platform = with(loop, listener, log);
     ScopedPlatform current{platform};
 
-    /// The same with other preferences.
-    Platform with(UserDefaults& anyDefaults) { return with(loop, listener, log, anyDefaults); }
     /// The same with other services for what runs and speaks.
     Platform with(Dispatch& dispatch, LoopbackListener& anyListener, Log& anyLog) {
-        return with(dispatch, anyListener, anyLog, userDefaults);
-    }
-    Platform with(Dispatch& dispatch, LoopbackListener& anyListener, Log& anyLog, UserDefaults& anyDefaults) {
-        const AppleServices none = absentAppleServices();
-        const AppleServices apple{none.hostStatistics, none.sysctl,       none.networkInterfaces,
-                                  interfaceAddresses,  proxySettings,     none.registry,
-                                  none.ioReport,       none.powerSources, none.temperatureSensors};
-        return {{apple, nullptr, nullptr, nullptr, facts, facts, facts},
-                {commands, anyDefaults, systemSettings, httpClient, files, clock, loop, dispatch, anyListener, anyLog}};
+        return {
+            {absentAppleServices(), nullptr, nullptr, nullptr, facts, facts, facts},
+            {commands, userDefaults, systemSettings, httpClient, files, clock, loop, dispatch, anyListener, anyLog}};
     }
 };
 
