@@ -7,7 +7,6 @@
 
 #include "Platform/Linux/LinuxMachine.h"
 #include "Platform/Linux/Network/ProxyHosts.h"
-#include "ZQMHelper/Shared/FrequencyReader.h"
 #include "ZQMHelper/Shared/IPReader.h"
 #include "tests/fakes/TreeText.h"
 #include "tests/fakes/WholeHelper.h"
@@ -43,8 +42,7 @@ TEST(LinuxFacts, AProxysHostIsTakenOutOfItsAddress) {
 }
 
 TEST(LinuxFacts, TheVariablesOfTheEnvironmentAreCombined) {
-    using Variables = std::map<std::string, std::string, std::less<>>;
-    for (const auto& [variables, expected] : std::initializer_list<std::pair<Variables, std::string>>{
+    for (const auto& [variables, expected] : std::initializer_list<std::pair<ByName<std::string>, std::string>>{
              {{{"HTTP_PROXY", "big"}, {"http_proxy", "small"}}, "small - -"},
              {{{"HTTP_PROXY", "big"}, {"http_proxy", ""}}, "big - -"},
              {{{"all_proxy", "socks5h://a:1080"}}, "- - a"},
@@ -52,10 +50,7 @@ TEST(LinuxFacts, TheVariablesOfTheEnvironmentAreCombined) {
              {{{"http_proxy", "socks://a"}, {"all_proxy", "socks4://b"}}, "- - a"},
              {{{"http_proxy", "a"}, {"HTTPS_PROXY", "b"}, {"socks_proxy", "c"}, {"all_proxy", "d"}}, "a b c"},
          }) {
-        const auto hosts = ProxyHosts::ofVariables([&known = variables](std::string_view name) {
-            const auto found = known.find(name);
-            return found == known.end() ? std::nullopt : std::optional(found->second);
-        });
+        const auto hosts = ProxyHosts::ofVariables([&all = variables](auto name) { return known(all, name); });
         EXPECT_EQ(hosts.http.value_or("-") + " " + hosts.https.value_or("-") + " " + hosts.socks.value_or("-"),
                   expected);
     }
@@ -65,26 +60,22 @@ TEST(LinuxFacts, TheMachineAndItsSystemHaveNames) {
     const TemporaryTree tree;
     LinuxMachine machine(tree.root());
     SystemFacts& facts = machine.services().systemFacts;
-    struct Step {
-        std::string_view file, content;  // what is there more
-        std::string system;
-        std::optional<std::string> model, processor;
-    };
-    for (const auto& [file, content, system, model, processor] : std::initializer_list<Step>{
-             {"proc/sys/kernel/hostname", "secret\n", "Linux", {}, {}},
-             {"proc/sys/kernel/osrelease", "6.18.44\n", "Linux 6.18.44", {}, {}},
-             {"usr/lib/os-release", "PRETTY_NAME=Plain\n", "Plain, Linux 6.18.44", {}, {}},
-             {"etc/os-release", "NAME=\"D\"\nPRETTY_NAME=\"D \\\"12\\\"\"\n", "D \"12\", Linux 6.18.44", {}, {}},
-             {"proc/cpuinfo", "cpu\t: x\nmodel name\t:   Xeon 2\nmodel name\t: y\n", {}, {}, "Xeon 2"},
-             {"proc/cpuinfo", "model name\t: ARMv8\nCPU implementer\t: 0x41\n", {}, {}, "ARMv8"},
-             {"sys/devices/soc0/machine", "SM8550\n", {}, {}, "SM8550"},
-             {"proc/device-tree/model", {"Board 4\0", 8}, {}, "Board 4", "SM8550"},
-             {"sys/class/dmi/id/product_name", "Laptop 14\n", {}, "Laptop 14", "SM8550"},
-         }) {
+    // What is there more, and what is then said of the system, the model and the processor.
+    for (const auto& [file, content, names] : std::initializer_list<std::tuple<std::string, std::string, std::string>>{
+             {"proc/sys/kernel/hostname", "secret\n", "Linux|?|?"},
+             {"proc/sys/kernel/osrelease", "6.18.44\n", "Linux 6.18.44|?|?"},
+             {"usr/lib/os-release", "PRETTY_NAME=Plain\n", "Plain, Linux 6.18.44|?|?"},
+             {"etc/os-release", "NAME=\"D\"\nPRETTY_NAME=\"D \\\"12\\\"\"\n", "D \"12\", Linux 6.18.44|?|?"},
+             {"proc/sys/kernel/osrelease", "6", "D \"12\", Linux 6|?|?"},
+             {"proc/cpuinfo", "cpu\t: x\nmodel name\t:   Xeon 2\nmodel name\t: y\n", "D \"12\", Linux 6|?|Xeon 2"},
+             {"proc/cpuinfo", "model name\t: ARMv8\nCPU implementer\t: 0x41\n", "D \"12\", Linux 6|?|ARMv8"},
+             {"sys/devices/soc0/machine", "SM8550\n", "D \"12\", Linux 6|?|SM8550"},
+             {"proc/device-tree/model", {"Board 4\0", 8}, "D \"12\", Linux 6|Board 4|SM8550"},
+             {"sys/class/dmi/id/product_name", "Laptop 14\n", "D \"12\", Linux 6|Laptop 14|SM8550"}}) {
         tree.write(file, content);
-        EXPECT_EQ(facts.systemVersion(), system.empty() ? "D \"12\", Linux 6.18.44" : system);
-        EXPECT_EQ(facts.hardwareModel(), model) << file;
-        EXPECT_EQ(facts.processorName(), processor) << file;
+        EXPECT_EQ(facts.systemVersion() + "|" + facts.hardwareModel().value_or("?") + "|" +
+                      facts.processorName().value_or("?"),
+                  names);
     }
     EXPECT_EQ(facts.bundleText("CFBundleVersion"), ZQM_VERSION);
     EXPECT_FALSE(facts.bundleText("CFBundleName"));
@@ -114,58 +105,40 @@ TEST(LinuxFacts, ThisMachinesAddressIsOneOfTheSystemLibrarys) {
 
 /// Every look at it takes time, as reading does on a machine whose firmware answers slowly.
 struct SlowClock final : Clock {
-    explicit SlowClock(VirtualClock& virtualClock) : time(virtualClock) {}
-    WallTime wall() override { return time.wall(); }
-    MonotonicTime monotonic() override {
-        time.advance(perLook);
-        return time.monotonic();
-    }
-    ContinuousTime continuous() override { return time.continuous(); }
-    void sleep(Seconds duration) override { time.advance(duration); }
-    VirtualClock& time;
+    WallTime wall() override { return {}; }
+    MonotonicTime monotonic() override { return now += perLook; }
+    ContinuousTime continuous() override { return {}; }
+    void sleep(Seconds) override {}
+    MonotonicTime now{};
     Seconds perLook{0};
 };
 
 TEST(LinuxFacts, ReadingSlowFrequenciesIsSpreadOverTicks) {
     const TemporaryTree tree;
-    const auto setAll = [&](int kilohertz) {
-        for (char processor = '0'; processor < '8'; ++processor) {
-            const std::string directory = std::string("sys/devices/system/cpu/cpu") + processor + "/cpufreq/";
-            tree.write(directory + "scaling_cur_freq", std::to_string(kilohertz) + "\n");
-            tree.write(directory + "cpuinfo_min_freq", "500000\n");
-            tree.write(directory + "cpuinfo_max_freq", "4000000\n");
-        }
-    };
     std::string ticks;
-    for (char processor = '0'; processor < '8'; ++processor) ticks += std::string("cpu") + processor + " 1 0 1 1\n";
-    tree.write("proc/stat", ticks);
-    setAll(1000000);
-    FakePlatform process;
-    SlowClock clock(process.clock);
-    LinuxMachine machine(tree.root(), clock);
-    Platform platform = platformOn(machine, process);
-    FrequencyReader reader(platform);
-    reader.sample();
-    clock.perLook = Seconds(0.016);
-    int most = 0;
-    int all = 0;
-    std::set<std::string> read;
-    for (int tick = 1; tick <= 8; ++tick) {
-        setAll(1000000 + tick * 1000);
-        clock.time.advance(Seconds(1));
-        int fresh = 0;
-        for (const auto& [name, megahertz] : reader.sample().perCoreMHz) {
-            if (megahertz <= 1000 + tick - 0.5) continue;
-            ++fresh;
-            read.insert(name);
-        }
-        most = std::max(most, fresh);
-        all += fresh;
+    const auto directoryOf = [](int number) { return "sys/devices/system/cpu/cpu" + std::to_string(number); };
+    for (int number = 0; number < 8; ++number) {
+        ticks += "cpu" + std::to_string(number) + " 1 0 1 1\n";
+        tree.write(directoryOf(number) + "/cpufreq/scaling_cur_freq", "1000000\n");
     }
-    // 20 ms at 16 ms each, and the first may overdraw; a sample may look twice.
-    EXPECT_LE(most, 4);
-    EXPECT_LE(all, 22);
-    EXPECT_EQ(read.size(), 8u) << "each has had its turn";
+    tree.write("proc/stat", ticks);
+    SlowClock clock;
+    LinuxMachine machine(tree.root(), clock);
+    MachineReadings& readings = *machine.services().readings;
+    readings.clocks();
+    clock.perLook = Seconds(0.016);
+    // 20 ms for one tick at 16 ms each: the second overdraws by 12, which the next tick has to do without.
+    std::vector<std::size_t> fresh;
+    for (int tick = 1; tick <= 8; ++tick) {
+        for (int number = 0; number < 8; ++number) {
+            tree.write(directoryOf(number) + "/cpufreq/scaling_cur_freq", std::to_string(1000 + tick) + "000\n");
+        }
+        const auto clocks = readings.clocks();
+        fresh.push_back(0);
+        for (const ProcessorClock& read : clocks) fresh.back() += read.megahertz == 1000 + tick;
+    }
+    EXPECT_EQ(fresh, (std::vector<std::size_t>{2, 1, 1, 1, 2, 1, 1, 1}));
+    for (const ProcessorClock& read : readings.clocks()) EXPECT_GT(read.megahertz, 1000) << "each has had its turn";
 }
 
 }  // namespace
