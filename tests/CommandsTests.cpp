@@ -13,13 +13,12 @@ namespace {
 
 constexpr Seconds longEnough{60};
 
-std::ptrdiff_t openDescriptors() {
+auto openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
 }
 
 /// Each child must leave neither a zombie nor a descriptor behind.
-class Commands : public testing::Test {
-protected:
+struct Commands : testing::Test {
     ~Commands() override {
         EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
         EXPECT_EQ(openDescriptors(), descriptors_);
@@ -37,9 +36,7 @@ protected:
     }
 
     PosixCommands commands_;
-
-private:
-    std::ptrdiff_t descriptors_ = openDescriptors();
+    const std::ptrdiff_t descriptors_ = openDescriptors();
 };
 
 TEST_F(Commands, GiveTheOutputWhole) {
@@ -51,7 +48,6 @@ TEST_F(Commands, GiveTheOutputWhole) {
              {"head -c 10000000 /dev/zero | tr '\\0' x", std::string(10000000, 'x')},
          }) {
         const auto child = shell(script);
-        ASSERT_TRUE(child) << script;
         EXPECT_TRUE(readAll(*child) == output) << script;
         EXPECT_FALSE(child->isRunning());
         EXPECT_EQ(child->read(longEnough), std::nullopt);
@@ -71,9 +67,8 @@ TEST_F(Commands, StartWithCleanSignalsAndDescriptors) {
     const auto child = commands_.launch("/bin/grep", {"-E", "^Sig(Blk|Ign)", "/proc/self/status"});
     ::signal(SIGPIPE, previousHandler);
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-    const std::string text = readAll(*child);
-    ASSERT_THAT(text, testing::MatchesRegex("SigBlk:\t0{16}\nSigIgn:\t[0-9a-f]{16}\n"));
-    EXPECT_EQ(std::stoull(text.substr(text.rfind('\t')), nullptr, 16) & (1u << (SIGPIPE - 1)), 0u);
+    // Nothing is blocked, and the thirteenth signal is not ignored.
+    EXPECT_THAT(readAll(*child), testing::MatchesRegex("SigBlk:\t0{16}\nSigIgn:\t[0-9a-f]{12}[02468ace][0-9a-f]{3}\n"));
 }
 
 TEST_F(Commands, ReadWaitsNoLongerThanItsPatienceAndLosesNothing) {
