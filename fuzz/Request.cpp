@@ -45,35 +45,21 @@ std::vector<std::string> split(std::string_view text, const std::string& separat
     return pieces;
 }
 
-/// What the rules see in the bytes that a client has sent.
-struct Reading {
-    explicit Reading(std::string_view sent) {
-        const auto request = sent.substr(0, bound);
-        isText = !request.empty() && decodedModel(request) == request;
-        const auto lines = split(request, "\r\n");
-        const auto words = lines.empty() ? std::vector<std::string>() : split(lines.front(), " ");
-        path = words.size() < 2 ? "/" : words[1];
-        const std::string prefix = "X-ZQM-Token: ";
-        const auto line = std::find_if(lines.begin(), lines.end(), [&](const std::string& any) {
-            return any.compare(0, prefix.size(), prefix) == 0;
-        });
-        if (line == lines.end()) return;
-        token = *line;
-        for (std::size_t at = 0; (at = token->find(prefix, at)) != std::string::npos;) token->erase(at, prefix.size());
-    }
-    bool isText;
-    std::string path;
-    std::optional<std::string> token;
-};
-
 /// What the client receives; nullopt when the connection is closed without a byte.
-std::optional<std::string> expectedAnswer(const Reading& request, const Site& site) {
-    if (!request.isText) return std::nullopt;
-    const auto page =
-        std::find_if(site.begin(), site.end(), [&](const Page& candidate) { return candidate.path == request.path; });
+std::optional<std::string> expectedAnswer(std::string_view request, const Site& site) {
+    if (request.empty() || decodedModel(request) != request) return std::nullopt;
+    const auto lines = split(request, "\r\n");
+    const auto words = lines.empty() ? std::vector<std::string>() : split(lines.front(), " ");
+    const std::string path = words.size() < 2 ? "/" : words[1];
+    const auto page = std::find_if(site.begin(), site.end(), [&](const Page& any) { return any.path == path; });
     constexpr auto refused = "\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}";
     if (page == site.end()) return std::string("HTTP/1.1 404 Not Found") + refused;
-    if (page->token && request.token != page->token) return std::string("HTTP/1.1 403 Forbidden") + refused;
+    const std::string prefix = "X-ZQM-Token: ";
+    const auto line =
+        std::find_if(lines.begin(), lines.end(), [&](const std::string& any) { return any.starts_with(prefix); });
+    auto token = line == lines.end() ? std::nullopt : std::optional(*line);
+    for (std::size_t at = 0; token && (at = token->find(prefix, at)) != token->npos;) token->erase(at, prefix.size());
+    if (page->token && token != page->token) return std::string("HTTP/1.1 403 Forbidden") + refused;
     return "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nAccess-Control-Allow-Origin: *\r\nContent-Length: " +
            std::to_string(page->body.size()) + "\r\nConnection: close\r\n\r\n" + page->body;
 }
@@ -84,15 +70,11 @@ struct Client final : Connection {
         received = std::move(callback);
     }
     void send(std::string message) override {
-        end();
+        cancel();
         answer = std::move(message);
     }
-    void cancel() override { end(); }
+    void cancel() override { require(!std::exchange(ended, true), "a connection ends once"); }
     bool isGone(std::string_view) override { return ended; }
-    void end() {
-        require(!ended, "a connection ends once");
-        ended = true;
-    }
     std::function<void(std::string_view)> received;
     std::optional<std::string> answer;
     bool ended = false;
@@ -109,13 +91,13 @@ struct Host {
         }
         server.start();
     }
-    void serve(std::string_view sent, const Reading& reading) {
+    void serve(std::string_view sent) {
         const auto client = std::make_shared<Client>();
         calls = 0;
         platform.listener.accepted(client);
         std::exchange(client->received, nullptr)(sent.substr(0, bound));
         platform.loop.runFor(Seconds(0));
-        const auto expected = expectedAnswer(reading, pages);
+        const auto expected = expectedAnswer(sent.substr(0, bound), pages);
         require(client->ended, "a request comes to an end");
         require(client->answer == expected, "the answer is the one of the rules");
         require(calls == (expected && expected->starts_with("HTTP/1.1 200") ? 1 : 0), "a served page is made once");
@@ -139,13 +121,9 @@ std::string acrossTheBound(std::string_view rest) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace zqm;
-    static std::vector<std::unique_ptr<Host>> hosts;
-    if (hosts.empty()) {
-        for (const Site& site : sites) hosts.push_back(std::make_unique<Host>(site));
-    }
+    static Host hosts[]{Host(sites[0]), Host(sites[1]), Host(sites[2])};
     const auto input = textOf(data, size);
     const std::string sent = input.starts_with('~') ? acrossTheBound(input.substr(1)) : std::string(input);
-    const Reading reading(sent);
-    for (const auto& host : hosts) host->serve(sent, reading);
+    for (Host& host : hosts) host.serve(sent);
     return 0;
 }
