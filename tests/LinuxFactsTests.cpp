@@ -8,7 +8,7 @@
 #include "Platform/Linux/LinuxMachine.h"
 #include "Platform/Linux/Network/ProxyHosts.h"
 #include "ZQMHelper/Shared/IPReader.h"
-#include "tests/fakes/TreeText.h"
+#include "tests/fakes/TemporaryTree.h"
 #include "tests/fakes/WholeHelper.h"
 
 // What the texts of tests/machines/ cannot show: this machine, the environment, names, and time that reading takes.
@@ -103,41 +103,32 @@ TEST(LinuxFacts, ThisMachinesAddressIsOneOfTheSystemLibrarys) {
     }
 }
 
-/// Every look at it takes time, as reading does on a machine whose firmware answers slowly.
-struct SlowClock final : Clock {
-    WallTime wall() override { return {}; }
-    MonotonicTime monotonic() override { return now += perLook; }
-    ContinuousTime continuous() override { return {}; }
-    void sleep(Seconds) override {}
-    MonotonicTime now{};
-    Seconds perLook{0};
-};
-
 TEST(LinuxFacts, ReadingSlowFrequenciesIsSpreadOverTicks) {
     const TemporaryTree tree;
-    std::string ticks;
-    const auto directoryOf = [](int number) { return "sys/devices/system/cpu/cpu" + std::to_string(number); };
-    for (int number = 0; number < 8; ++number) {
-        ticks += "cpu" + std::to_string(number) + " 1 0 1 1\n";
-        tree.write(directoryOf(number) + "/cpufreq/scaling_cur_freq", "1000000\n");
-    }
-    tree.write("proc/stat", ticks);
-    SlowClock clock;
+    const auto setAll = [&](int megahertz) {
+        for (char number = '0'; number < '8'; ++number) {
+            tree.write(std::string("sys/devices/system/cpu/cpu") + number + "/cpufreq/scaling_cur_freq",
+                       std::to_string(megahertz) + "000\n");
+        }
+    };
+    tree.write("proc/stat",
+               "cpu0 1 0 1 1\ncpu1 1 0 1 1\ncpu2 1 0 1 1\ncpu3 1 0 1 1\n"
+               "cpu4 1 0 1 1\ncpu5 1 0 1 1\ncpu6 1 0 1 1\ncpu7 1 0 1 1\n");
+    setAll(1000);
+    VirtualClock clock;
     LinuxMachine machine(tree.root(), clock);
     MachineReadings& readings = *machine.services().readings;
     readings.clocks();
-    clock.perLook = Seconds(0.016);
-    // 20 ms for one tick at 16 ms each: the second overdraws by 12, which the next tick has to do without.
+    clock.perLook = Seconds(0.017);  // of a firmware that answers slowly
+    // 20 ms a tick at 17 ms each: the second overdraws by 14 ms, which the next ticks have to do without.
     std::vector<std::size_t> fresh;
     for (int tick = 1; tick <= 8; ++tick) {
-        for (int number = 0; number < 8; ++number) {
-            tree.write(directoryOf(number) + "/cpufreq/scaling_cur_freq", std::to_string(1000 + tick) + "000\n");
-        }
+        setAll(1000 + tick);
         const auto clocks = readings.clocks();
         fresh.push_back(0);
         for (const ProcessorClock& read : clocks) fresh.back() += read.megahertz == 1000 + tick;
     }
-    EXPECT_EQ(fresh, (std::vector<std::size_t>{2, 1, 1, 1, 2, 1, 1, 1}));
+    EXPECT_EQ(fresh, (std::vector<std::size_t>{2, 1, 1, 1, 1, 2, 1, 1}));
     for (const ProcessorClock& read : readings.clocks()) EXPECT_GT(read.megahertz, 1000) << "each has had its turn";
 }
 

@@ -6,6 +6,7 @@
 #include "Platform/Linux/Processes/LinuxProcessTable.h"
 #include "Platform/Posix/Descriptor.h"
 #include "tests/fakes/TemporaryTree.h"
+#include "tests/fakes/VirtualClock.h"
 
 namespace zqm {
 namespace {
@@ -22,16 +23,6 @@ std::string socket(std::uint64_t inode) {
     return "socket:[" + std::to_string(inode) + "]";
 }
 
-/// Time that passes with each look at it.
-struct BusyClock final : Clock {
-    WallTime wall() override { return {}; }
-    MonotonicTime monotonic() override { return now += perLook; }
-    ContinuousTime continuous() override { return {}; }
-    void sleep(Seconds) override {}
-    MonotonicTime now{};
-    Seconds perLook{0};
-};
-
 struct LinuxSocketTest : testing::Test {
     void addTable(const char* name, const std::vector<std::uint64_t>& inodes) {
         std::string text(titles);
@@ -44,9 +35,9 @@ struct LinuxSocketTest : testing::Test {
                    "1 (p) S 1 1 1 1 1 1 1 1 1 1 2 2 2 2 2 2 2 2 " + std::to_string(startTime) + " 1 1 1\n");
         tree.remove(directory + "/fd");
         std::filesystem::create_directories(tree.path(directory + "/fd"));
-        for (std::size_t i = 0; i < links.size(); ++i) {
-            std::filesystem::create_symlink(links[i], tree.path(directory + "/fd/" + std::to_string(i)));
-        }
+        int number = 0;
+        for (const auto& link : links)
+            std::filesystem::create_symlink(link, tree.path(directory + "/fd/" + std::to_string(number++)));
     }
     /// "10 3, 12 1, ": the processes, each with its sockets; "?" when they cannot be counted.
     std::string counts() {
@@ -59,7 +50,7 @@ struct LinuxSocketTest : testing::Test {
     }
 
     TemporaryTree tree;
-    BusyClock clock;
+    VirtualClock clock;
     RootDirectory root{tree.root()};
     LinuxProcessTable table{root, clock};
 };

@@ -4,11 +4,11 @@
 
 namespace zqm {
 
-/// Time that moves only when a test says so. A sleep moves it.
+/// Time that moves only when a test says so. A sleep moves it, and every look where a test lets work take its time.
 class VirtualClock final : public Clock {
 public:
     WallTime wall() override { return wallTime; }
-    MonotonicTime monotonic() override { return monotonicTime; }
+    MonotonicTime monotonic() override { return monotonicTime += perLook; }
     ContinuousTime continuous() override { return continuousTime; }
     void sleep(Seconds duration) override { advance(duration); }
 
@@ -21,6 +21,7 @@ public:
     WallTime wallTime{Seconds(1763327051.25)};
     MonotonicTime monotonicTime{Seconds(1000)};
     ContinuousTime continuousTime{Seconds(5000)};
+    Seconds perLook{0};
 };
 
 }  // namespace zqm
