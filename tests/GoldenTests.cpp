@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <ostream>
 #include <sstream>
 
 #include "Platform/Linux/LinuxMachine.h"
@@ -68,46 +67,44 @@ void expectFigures(const std::vector<TreeText::Figure>& figures, const std::stri
     }
 }
 
-struct File {
-    fs::path path;
-    friend void PrintTo(const File& printed, std::ostream* out) { *out << printed.path.filename(); }
-};
-
-auto filesIn(const fs::path& folder) {
-    std::vector<File> files;
-    for (const auto& entry : fs::directory_iterator(folder)) files.push_back({entry.path()});
-    return testing::ValuesIn(files);
+/// What the files in a folder are called, without their ending.
+auto namesIn(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().stem());
+    return testing::ValuesIn(names);
 }
 
-constexpr auto nameOf = [](const auto& file) {
-    std::string name = file.param.path.stem();
+constexpr auto nameOf = [](const auto& machine) {
+    std::string name = machine.param;
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 };
 
-struct GoldenMachine : testing::TestWithParam<File> {};
+struct GoldenMachine : testing::TestWithParam<std::string> {};
 
 TEST_P(GoldenMachine, LooksAsReviewed) {
     FakePlatform process;
-    const auto machine = machineOf(DescribedMachine::load(GetParam().path, process.clock));
-    const std::string name = GetParam().path.stem();
+    const auto machine =
+        machineOf(DescribedMachine::load(fs::path(ZQM_MACHINES) / (GetParam() + ".json"), process.clock));
     {
         WholeHelper helper(*machine, process);
         helper.start();
         process.loop.runFor(Seconds(2));
-        expectGolden(name + ".txt", DiagnosticsCollector(helper.controller, helper.platform).collect(false) + "\n");
-        expectGolden(name, helper);
+        expectGolden(GetParam() + ".txt",
+                     DiagnosticsCollector(helper.controller, helper.platform).collect(false) + "\n");
+        expectGolden(GetParam(), helper);
     }
     EXPECT_EQ(machine->liveHandles(), 0u);
 }
-INSTANTIATE_TEST_SUITE_P(Golden, GoldenMachine, filesIn(ZQM_MACHINES), nameOf);
+INSTANTIATE_TEST_SUITE_P(Golden, GoldenMachine, namesIn(ZQM_MACHINES), nameOf);
 
-struct LinuxMachines : testing::TestWithParam<File> {
+struct LinuxMachines : testing::TestWithParam<std::string> {
     LinuxMachines() { ::setenv("XDG_CONFIG_HOME", "/etc/user", 1); }
 };
 
 TEST_P(LinuxMachines, ShowTheirFigures) {
-    for (const auto& [name, moments] : parseTrees(contentOf(GetParam().path))) {
+    for (const auto& [name, moments] :
+         parseTrees(contentOf(fs::path(ZQM_TEST_DATA) / "machines" / (GetParam() + ".txt")))) {
         SCOPED_TRACE(name);
         const TemporaryTree tree;
         writeFiles(tree, moments.front().files);
@@ -124,10 +121,10 @@ TEST_P(LinuxMachines, ShowTheirFigures) {
             expectFigures(moment.figures, helper.snapshot.text());
             figures += moment.figures.size();
         }
-        if (figures == 0) expectGolden("linux-" + GetParam().path.stem().string(), helper);
+        if (figures == 0) expectGolden("linux-" + GetParam(), helper);
     }
 }
-INSTANTIATE_TEST_SUITE_P(Golden, LinuxMachines, filesIn(fs::path(ZQM_TEST_DATA) / "machines"), nameOf);
+INSTANTIATE_TEST_SUITE_P(Golden, LinuxMachines, namesIn(fs::path(ZQM_TEST_DATA) / "machines"), nameOf);
 
 }  // namespace
 }  // namespace zqm
