@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "ZQMHelper/Shared/BatteryReader.h"
@@ -14,11 +15,7 @@ BatteryMetrics sample(const std::string& description) {
 }
 
 TEST(BatteryReader, TellsTheTimeThatTheStateAsksFor) {
-    struct Case {
-        const char* state;
-        std::int64_t minutes;
-    };
-    for (const auto& [state, minutes] : std::initializer_list<Case>{
+    for (const auto& [state, minutes] : std::initializer_list<std::pair<std::string, std::int64_t>>{
              {R"("Is Charging": false, "Time to Empty": 245, "Time to Full Charge": 9)", 245},
              {R"("Is Charging": true, "Power Source State": "AC Power", "Time to Empty": 7, "Time to Full Charge": 1)",
               1},
@@ -29,37 +26,30 @@ TEST(BatteryReader, TellsTheTimeThatTheStateAsksFor) {
          }) {
         const auto battery = sample(R"({"powerSources": {"sources": [{"Type": "UPS", "Time to Empty": 9}, null,
             {"Type": "InternalBattery", )" +
-                                    std::string(state) + "}]}}");
+                                    state + "}]}}");
         EXPECT_TRUE(battery.isPresent);
         EXPECT_EQ(battery.timeRemainingMinutes, minutes) << state;
     }
 }
 
 TEST(BatteryReader, ReadsTheGauge) {
-    struct Case {
-        const char* properties;
-        double health, maximum, design, watts;  // Wh, W
-    };
-    for (const auto& [properties, health, maximum, design, watts] : std::initializer_list<Case>{
-             {R"("DesignCapacity": 5000, "AppleRawMaxCapacity": 4500, "Voltage": 12500, "InstantAmperage": -1200,
+    // Health; Wh at most and as designed; W.
+    for (
+        const auto& [properties, figures] : std::initializer_list<std::pair<std::string, std::array<double, 4>>>{
+            {R"("DesignCapacity": 5000, "AppleRawMaxCapacity": 4500, "Voltage": 12500, "InstantAmperage": -1200,
                  "NominalChargeCapacity": 1, "AppleRawBatteryVoltage": 1, "Amperage": 1)",
-              0.9, 56.25, 62.5, 15},
-             {R"("DesignCapacity": 5000, "NominalChargeCapacity": 4500, "AppleRawBatteryVoltage": 12500,
-                 "Amperage": 1200)",
-              0.9, 56.25, 62.5, 15},
-             {R"("DesignCapacity": 5000, "AppleRawMaxCapacity": 4500, "Voltage": 0, "InstantAmperage": 1)", 0.9, 0, 0,
-              0},
-             {R"("DesignCapacity": 0, "AppleRawMaxCapacity": 4500, "Voltage": 10000)", 0, 45, 0, 0},
-             {R"("DesignCapacity": 1e-300, "AppleRawMaxCapacity": 1e308, "Voltage": 1e308, "Amperage": 1e308)", 0, 0,
-              100, 0},
-         }) {
-        const auto battery =
-            sample(R"({"registry": {"AppleSmartBattery": [{"name": "g", "properties": {)" + std::string(properties) +
-                   R"(}}, {"name": "other", "properties": {"CycleCount": 9}}]}})");
-        EXPECT_DOUBLE_EQ(battery.health, health) << properties;
-        EXPECT_DOUBLE_EQ(battery.maxCapacityWh, maximum) << properties;
-        EXPECT_DOUBLE_EQ(battery.designCapacityWh, design) << properties;
-        EXPECT_DOUBLE_EQ(battery.powerWatts, watts) << properties;
+             {0.9, 56.25, 62.5, 15}},
+            {R"("DesignCapacity": 5000, "NominalChargeCapacity": 4500, "AppleRawBatteryVoltage": 12500, "Amperage": 1200)",
+             {0.9, 56.25, 62.5, 15}},
+            {R"("DesignCapacity": 5000, "AppleRawMaxCapacity": 4500, "Voltage": 0, "InstantAmperage": 1)",
+             {0.9, 0, 0, 0}},
+            {R"("DesignCapacity": 0, "AppleRawMaxCapacity": 4500, "Voltage": 10000)", {0, 45, 0, 0}},
+            {R"("DesignCapacity": 1e-300, "AppleRawMaxCapacity": 1e308, "Voltage": 1e308, "Amperage": 1e308)",
+             {0, 0, 100, 0}}}) {
+        const auto battery = sample(R"({"registry": {"AppleSmartBattery": [{"name": "g", "properties": {)" +
+                                    properties + R"(}}, {"name": "other", "properties": {"CycleCount": 9}}]}})");
+        const std::array told{battery.health, battery.maxCapacityWh, battery.designCapacityWh, battery.powerWatts};
+        EXPECT_THAT(told, testing::Pointwise(testing::DoubleEq(), figures)) << properties;
         EXPECT_EQ(battery.cycleCount, 0) << properties;
     }
 }

@@ -27,12 +27,8 @@ StateList states(const char* text) {
 }
 
 TEST(StateResidency, WeighsTheActiveTime) {
-    struct Case {
-        const char* states;
-        FrequencyLadder ladder;  // MHz
-        double mean;             // MHz
-    };
-    for (const auto& [text, ladder, mean] : std::initializer_list<Case>{
+    // States, ladder and mean in MHz.
+    for (const auto& [text, ladder, mean] : std::initializer_list<std::tuple<const char*, FrequencyLadder, double>>{
              {"IDLE 800 V0P1 100 V1P0 100", {600, 1200}, 900},
              {"DOWN 50 IDLE 50", {600, 1200}, 0},
              {"OFF 40 V0 0 IDLE 10 V1 10", {600, 1200, 1800}, 1500},  // the later IDLE is active
@@ -66,18 +62,17 @@ std::string table(std::initializer_list<std::uint32_t> frequencies, const char* 
     return R"({"bytes": [)" + parts + '"' + tail + R"("]})";
 }
 
+/// The power manager among services that are not it.
 std::string registry(const std::string& properties) {
     return R"("registry": {"AppleARMIODevice": [{"name": "x", "properties": {"name": {"bytes": "706d677232"}}},
-                {"name": "y", "properties": {"name": "pmgr"}}, {"name": "pmgr", "properties": {"name": {"bytes": "706d677200"}, )" +
+        {"name": "y", "properties": {"name": "pmgr"}},
+        {"name": "pmgr", "properties": {"name": {"bytes": "706d677200"}, )" +
            properties + "}}]}";
 }
 
 TEST(FrequencyTopology, ReadsLadders) {
-    struct Case {
-        std::string property;
-        FrequencyLadder ladder;  // MHz
-    };
-    for (const auto& [property, ladder] : std::initializer_list<Case>{
+    for (const auto& [property, ladder] : std::initializer_list<std::pair<std::string, FrequencyLadder>>{
+             // MHz
              {table({0, 600'000, 972'000, 0}), {600, 972}},  // kHz
              {table({3'228'000'000, 600'000'000}), {600, 3228}},
              {table({99'999'999}), {99'999'999e-3}},
@@ -96,11 +91,9 @@ TEST(FrequencyTopology, AssignsClustersToLadders) {
     const std::string tables = R"("voltage-states1-sram": )" + table({100'000}) + R"(, "voltage-states5-sram": )" +
                                table({500'000}) + R"(, "voltage-states6-sram": )" + table({600'000}) +
                                R"(, "voltage-states1": )" + table({7}) + R"(, "acc-clusters": {"bytes": ")";
-    struct Case {
-        const char* clusters;
-        double efficiency, performance, middle;  // MHz; 0: empty, -1: absent
-    };
-    for (const auto& [clusters, efficiency, performance, middle] : std::initializer_list<Case>{
+    // The highest MHz of efficiency, performance and middle clusters; 0: empty, -1: absent.
+    for (const auto& [clusters, efficiency, performance, middle] :
+         std::initializer_list<std::tuple<const char*, double, double, double>>{
              {"", 100, 500, -1},
              {"01000000000000", 100, 500, -1},  // one byte short
              {"0100000000000000 0502000000000000 0602000000000000", 100, 500, -1},
@@ -119,14 +112,16 @@ TEST(FrequencyTopology, AssignsClustersToLadders) {
 }
 
 /// A channel that was idle and at its two steps for so long at each reading.
-std::string channel(const std::string& name, const std::string& slow, const std::string& fast) {
-    return R"({"name": ")" + name + R"(", "states": [{"name": "IDLE", "residency": {"start": 7, "rate": 1000}},
+std::string channel(const char* name, const std::string& slow, const std::string& fast) {
+    return R"({"name": ")" + std::string(name) +
+           R"(", "states": [{"name": "IDLE", "residency": {"start": 7, "rate": 1000}},
         {"name": "V0P1", "residency": )" +
-           slow + R"(}, {"name": "V1P0", "residency": )" + fast + "}]}";
+           slow + R"(}, {"name": "V1P0", "residency": )" + fast + "}]},";
 }
 
 TEST(FrequencyReader, RemembersWhatWasIdleAndForgetsWhatFailed) {
-    const std::string once = R"({"list": [0, 10]})";  // moves in the first interval only
+    const std::string never = "0", once = R"({"list": [0, 10]})";  // moves in the first interval only
+    const std::string always = R"({"start": 0, "rate": 100})";
     // In the third sample the clusters fail, then the cores' delta.
     DescribedPlatform machine(
         "{" +
@@ -137,29 +132,28 @@ TEST(FrequencyReader, RemembersWhatWasIdleAndForgetsWhatFailed) {
             "samples": {"list": [true, true, true, true, true, true, true, true, null, true]},
             "deltas": {"list": [true, true, true, true, false, true]}, "groups": [
             {"group": "CPU Stats", "subgroup": "CPU Complex Performance States", "channels": [)" +
-        channel("ECPU", R"({"start": 0, "rate": 100})", R"({"start": 0, "rate": 100})") + "," +
-        channel("PCPU", once, once) + "," + channel("PCPU1", "0", once) + R"(, {"name": null}]},
+        channel("ECPU", always, always) + channel("PCPU", once, once) + channel("PCPU1", never, once) +
+        R"({"name": null}]},
             {"group": "CPU Stats", "subgroup": "CPU Core Performance States", "channels": [)" +
-        channel("ECPU010", "0", once) + "," + channel("ECPU000", once, "0") + "," + channel("PCPU000", "0", "0") +
-        R"(]}, {"group": "GPU Stats", "subgroup": "GPU Performance States", "channels": [)" +
-        channel("GPUPH", "0", once) + "]}]}}");
+        channel("ECPU010", never, once) + channel("ECPU000", once, never) + channel("PCPU000", never, never) +
+        R"({"name": null}]},
+            {"group": "GPU Stats", "subgroup": "GPU Performance States", "channels": [)" +
+        channel("GPUPH", never, once) + R"({"name": null}]}]}})");
     machine.process.systemSettings.variables["ZQM_DUMP_IOREPORT_CHANNELS"] = "1";
     FrequencyReader reader;
     for (const bool fails : {false, false, true, false}) {
         const auto before = machine.process.clock.monotonic();
-        const auto result = reader.sample();
+        const auto now = reader.sample();
         EXPECT_NEAR((machine.process.clock.monotonic() - before).count(), fails ? 0.1 : 0.2, 1e-9);
-        EXPECT_DOUBLE_EQ(result.efficiencyMHz, fails ? 0 : 900);
-        EXPECT_DOUBLE_EQ(result.performanceMHz, fails ? 0 : 2000);
-        EXPECT_DOUBLE_EQ(result.gpuMHz, fails ? 0 : 800);
-        EXPECT_EQ(result.efficiencyMaxMHz, 1200);
-        EXPECT_EQ(result.performanceMaxMHz, 3000);
-        EXPECT_EQ(result.gpuMaxMHz, 800);
+        const std::array told{now.efficiencyMHz, now.performanceMHz, now.gpuMHz};
+        EXPECT_THAT(told, Pointwise(DoubleEq(), fails ? std::array{0., 0., 0.} : std::array{900., 2000., 800.}));
+        EXPECT_THAT((std::array{now.efficiencyMaxMHz, now.performanceMaxMHz, now.gpuMaxMHz}),
+                    ElementsAre(1200, 3000, 800));
         const std::map<std::string, double> cores{{"E0", 600}, {"E1", 1200}, {"P0", 0}};
-        EXPECT_EQ(result.perCoreMHz, fails ? decltype(cores){} : cores);
+        EXPECT_EQ(now.perCoreMHz, fails ? decltype(cores){} : cores);
     }
     EXPECT_THAT(machine.process.log.lines,
-                ElementsAre("==== IOReport channels ====", "  ECPU", "  PCPU", "  PCPU1", "  ?", "  GPUPH"));
+                ElementsAre("==== IOReport channels ====", "  ECPU", "  PCPU", "  PCPU1", "  ?", "  GPUPH", "  ?"));
 }
 
 }  // namespace

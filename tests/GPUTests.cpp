@@ -9,11 +9,9 @@ namespace {
 TEST(GPUReader, TakesTheBusiestAndTheFastestOfAllGPUs) {
     const std::string busy = R"("Device Utilization %": )", active = R"j(, "GPU Activity(%)": )j";
     const std::string clock = R"j(, "Core Clock(MHz)": )j";
-    struct Case {
-        std::string first, second;  // statistics
-        double utilization, frequency;
-    };
-    for (const auto& [first, second, utilization, frequency] : std::initializer_list<Case>{
+    // Statistics of two; what is then said of both.
+    for (const auto& [first, second, utilization, frequency] :
+         std::initializer_list<std::tuple<std::string, std::string, double, double>>{
              {busy + "37" + active + "50", busy + "null" + active + "12", 0.37, 0},
              {busy + "\"37\"" + active + "50", busy + R"({"float": "nan"})", 0.5, 0},
              {busy + "20" + clock + "1200", busy + "65" + clock + "400", 0.65, 1200},

@@ -7,11 +7,9 @@ namespace zqm {
 namespace {
 
 TEST(TemperatureReader, AveragesTheSensorsOfEachClass) {
-    struct Case {
-        std::vector<std::pair<const char*, const char*>> sensors;  // names and degrees
-        double cpu, gpu;
-    };
-    for (const auto& [sensors, cpu, gpu] : std::initializer_list<Case>{
+    // Names and degrees of the sensors; the processors' and the graphics' temperature.
+    using Sensors = std::vector<std::pair<std::string, std::string>>;
+    for (const auto& [sensors, cpu, gpu] : std::initializer_list<std::tuple<Sensors, double, double>>{
              {{{"pACC MTR Temp Sensor2", "50"}, {"eACC MTR Temp Sensor0", "40"}, {"GPU MTR Temp Sensor1", "45"}},
               45,
               45},
@@ -28,10 +26,9 @@ TEST(TemperatureReader, AveragesTheSensorsOfEachClass) {
          }) {
         std::string list;
         for (const auto& [name, degrees] : sensors) {
-            list += std::string(list.empty() ? "" : ",") + R"({"product": ")" + name + R"(", "temperature": )" +
-                    degrees + "}";
+            list += R"({"product": ")" + name + R"(", "temperature": )" + degrees + "},";
         }
-        DescribedPlatform machine(R"({"temperatureSensors": [)" + list + "]}");
+        DescribedPlatform machine(R"({"temperatureSensors": [)" + list + "{}]}");
         const auto result = TemperatureReader().sample();
         EXPECT_DOUBLE_EQ(result.cpu, cpu) << list;
         EXPECT_DOUBLE_EQ(result.gpu, gpu) << list;
