@@ -11,7 +11,6 @@
 
 #include "Client/Terminal.h"
 #include "Client/Units.h"
-#include "Platform/Posix/PosixClock.h"
 
 namespace zqm {
 namespace {
@@ -78,7 +77,7 @@ ExitStatus followBar(const HelperClient& helper, BarWriter& writer, Seconds upda
             shown = none;
         } else {
             const SystemSnapshot& snapshot = std::get<SnapshotReply>(reply).snapshot;
-            const WallTime now = PosixClock().wall();
+            const WallTime now = wallTimeNow();
             const auto age = ageIfOld(snapshot, updateInterval, now);
             const std::string ageText = age ? spanText(*age) : "";
             const bool isNew = shown != snapshot.timestamp;

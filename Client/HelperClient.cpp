@@ -6,7 +6,6 @@
 
 #include "Client/Units.h"
 #include "Platform/Posix/LocalClient.h"
-#include "Platform/Posix/PosixClock.h"
 #include "Support/Text.h"
 #include "ZQMHelper/AccessToken.h"
 
@@ -115,7 +114,7 @@ std::variant<SnapshotReply, HelperError> HelperClient::snapshot(Seconds patience
 std::variant<SnapshotReply, HelperError> HelperClient::freshSnapshot(Seconds interval) const {
     auto reply = snapshot();
     const auto* told = std::get_if<SnapshotReply>(&reply);
-    if (!told || !ageIfOld(told->snapshot, interval, PosixClock().wall())) return reply;
+    if (!told || !ageIfOld(told->snapshot, interval, wallTimeNow())) return reply;
     return HelperError{ExitStatus::helperSilent, "the helper's latest sample is older than three intervals"};
 }
 

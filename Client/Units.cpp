@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 
 namespace zqm {
@@ -36,6 +37,10 @@ std::string spanText(Seconds span) {
     return seconds < 120    ? std::to_string(seconds) + " s"
            : seconds < 7200 ? std::to_string(seconds / 60) + " min"
                             : std::to_string(seconds / 3600) + " h";
+}
+
+WallTime wallTimeNow() {
+    return WallTime(std::chrono::system_clock::now().time_since_epoch());
 }
 
 std::tm localTime(WallTime time) {

@@ -18,6 +18,8 @@ std::string temperatureText(double celsius, TempUnit);  // "41 °C", "106 °F", 
 std::string durationText(std::int64_t minutes);         // "2:05"
 std::string spanText(Seconds span);                     // "12 s", "7 min", "3 h"
 
+WallTime wallTimeNow();
+
 /// An instant in the user's time zone, and its text in strftime's format.
 std::tm localTime(WallTime time);
 std::string localTimeText(WallTime time, const char* format);

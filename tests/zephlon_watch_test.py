@@ -126,7 +126,8 @@ class WatchTest(ProgramTest):
         self.start_machine(MACHINE)
         for variables, colour, mark in (({}, "38;5;", "⣀"), ({"NO_COLOR": "1"}, None, "⣀"), ({"TERM": "vt100"}, None, "⣀"),
                                         ({"LC_ALL": "C"}, "38;5;", "--"), ({"TERM": "linux"}, "\x1b[32m", "..")):
-            terminal = self.watch(shows=mark.encode(), **variables)
+            terminal = self.watch(**variables)
+            terminal.expect(mark.encode())
             terminal.quit()
             text = terminal.written.decode()
             coloured = re.search(r"\x1b\[[0-9;]*(?<![0-9])(3[1-7]|38;5;\d+)[;m]", text)

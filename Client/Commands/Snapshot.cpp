@@ -8,8 +8,8 @@
 #include "Client/HelperClient.h"
 #include "Client/Status.h"
 #include "Client/Terminal.h"
+#include "Client/Units.h"
 #include "Client/Watch/Watch.h"
-#include "Platform/Posix/PosixClock.h"
 #include "Platform/Posix/PosixFiles.h"
 
 namespace zqm {
@@ -42,7 +42,7 @@ void declareStatus(CLI::App& app, Invocation& invocation) {
         invocation.command = [&invocation, json] {
             return printSnapshot(invocation, [&](const SnapshotReply& reply) {
                 return *json ? statusJson(reply)
-                             : statusText(reply, *readSettings(), Style(wantsColour()), PosixClock().wall());
+                             : statusText(reply, *readSettings(), Style(wantsColour()), wallTimeNow());
             });
         };
     });
@@ -90,7 +90,7 @@ void declareBar(CLI::App& app, Invocation& invocation) {
             BarWriter writer(*fromRawValue<BarFormat>(options->format), *settings);
             if (!options->isFollowing) {
                 return printSnapshot(invocation, [&](const SnapshotReply& reply) {
-                    return writer.line(reply.snapshot, PosixClock().wall()) + writer.end();
+                    return writer.line(reply.snapshot, wallTimeNow()) + writer.end();
                 });
             }
             const auto status = followBar(HelperClient(invocation.port), writer, Seconds(settings->updateInterval()));

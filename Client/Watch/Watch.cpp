@@ -13,7 +13,6 @@
 #include "Client/Watch/Signals.h"
 #include "Client/Watch/SnapshotFeed.h"
 #include "Client/Watch/View.h"
-#include "Platform/Posix/PosixClock.h"
 
 namespace zqm {
 namespace {
@@ -86,7 +85,7 @@ private:
         picture_.problem.clear();
         picture_.reply = std::get<SnapshotReply>(std::move(*answer));
         latest_ = sinceStart();
-        const auto age = ageIfOld(picture_.reply->snapshot, interval_, PosixClock().wall());
+        const auto age = ageIfOld(picture_.reply->snapshot, interval_, wallTimeNow());
         if (!age) return picture_.history.add(picture_.reply->snapshot);
         picture_.problem = "the helper takes no new sample";
         picture_.silence = *age;
