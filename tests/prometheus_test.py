@@ -49,22 +49,6 @@ class PrometheusTest(ProgramTest):
                 self.zephlon("metrics", port=helper.port, status=status, stdout=out)
                 self.assertEqual((self.home / "out").read_text(), DOWN)
 
-    def test_the_file_is_replaced_whole_for_everyone_to_read(self):
-        folder = self.home / "collector"
-        folder.mkdir()
-        file, link = folder / "zqm.prom", folder / "link"
-        file.write_text("old")
-        link.symlink_to("/dev/null")
-        with FakeServer(SNAPSHOT) as helper:
-            self.zephlon("metrics", "--output", file, port=helper.port, umask=0o077)
-            self.assertIn("zqm_load_ratio ", file.read_text())
-            self.assertEqual(file.stat().st_mode & 0o777, 0o644)
-            for place in (link, folder, folder / "absent" / "zqm.prom"):
-                self.zephlon("metrics", "--output", place, port=helper.port, status=1)
-        self.zephlon("metrics", "--output", file, status=3)
-        self.assertEqual(file.read_text(), DOWN)
-        self.assertEqual((sorted(folder.iterdir()), link.is_symlink()), ([link, file], True))
-
     def test_the_exporter_answers_whatever_the_helper_does(self):
         with FakeServer(None) as helper:
             exporter, url = self.start_exporter(helper.port, "127.0.0.2:0")
@@ -93,9 +77,7 @@ class PrometheusTest(ProgramTest):
         self.assertRegex(exporter.stdout.read(), r"\Azephlon: the helper on \S+ does not answer\n"
                                                  r"zephlon: the helper answers again\n\Z")
         with socket.create_server(("127.0.0.1", 0)) as taken:
-            for address, status in (("127.0.0.1:%d" % taken.getsockname()[1], 1), ("localhost:0", 1), (":9932", 2),
-                                    ("::1:9932", 2), ("[::]:65536", 2)):
-                self.zephlon("exporter", "--listen", address, status=status)
+            self.zephlon("exporter", "--listen", "127.0.0.1:%d" % taken.getsockname()[1], status=1)
 
     @needs_prometheus
     def test_a_real_server_scrapes_it_and_answers_for_each_family(self):

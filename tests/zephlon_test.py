@@ -6,8 +6,7 @@ import shutil
 import subprocess
 import unittest
 
-from harness import BUILD, HELPER, PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, ok
-
+from harness import BUILD, PATIENCE, ROOT, FakeServer, ProgramTest, ok
 
 TRANSCRIPTS = ROOT / "tests" / "transcripts"
 
@@ -56,8 +55,8 @@ class ZephlonTest(ProgramTest):
             snapshot = file.with_suffix(".json")
             shutil.rmtree(self.preferences.parent, ignore_errors=True)
             with FakeServer(ok(snapshot.read_text() if snapshot.exists() else "{}")) as server:
-                shell = f'zephlon() {{ command zephlon --port {server.port} "$@"; }}\n'
-                said = "".join(self.said(line, shell) for line in file.read_text().splitlines() if line.startswith("$ "))
+                self.environment["ZQM_PORT"] = str(server.port)
+                said = "".join(self.said(line) for line in file.read_text().splitlines() if line.startswith("$ "))
                 if snapshot.exists():
                     shown = json.loads(self.zephlon("status", "--json", port=server.port))
                     self.assertEqual(shown, json.loads(snapshot.read_text()))
@@ -65,8 +64,8 @@ class ZephlonTest(ProgramTest):
                 file.write_text(said)
             self.assertEqual(said, file.read_text())
 
-    def said(self, line, shell):
-        done = subprocess.run(["bash", "-c", shell + line[2:]], env=self.environment, cwd=self.home, text=True,
+    def said(self, line):
+        done = subprocess.run(["bash", "-c", line[2:]], env=self.environment, cwd=self.home, text=True,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=PATIENCE)
         return f"{line}\n{done.stdout.replace(str(self.home), '~')}" + (f"[{done.returncode}]\n" if done.returncode else "")
 
@@ -84,23 +83,6 @@ class ZephlonTest(ProgramTest):
         self.start_machine("laptop-third-kind")
         self.assertRegex(self.zephlon("sources"), table + r"\Z")
         self.assertRegex(self.zephlon("diagnostics"), table + r"\n" + report)
-        lonely = self.home / "bin" / "zephlon"
-        lonely.parent.mkdir()
-        shutil.copy(ZEPHLON, lonely)
-
-        def run(command, path):
-            environment = dict(self.environment, PATH=f"/nowhere:{path}")
-            done = subprocess.run([lonely, "--port", str(self.port), command], env=environment, capture_output=True, text=True)
-            return done.returncode, done.stdout, done.stderr
-        complaint = "zephlon: there is no ZQMHelper beside zephlon or on PATH; install it with zephlon or extend PATH\n"
-        self.assertEqual(run("sources", "/usr"), (1, "", complaint))
-        self.assertRegex(run("diagnostics", "/usr")[1], r"\A\n" + report)
-        self.assertRegex(run("sources", HELPER.parent)[1], table + r"\Z")
-        beside = lonely.with_name("ZQMHelper")
-        beside.write_text("#!/bin/sh\n")
-        beside.chmod(0o755)
-        complaint = f"zephlon: {beside} --sources prints no table; run it by hand to see why\n"
-        self.assertEqual(run("sources", HELPER.parent), (1, "", complaint))
 
 
 if __name__ == "__main__":
