@@ -24,6 +24,7 @@ constexpr auto sweepPeriod = 250ms;
 constexpr auto discardTime = 1s - sweepPeriod;  // a session is closed at the first sweep after its time
 constexpr std::size_t discardBytes = 1024 * 1024;
 
+constexpr int readsInARow = 64;      // then accepting has its turn
 constexpr std::size_t burst = 1000;  // connections at once whose memory is worth giving back
 constexpr auto burstPause = 2s;
 
@@ -64,17 +65,39 @@ void AsioSessions::closeAll() {
     }
 }
 
-void AsioSessions::keepSilent(const AsioSession& session) {
+void AsioSessions::keepSilent(AsioSession& session) {
+    if (!addToReadinessSet(readable_.native_handle(), session.number_, &session)) return session.close();
+    session.isSilent_ = true;
     silent_.splice(silent_.end(), busy_, session.place_);
+    if (!std::exchange(reading_, true)) waitForSilent();
     onRoom_();
 }
 
-void AsioSessions::keepBusy(const AsioSession& session) {
+void AsioSessions::keepBusy(AsioSession& session) {
+    if (!std::exchange(session.isSilent_, false)) return;
+    removeFromReadinessSet(readable_.native_handle(), session.number_);
     busy_.splice(busy_.end(), silent_, session.place_);
 }
 
+void AsioSessions::waitForSilent() {
+    readable_.async_wait(asio::posix::descriptor_base::wait_read, [this](std::error_code error) noexcept {
+        if (!error) readSilent();
+    });
+}
+
+void AsioSessions::readSilent() {
+    for (int i = 0; i < readsInARow; ++i) {
+        auto* const ready = static_cast<AsioSession*>(takeReady(readable_.native_handle()));
+        if (!ready) break;
+        const auto session = ready->shared_from_this();
+        keepBusy(*session);
+        session->readOnce();
+    }
+    waitForSilent();
+}
+
 void AsioSessions::remove(const AsioSession& session) {
-    (session.isSilent_ ? silent_ : busy_).erase(session.place_);
+    busy_.erase(session.place_);
     if (highest_ >= burst && count() < highest_ / 4) giveBackSoon();
     onRoom_();
 }
@@ -126,11 +149,7 @@ void AsioSession::receive(std::size_t maximum, std::function<void(std::string_vi
 void AsioSession::readOnce() {
     if (closed_) return;
     const auto count = ::recv(number_, sessions_.scratch_.data(), maximum_, MSG_DONTWAIT);
-    if (count < 0 && wouldBlock()) {
-        if (!std::exchange(isSilent_, true)) sessions_.keepSilent(*this);
-        return waitReadable(&AsioSession::readOnce);
-    }
-    if (std::exchange(isSilent_, false)) sessions_.keepBusy(*this);
+    if (count < 0 && wouldBlock()) return sessions_.keepSilent(*this);
     deliver({sessions_.scratch_.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))});
 }
 
@@ -201,7 +220,11 @@ void AsioSession::finish() {
 void AsioSession::discard() {
     if (closed_) return;
     if (hasEnded()) return close();
-    waitReadable(&AsioSession::discard);
+    watch();
+    if (closed_) return;
+    socket_.async_wait(asio::socket_base::wait_read, [self = shared_from_this()](std::error_code error) noexcept {
+        if (!error) self->discard();
+    });
 }
 
 /// Discards what has come since the request; true once the peer has ended its stream or sent too much.
@@ -215,14 +238,6 @@ bool AsioSession::hasEnded() {
     return true;
 }
 
-void AsioSession::waitReadable(void (AsioSession::*next)()) {
-    watch();
-    if (closed_) return;
-    socket_.async_wait(asio::socket_base::wait_read, [self = shared_from_this(), next](std::error_code error) noexcept {
-        if (!error) ((*self).*next)();
-    });
-}
-
 void AsioSession::setDeadline(Clock::duration time) {
     deadline_ = Clock::now() + time;
     sessions_.sweepSoon();
@@ -230,6 +245,7 @@ void AsioSession::setDeadline(Clock::duration time) {
 
 void AsioSession::close() {
     if (std::exchange(closed_, true)) return;
+    sessions_.keepBusy(*this);
     std::error_code ignored;
     socket_.close(ignored);
     descriptor_.reset();

@@ -3,6 +3,7 @@
 #include <array>
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
+#include <asio/posix/stream_descriptor.hpp>
 #include <asio/steady_timer.hpp>
 #include <cstddef>
 #include <functional>
@@ -12,6 +13,7 @@
 #include <string_view>
 
 #include "Platform/Posix/Descriptor.h"
+#include "Platform/Posix/ReadinessSet.h"
 
 namespace zqm {
 
@@ -23,7 +25,10 @@ class AsioSessions {
 public:
     /// `onRoom` is called after each connection that has closed or that has turned out to be silent.
     AsioSessions(asio::io_context& context, std::function<void()> onRoom)
-        : context_(context), onRoom_(std::move(onRoom)) {}
+        : context_(context), onRoom_(std::move(onRoom)) {
+        std::error_code ignored;
+        readable_.assign(openReadinessSet().release(), ignored);
+    }
 
     std::shared_ptr<AsioSession> add(Descriptor descriptor);
     std::size_t count() const { return busy_.size() + silent_.size(); }
@@ -36,8 +41,10 @@ private:
     friend class AsioSession;
     using List = std::list<std::shared_ptr<AsioSession>>;
 
-    void keepSilent(const AsioSession& session);
-    void keepBusy(const AsioSession& session);
+    void keepSilent(AsioSession& session);
+    void keepBusy(AsioSession& session);
+    void waitForSilent();
+    void readSilent();
     void remove(const AsioSession& session);
     void giveBackSoon();
     void sweepSoon();
@@ -47,6 +54,8 @@ private:
     const std::function<void()> onRoom_;
     List busy_;    // not read yet, being answered, or closing
     List silent_;  // nothing has come yet; the one that has been silent longest in front
+    asio::posix::stream_descriptor readable_{context_};  // while one of the silent ones is
+    bool reading_ = false;
     asio::steady_timer sweeper_{context_};
     bool sweeping_ = false;
     asio::steady_timer giver_{context_};
@@ -77,7 +86,6 @@ private:
     void sendRest(std::size_t sent);
     void finish();
     void discard();
-    void waitReadable(void (AsioSession::*next)());
     void setDeadline(Clock::duration time);
 
     AsioSessions& sessions_;

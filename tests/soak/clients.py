@@ -2,13 +2,12 @@
 import contextlib
 import json
 import multiprocessing
-import os
 import signal
 import socket
 import struct
 import time
 
-from harness import PATIENCE, Broken, connect, exchange
+from harness import Broken, connect, exchange
 
 FORBIDDEN = b"HTTP/1.1 403 Forbidden\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}"
 NOT_FOUND = FORBIDDEN.replace(b"403 Forbidden", b"404 Not Found")
@@ -98,26 +97,6 @@ def slowest(server, path, count, pause):
     return sorted(times)[int(count * 0.99)] * 1000
 
 
-def idle(server, count, ready):
-    """Never ends: half say nothing; the others come and go, and drip or end their side, with or without a request."""
-    signal.signal(signal.SIGINT, signal.SIG_IGN)
-    os.nice(10)
-    silent = [connect(server.port) for _ in range(count // 2)]
-    while silent:
-        with contextlib.ExitStack() as restless, contextlib.suppress(OSError):
-            clients = [restless.enter_context(connect(server.port)) for _ in silent]
-            for i, client in enumerate(clients):
-                client.setblocking(False)
-                client.send(server.request("/api/snapshot")) if i & 1 else None
-                client.shutdown(socket.SHUT_WR) if i & 2 else None
-            ready.set()
-            for _ in range(20):
-                time.sleep(0.1)
-                for client in clients:
-                    with contextlib.suppress(OSError):  # the helper has closed
-                        client.send(b"G")
-
-
 @contextlib.contextmanager
 def running(target, *arguments):
     process = forked.Process(target=target, args=arguments, daemon=True)
@@ -127,12 +106,3 @@ def running(target, *arguments):
     finally:
         process.kill()
         process.join()
-
-
-@contextlib.contextmanager
-def connect_idlers(server, count):
-    ready = forked.Event()
-    with running(idle, server, count, ready):
-        if not ready.wait(PATIENCE):
-            raise Broken("the connections are not taken")
-        yield

@@ -40,11 +40,6 @@ def footprint(helper):
     return Footprint(int(statistics.median(memories)), [min(descriptors), max(descriptors)], [min(threads), max(threads)])
 
 
-def cpu_seconds(helper):
-    fields = pathlib.Path(f"/proc/{helper.pid}/stat").read_text().rpartition(")")[2].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-
-
 def quiet_machine(folder):
     """A root directory that shows this machine without its processes but this one: what other users start and end must
     not count as growth."""

@@ -1,17 +1,15 @@
 """Scenarios of a helper that asks other hosts: here a TLS server on loopback."""
 import concurrent.futures
 import contextlib
-import json
 import socket
 import time
 
 import tls_server
-from harness import PATIENCE, Broken, connect, exchange, read_all
+from harness import Broken, connect, exchange, read_all, until
 from soak.clients import answer, forked, running, slowest
 from soak.footprint import memory as memory_of
 from soak.footprint import quiet_machine
 
-INTERVAL = 0.01
 UPLOAD = b"POST /api/diagnostics/report HTTP/1.1\r\n\r\n"
 FACTS = b'{"success":true,"ip":"192.0.2.7","country_code":"SE","country":"Sweden"}'
 
@@ -19,7 +17,6 @@ FACTS = b'{"success":true,"ip":"192.0.2.7","country_code":"SE","country":"Sweden
 class Host(tls_server.Connection):
     """Knows public addresses, collects reports, and counts both; as a `stalled` host it does not answer reports."""
     lookups, uploads, stalled = forked.Value("i"), forked.Value("i"), forked.Value("b")
-    pause = forked.Value("d")  # seconds before the answer to a lookup
 
     def serve(self):
         request = self.rfile.readline()
@@ -33,7 +30,6 @@ class Host(tls_server.Connection):
         with counter.get_lock():
             counter.value += 1
         if not is_report:
-            time.sleep(self.pause.value)
             self.answer(200, FACTS)
         elif self.stalled.value:
             self.rfile.read(1)  # until the client leaves
@@ -44,46 +40,13 @@ class Host(tls_server.Connection):
 @contextlib.contextmanager
 def host(folder):
     """A process that serves Host; what the helper's environment needs to find it."""
-    for shared in (Host.lookups, Host.uploads, Host.stalled, Host.pause):
+    for shared in (Host.lookups, Host.uploads, Host.stalled):
         shared.value = 0
     server = tls_server.make_server(f"{folder}/good", "IP:127.0.0.1", Host)
     name = f"127.0.0.1:{server.server_address[1]}"
     with running(server.serve_forever):
         server.server_close()
         yield {"ZQM_CA_FILE": f"{folder}/good.pem", "ZQM_GEOLOCATION_HOST": name, "ZQM_COLLECTION_HOST": name}
-
-
-def wait_for(counter, count):
-    """Until so many have come, as long as they come."""
-    last, deadline = -1, 0
-    while counter.value < count:
-        if counter.value != last:
-            last, deadline = counter.value, time.monotonic() + PATIENCE
-        elif time.monotonic() > deadline:
-            raise Broken(f"only {last} of {count} have come")
-        time.sleep(0.1)
-
-
-def lookups(run):
-    """Public address lookups, which a proxy that comes and goes with every sample brings about; a pause after the first
-    tenth."""
-    count = run.amount(10_000, 500)
-    on_and_off = [{"HTTPEnable": 1}, {"HTTPEnable": 0}]
-    readings = on_and_off * (count // 20) + [{"HTTPEnable": 0}] * int(8 / INTERVAL) + on_and_off * (count * 9 // 20)
-    machine = run.home("machine") / "machine.json"
-    machine.write_text(json.dumps({"systemFacts": {"proxySettings": {"list": readings}}}))
-    with host(run.folder) as variables:
-        with run.helper("--machine", machine, interval=INTERVAL, variables=variables) as helper:
-            Host.pause.value = 0.1  # as many at once as there can ever be
-            wait_for(Host.lookups, count // 10)
-            Host.pause.value = 0
-            with run.no_growth(helper):
-                if Host.lookups.value > count // 10 + 1:
-                    raise Broken("no pause for the first footprint")
-                wait_for(Host.lookups, count)
-            run.note(f"{Host.lookups.value} lookups")
-            if helper.server.snapshot()["ip"]["publicIP"] != "192.0.2.7":
-                raise Broken("the public address is not the last reply's")
 
 
 def upload(server, count):
@@ -120,7 +83,7 @@ def stalls(run):
 
         Host.stalled.value = 1
         without, first = measure(), call()
-        wait_for(Host.uploads, 1)
+        until(lambda: Host.uploads.value)
         for _ in range(run.amount(20_000, 2000)):
             with connect(helper.server.port) as client:
                 client.sendall(UPLOAD)
@@ -148,9 +111,9 @@ def memory(run):
         run.check("without hosts", memory_of(helper, "Pss") / 1024, 5, " MiB")
     with host(run.folder) as variables, run.helper(variables=variables) as helper:
         upload(helper.server, 3)
-        wait_for(Host.lookups, 1)
+        until(lambda: Host.lookups.value)
         time.sleep(run.amount(30, 5))
         run.check("with both", memory_of(helper, "Pss") / 1024, 8, " MiB")
 
 
-SCENARIOS = [lookups, uploads, stalls, memory]
+SCENARIOS = [uploads, stalls, memory]
