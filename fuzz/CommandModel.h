@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -9,21 +10,18 @@
 #include <string_view>
 #include <vector>
 
-// Reading what commands print, the slow way: for the targets that compare it with the program's.
+// Reading lines and numbers the slow way: for the targets that compare it with the program's.
 
 namespace zqm {
 
 /// The pieces between the separators, those that are empty left out.
-inline std::vector<std::string> pieces(std::string_view text, char separator) {
-    std::vector<std::string> found(1);
-    for (const char c : text) {
-        if (c == separator) {
-            found.emplace_back();
-        } else {
-            found.back() += c;
-        }
+inline std::vector<std::string> pieces(std::string_view text, std::string_view separator) {
+    std::vector<std::string> found;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(separator), text.size());
+        if (end > 0) found.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + separator.size(), text.size()));
     }
-    std::erase(found, "");
     return found;
 }
 

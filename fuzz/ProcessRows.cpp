@@ -25,7 +25,7 @@ std::optional<std::uint64_t> kibibytesModel(const std::string& text) {
 }
 
 std::string lastComponentModel(const std::string& path) {
-    const auto components = pieces(path, '/');
+    const auto components = pieces(path, "/");
     return components.empty() ? "/" : components.back();
 }
 
@@ -53,7 +53,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace zqm;
     const auto output = textOf(data, size);
     std::vector<ProcessRow> expected;
-    for (const std::string& line : pieces(output, '\n')) {
+    for (const std::string& line : pieces(output, "\n")) {
         if (const auto row = rowModel(line)) expected.push_back(*row);
     }
     const auto rows = parseProcessRows(output);

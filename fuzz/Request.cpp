@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ZQMHelper/HTTPServer.h"
+#include "fuzz/CommandModel.h"
 #include "fuzz/Fuzzing.h"
 #include "fuzz/Utf8Model.h"
 #include "tests/fakes/FakePlatform.h"
@@ -34,22 +35,11 @@ const std::vector<Site> sites{
     {{"/", std::nullopt, "open root"}},
 };
 
-/// The pieces between the separators, those that are empty left out.
-std::vector<std::string> split(std::string_view text, const std::string& separator) {
-    std::vector<std::string> pieces;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find(separator), text.size());
-        if (end > 0) pieces.emplace_back(text.substr(0, end));
-        text.remove_prefix(std::min(end + separator.size(), text.size()));
-    }
-    return pieces;
-}
-
 /// What the client receives; nullopt when the connection is closed without a byte.
 std::optional<std::string> expectedAnswer(std::string_view request, const Site& site) {
     if (request.empty() || decodedModel(request) != request) return std::nullopt;
-    const auto lines = split(request, "\r\n");
-    const auto words = lines.empty() ? std::vector<std::string>() : split(lines.front(), " ");
+    const auto lines = pieces(request, "\r\n");
+    const auto words = lines.empty() ? std::vector<std::string>() : pieces(lines.front(), " ");
     const std::string path = words.size() < 2 ? "/" : words[1];
     const auto page = std::find_if(site.begin(), site.end(), [&](const Page& any) { return any.path == path; });
     constexpr auto refused = "\r\nContent-Length: 2\r\nConnection: close\r\n\r\n{}";

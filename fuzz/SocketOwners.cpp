@@ -34,8 +34,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace zqm;
     const auto output = textOf(data, size);
     std::map<std::int32_t, std::pair<std::uint64_t, std::string>> expected;
-    for (const std::string& line : pieces(output, '\n')) {
-        const auto fields = pieces(line, ' ');
+    for (const std::string& line : pieces(output, "\n")) {
+        const auto fields = pieces(line, " ");
         const auto pid = fields.size() < 2 ? std::nullopt : pidModel(fields[1]);
         if (!pid) continue;
         auto& [sockets, name] = expected[*pid];

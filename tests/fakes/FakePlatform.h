@@ -141,11 +141,10 @@ struct FakeListener final : LoopbackListener {
     std::optional<std::string> start(std::uint16_t,
                                      std::function<void(std::shared_ptr<Connection>)> callback) override {
         accepted = std::move(callback);
-        return error;
+        return std::nullopt;
     }
     void post(std::function<void()> task) override { task(); }
     void stop() override { accepted = nullptr; }
-    std::optional<std::string> error;
     std::function<void(std::shared_ptr<Connection>)> accepted;
 };
 
