@@ -59,7 +59,7 @@ const Feeding families{
 
 using Text = const std::string&;
 
-void write(Text path, std::string_view content) {
+void write(Text path, Text content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
@@ -70,18 +70,12 @@ std::string withAbsurdNumbers(Text content) {
     return absurd;
 }
 
-template <int error>
-void refuse(Text path, Text content) {
-    write(path, content);
-    refusingFile = std::filesystem::canonical(path);
-    refusal = error;
-}
-
 struct Damage {
     std::string_view name;
     void (*inflict)(Text path, Text content);  // the file has been removed
+    int error = 0;                             // of reading what it leaves
 };
-constexpr std::string_view garbage("\0\xFF: nan -1 inf\n\n\t:::\ncpu\ncpu0 \x80", 31);
+const std::string garbage("\0\xFF: nan -1 inf\n\n\t:::\ncpu\ncpu0 \x80", 31);
 constexpr Damage damages[]{
     {"missing", [](Text, Text) {}},
     {"empty", [](Text path, Text) { write(path, ""); }},
@@ -93,8 +87,8 @@ constexpr Damage damages[]{
     {"a link to itself", [](Text path, Text) { std::filesystem::create_symlink(path, path); }},
     {"memory that is not there", [](Text path, Text) { std::filesystem::create_symlink("/proc/self/mem", path); }},
     {"a fifo", [](Text path, Text) { ::mkfifo(path.c_str(), 0600); }},
-    {"EACCES", refuse<EACCES>},
-    {"ENODEV", refuse<ENODEV>},
+    {"EACCES", write, EACCES},
+    {"ENODEV", write, ENODEV},
 };
 
 /// A machine of tests/machines/ in a tree of its own, whose files are as at its first moment.
@@ -109,6 +103,8 @@ struct Subject {
         const auto inflict = [&] {
             tree.remove(damaged->path);
             damage->inflict(tree.path(damaged->path), damaged->content);
+            if (damage->error != 0) refusingFile = std::filesystem::canonical(tree.path(damaged->path));
+            refusal = damage->error;
         };
         if (damaged && !late) inflict();
         FakePlatform fakes;
