@@ -97,10 +97,12 @@ TEST_F(Processes, AreSampledAtOnceAndThenEveryTwoSecondsWithoutOverlap) {
     VirtualLoop& loop = machine->process.loop;
     int updates = 0;
     reader->onUpdate([&] { ++updates; });
+    reader->start();
+    loop.runFor(Seconds(1));
+    reader->start();  // once is enough
     // Seconds, whether a sample takes all this time, updates so far.
     for (const auto& [seconds, isSlow, expected] : std::initializer_list<std::tuple<double, bool, int>>{
-             {1, false, 1}, {5, false, 4}, {6, true, 4}, {1, false, 5}, {2, true, 5}}) {
-        reader->start();  // once is enough
+             {0, false, 1}, {5, false, 4}, {6, true, 4}, {1, false, 5}, {2, true, 5}}) {
         loop.holdBackground = isSlow;
         loop.runFor(Seconds(seconds));
         EXPECT_EQ(updates, expected);
