@@ -98,6 +98,14 @@ class PackagingTest(unittest.TestCase):
                 shown += os.read(terminal, 65536).decode(errors="replace")
             os.write(terminal, b"\x15")  # clears the line
 
+    @unittest.skipUnless("CMAKE_BUILD_TYPE:STRING=MinSizeRel" in (BUILD / "CMakeCache.txt").read_text(), "not a release")
+    def test_programs_are_hardened(self):
+        for program in ("ZQMHelper", "zephlon"):
+            found = output("readelf", "--wide", "--file-header", "--segments", "--dynamic", "--dyn-syms",
+                           self.prefix / "bin" / program)
+            for mark in (r"Type: +DYN", r"\bGNU_RELRO\b", r"Flags: NOW PIE", r"\b__stack_chk_fail@", r"\b__read_chk@"):
+                self.assertRegex(found, mark, program)
+
     def test_units_start_the_programs_that_were_installed_with_them(self):
         units = list((self.prefix / "share/systemd/user").iterdir())
         self.assertEqual({re.search(r"^ExecStart=(\S+)", unit.read_text(), re.MULTILINE)[1] for unit in units},
