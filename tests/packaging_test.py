@@ -103,8 +103,8 @@ class PackagingTest(unittest.TestCase):
         for program in ("ZQMHelper", "zephlon"):
             found = output("readelf", "--wide", "--file-header", "--segments", "--dynamic", "--dyn-syms",
                            self.prefix / "bin" / program)
-            for mark in (r"Type: +DYN", r"\bGNU_RELRO\b", r"Flags: NOW PIE", r"\b__stack_chk_fail@", r"\b__read_chk@"):
-                self.assertRegex(found, mark, program)
+            for mark in (r"Type: +DYN", r"\bGNU_RELRO\b", r"Flags: NOW PIE", r"\b__stack_chk_fail@", r"\b__\w+_chk@"):
+                self.assertTrue(re.search(mark, found), f"{program}: {mark}")
 
     def test_units_start_the_programs_that_were_installed_with_them(self):
         units = list((self.prefix / "share/systemd/user").iterdir())
