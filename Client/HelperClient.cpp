@@ -1,6 +1,5 @@
 #include "Client/HelperClient.h"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -16,13 +15,6 @@ using Outcome = LocalReply::Outcome;
 
 constexpr std::size_t mostReply = 4 * 1024 * 1024;
 
-/// The helper takes any text for a token, spaces and all of Unicode included; these cannot be told in a request.
-bool isSendable(std::string_view token) {
-    const auto isControl = [](unsigned char c) { return c < ' ' || c == 0x7F; };
-    return !token.empty() && isValidUtf8(token) && !token.starts_with("\xEF\xBB\xBF") &&
-           std::none_of(token.begin(), token.end(), isControl);
-}
-
 /// Whether there is a sample at all: before its first one the helper serves a record of zeros.
 bool isSampled(const SystemSnapshot& snapshot) {
     return snapshot.memory.totalBytes > 0 || !snapshot.cpu.perCoreUsage.empty();
@@ -35,7 +27,7 @@ std::variant<std::string, HelperError> readToken() {
     if (file.isMissing) return HelperError{ExitStatus::helperAway, "the helper has not run yet: it has left no token"};
     if (!file.text) return HelperError{ExitStatus::tokenRefused, file.problem};
     const std::string token(trimWhitespace(*file.text));
-    if (isSendable(token)) return token;
+    if (!token.empty() && isValidUtf8(token) && !tokenFault(token)) return token;
     return HelperError{ExitStatus::tokenRefused,
                        "the token's file does not hold a token; delete it and start the helper again"};
 }
