@@ -65,6 +65,12 @@ TEST(NetworkIdentity, IsLookedUpOnceAMinuteAndWhenTheProxyChanges) {
     answer(R"({"success":true,"ip":"too late"})");
 }
 
+TEST(NetworkIdentity, TakesNoReplyWithoutAnAddress) {
+    for (const char* reply : {R"({"success":true})", R"({"success":true,"ip":5})", R"({"ip":"1.2.3.4"})", "[]"}) {
+        EXPECT_FALSE(IPReader::parseReply(reply)) << reply;
+    }
+}
+
 TEST(NetworkIdentity, ShowsTheFlagsOfKnownCountriesAlone) {
     for (const auto& [code, characters] : {std::pair{"hU", "🇭🇺"}, {"EE", "🌐"}, {"", "🌐"}, {"USA", "🌐"}}) {
         EXPECT_EQ(flag(code), characters) << code;
