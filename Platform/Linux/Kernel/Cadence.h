@@ -16,8 +16,6 @@ public:
         last_ = now;
         return true;
     }
-    /// The next question is answered with yes.
-    void expire() { last_.reset(); }
 
 private:
     Seconds period_;

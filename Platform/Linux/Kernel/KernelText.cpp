@@ -1,6 +1,7 @@
 #include "Platform/Linux/Kernel/KernelText.h"
 
 #include <algorithm>
+#include <charconv>
 #include <utility>
 
 #include "Support/Text.h"
@@ -49,6 +50,13 @@ std::optional<std::uint64_t> takeCount(std::string_view& line) {
     }
     line = {at, static_cast<std::size_t>(end - at)};
     return isCount ? std::optional(count) : std::nullopt;
+}
+
+std::optional<std::uint64_t> takeHexadecimal(std::string_view& line) {
+    const std::string_view word = takeWord(line);
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value, 16);
+    return error == std::errc{} && end == word.data() + word.size() ? std::optional(value) : std::nullopt;
 }
 
 void skipFields(std::string_view& line, unsigned fields) {

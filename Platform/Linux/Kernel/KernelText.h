@@ -18,6 +18,9 @@ std::optional<std::string_view> takeLine(std::string_view& rest);
 /// The next word of `line` (see takeWord) as a count; nullopt when it is anything but digits or does not fit.
 std::optional<std::uint64_t> takeCount(std::string_view& line);
 
+/// The same with hexadecimal digits, as the tables of /proc/net have them.
+std::optional<std::uint64_t> takeHexadecimal(std::string_view& line);
+
 /// Takes `fields` words off the front of `line`.
 void skipFields(std::string_view& line, unsigned fields);
 

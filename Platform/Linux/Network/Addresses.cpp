@@ -3,7 +3,7 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <charconv>
+#include <limits>
 #include <utility>
 
 #include "Platform/Linux/Kernel/KernelText.h"
@@ -16,12 +16,10 @@ namespace {
 constexpr std::uint32_t loopbackNetwork = 127;  // not among the routes
 
 /// An address as /proc/net/route writes it: the bytes of network order as one hexadecimal number of the machine's.
-std::optional<std::uint32_t> takeHexadecimal(std::string_view& line) {
-    const std::string_view field = takeWord(line);
-    std::uint32_t value = 0;
-    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), value, 16);
-    if (error != std::errc{} || end != field.data() + field.size()) return std::nullopt;
-    return ntohl(value);
+std::optional<std::uint32_t> takeAddress(std::string_view& line) {
+    const auto value = takeHexadecimal(line);
+    if (!value || *value > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+    return ntohl(static_cast<std::uint32_t>(*value));
 }
 
 /// The interface on whose own network `address` lies; empty when it lies on none. Routes through a gateway say where
@@ -32,10 +30,10 @@ std::string_view interfaceOf(std::uint32_t address, std::string_view routes) {
     std::uint32_t bestMask = 0;
     while (auto line = takeLine(routes)) {
         const std::string_view name = takeWord(*line);
-        const auto destination = takeHexadecimal(*line);
-        const auto gateway = takeHexadecimal(*line);
+        const auto destination = takeAddress(*line);
+        const auto gateway = takeAddress(*line);
         skipFields(*line, 4);  // flags, references, use, metric
-        const auto mask = takeHexadecimal(*line);
+        const auto mask = takeAddress(*line);
         if (!destination || gateway != 0u || !mask || (address & *mask) != *destination) continue;
         if (*mask <= bestMask) continue;
         best = name;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <utility>
 
@@ -23,12 +22,6 @@ std::vector<std::string> byMetric(MetricsOfNames routes) {
     std::vector<std::string> names;
     for (auto& [metric, name] : routes) names.push_back(std::move(name));
     return names;
-}
-
-std::optional<std::uint64_t> parseHexadecimal(std::string_view text) {
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace
@@ -162,9 +155,9 @@ std::vector<std::string> defaultRoutes6(std::string_view routes) {
         const std::string_view destination = takeWord(*line);
         const bool isDefault = takeWord(*line) == "00" && destination.find_first_not_of('0') == std::string_view::npos;
         skipFields(*line, 3);  // source, its length, next hop
-        const auto metric = parseHexadecimal(takeWord(*line));
+        const auto metric = takeHexadecimal(*line);
         skipFields(*line, 2);  // references, use
-        const auto flags = parseHexadecimal(takeWord(*line));
+        const auto flags = takeHexadecimal(*line);
         const std::string_view name = takeWord(*line);
         if (isDefault && metric && flags && (*flags & refusing) == 0 && name != "lo") found.emplace_back(*metric, name);
     }
