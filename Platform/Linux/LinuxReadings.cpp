@@ -1,5 +1,6 @@
 #include "Platform/Linux/LinuxReadings.h"
 
+#include <array>
 #include <utility>
 
 #include "Platform/Linux/Processors/ProcessorKinds.h"
@@ -13,6 +14,7 @@ LinuxReadings::LinuxReadings(const RootDirectory& root, SystemSettings& settings
       clocks_(root, processors_, clock),
       memory_(root),
       energy_(root, clock),
+      meter_(root, clock),
       batteries_(root, clock),
       cards_(root, clock, std::move(nvidiaLibrary)),
       temperatures_(root, clock),
@@ -23,6 +25,12 @@ LinuxReadings::LinuxReadings(const RootDirectory& root, SystemSettings& settings
 
 std::vector<ProcessorKind> LinuxReadings::processorKinds() {
     return readProcessorKinds(root_, processors_.numbers());
+}
+
+EnergyReading LinuxReadings::energy() {
+    EnergyReading energy = energy_.read();
+    energy.systemWatts = meter_.watts();
+    return energy;
 }
 
 SourceDescription LinuxReadings::describe(MetricFamily family) {
@@ -53,8 +61,10 @@ SourceDescription LinuxReadings::describe(MetricFamily family) {
             return energy_.describe(family);
         case systemPower: {
             SourceDescription counter = energy_.describe(family);
-            SourceDescription battery = batteries_.describe(family);
-            return counter.absence.empty() || !battery.absence.empty() ? counter : battery;
+            for (SourceDescription& other : std::array{meter_.describe(), batteries_.describe(family)}) {
+                if (!counter.absence.empty() && other.absence.empty()) counter = std::move(other);
+            }
+            return counter;
         }
         case anePower:
         case displayPower:

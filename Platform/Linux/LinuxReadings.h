@@ -7,6 +7,7 @@
 #include "Platform/Linux/Hardware/EnergyZones.h"
 #include "Platform/Linux/Hardware/GraphicsCards.h"
 #include "Platform/Linux/Hardware/Memory.h"
+#include "Platform/Linux/Hardware/PowerMeter.h"
 #include "Platform/Linux/Hardware/Temperatures.h"
 #include "Platform/Linux/Network/Addresses.h"
 #include "Platform/Linux/Network/Interfaces.h"
@@ -30,7 +31,7 @@ public:
     std::vector<ProcessorClock> clocks() override { return clocks_.read(); }
     std::optional<MemoryReading> memory() override { return memory_.read(); }
     std::vector<GraphicsReading> graphics() override { return cards_.read(); }
-    EnergyReading energy() override { return energy_.read(); }
+    EnergyReading energy() override;
     TemperatureReading temperatures() override { return temperatures_.read(); }
     std::optional<std::vector<DriveReading>> drives() override { return drives_.read(); }
     std::optional<std::vector<InterfaceReading>> interfaces() override { return interfaces_.read(); }
@@ -49,6 +50,7 @@ private:
     ProcessorClocks clocks_;
     Memory memory_;
     EnergyZones energy_;
+    PowerMeter meter_;
     Batteries batteries_;
     GraphicsCards cards_;
     Temperatures temperatures_;

@@ -42,12 +42,14 @@ struct GraphicsReading {
 };
 
 /// Energy used since the machine was first looked at, mJ, each growing only; absent: not counted, or not for this user.
+/// What is measured as power is told as that.
 struct EnergyReading {
     std::optional<double> cpu;
     std::optional<double> gpu;
     std::optional<double> ane;
     std::optional<double> dram;
-    std::optional<double> system;  // of the whole machine
+    std::optional<double> system;       // of the whole machine
+    std::optional<double> systemWatts;  // of the whole machine, now
 };
 
 /// The sensors that stand for a part of the machine, °C.
@@ -100,7 +102,7 @@ struct PowerSupplyReading {
 /// The machine's plain facts. nullopt: it could not be read now; an empty list: there is none. Figures that need more
 /// than one moment (rates, power from energy, last positive values) are made above. Nothing here waits.
 ///
-/// `graphics` and `energy` are callable from any thread, all others from one thread at a time.
+/// `graphics` is callable from any thread, all others from one thread at a time.
 class MachineReadings {
 public:
     virtual ~MachineReadings() = default;

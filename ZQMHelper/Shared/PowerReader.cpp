@@ -56,6 +56,7 @@ ReportSubscription* PowerReader::createSubscription() {
 std::optional<EnergyTotals> PowerReader::readTotals() {
     if (!platform_.readings) return readChannels();
     const EnergyReading energy = platform_.readings->energy();
+    toldSystemWatts_ = energy.systemWatts.value_or(0);
     return EnergyTotals{.cpu = energy.cpu.value_or(0),
                         .gpu = energy.gpu.value_or(0),
                         .ane = energy.ane.value_or(0),
@@ -95,7 +96,9 @@ PowerMetrics PowerReader::sample(double batteryWatts) {
     power.totalWatts = power.cpuWatts + power.gpuWatts + power.aneWatts + power.dramWatts;
     if (platform_.readings) {
         power.systemWatts = watts(previous->totals.system, totals->system, seconds);
-        if (power.systemWatts <= 0) power.systemWatts = batteryWatts;
+        for (const double told : {toldSystemWatts_, batteryWatts}) {
+            if (power.systemWatts <= 0) power.systemWatts = told;
+        }
         return power;
     }
     power.systemWatts = positive(smc_->SMCPowerRead("PSTR"));

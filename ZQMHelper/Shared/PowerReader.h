@@ -49,6 +49,7 @@ private:
         MonotonicTime time;
     };
     std::optional<Reading> previous_;
+    double toldSystemWatts_ = 0;  // by the last reading of the totals, where it is told as power
 };
 
 }  // namespace zqm

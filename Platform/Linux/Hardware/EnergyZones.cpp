@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <limits>
+#include <system_error>
 #include <utility>
 
 #include "Platform/Linux/Kernel/KernelText.h"
@@ -17,6 +19,10 @@ const std::string powercap = "/sys/class/powercap";
 // growth that power can explain.
 constexpr double mostWatts = 10'000;
 constexpr double microjoules = 1e6;  // per joule
+
+constexpr std::string_view wayOut =
+    "; see \"Energy counters\" in SECURITY.md, then, until the next boot: sudo chgrp $(id -gn) "
+    "/sys/class/powercap/*/energy_uj && sudo chmod g+r /sys/class/powercap/*/energy_uj";
 
 /// Counts what grew, up to what a signed number holds.
 void grow(std::uint64_t& total, std::uint64_t growth) {
@@ -72,12 +78,12 @@ std::optional<double> EnergyZones::packageMillijoules() {
 /// Zones of the class are named "intel-rapl:N", on AMD too; "intel-rapl-mmio:N" shows the same packages again by
 /// another way and is passed over.
 void EnergyZones::discover() {
-    if (std::exchange(isDiscovered_, true)) return;
+    if (!packages_.empty() || !discovery_.isDue(clock_.monotonic())) return;
     for (const std::string& zone : root_.names(powercap, "intel-rapl:")) {
         const std::string directory = powercap + "/" + zone;
         if (std::count(zone.begin(), zone.end(), ':') != 1) continue;
         const std::string name = root_.text(directory + "/name").value_or("");
-        if (name == "psys" && (system_ = counter(directory))) totals_.system = 0;
+        if (name == "psys" && !system_ && (system_ = counter(directory))) totals_.system = 0;
         if (!name.starts_with("package")) continue;
         auto whole = counter(directory);
         if (!whole) continue;
@@ -104,6 +110,7 @@ std::optional<EnergyCounter> EnergyZones::counter(const std::string& directory) 
 }
 
 SourceDescription EnergyZones::describe(MetricFamily family) {
+    const bool isPackage = family == MetricFamily::cpuPower;
     if (family == MetricFamily::processEnergy) family = MetricFamily::cpuPower;
     MutexLock lock(mutex_);
     discover();
@@ -124,7 +131,9 @@ SourceDescription EnergyZones::describe(MetricFamily family) {
     for (const std::string& zone : root_.names(powercap, "intel-rapl:")) {
         const std::string directory = powercap + "/" + zone;
         if (root_.text(directory + "/name").value_or("").starts_with(name)) {
-            return root_.describe(directory + "/energy_uj");
+            SourceDescription source = root_.describe(directory + "/energy_uj");
+            if (isPackage && source.absence == std::generic_category().message(EACCES)) source.absence += wayOut;
+            return source;
         }
     }
     return {powercap + "/intel-rapl:*/energy_uj (" + std::string(name) + ")", "no such zone"};

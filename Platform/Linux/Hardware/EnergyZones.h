@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/Linux/Kernel/Cadence.h"
 #include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
 #include "Platform/Machine/MachineReadings.h"
@@ -32,8 +33,8 @@ private:
     MonotonicTime lastTime_{};
 };
 
-/// The energy counters of the powercap tree that this user may read. Most kernels show them to root alone; what cannot
-/// be read when the program starts is never tried again. Callable from any thread.
+/// The energy counters of the powercap tree that this user may read. Most kernels show them to root alone; where none
+/// of the packages can be read, it is tried again every minute. Callable from any thread.
 class EnergyZones {
 public:
     EnergyZones(const RootDirectory& root, Clock& clock) : root_(root), clock_(clock) {}
@@ -57,7 +58,7 @@ private:
     const RootDirectory& root_;
     Clock& clock_;
     Mutex mutex_;
-    bool isDiscovered_ ZQM_GUARDED_BY(mutex_) = false;
+    Cadence discovery_ ZQM_GUARDED_BY(mutex_){Seconds(60)};
     std::vector<Package> packages_ ZQM_GUARDED_BY(mutex_);
     std::optional<EnergyCounter> system_ ZQM_GUARDED_BY(mutex_);
     struct Totals {  // µJ
