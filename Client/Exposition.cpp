@@ -202,7 +202,8 @@ void addRankings(Families& families, const SnapshotReply& reply) {
     static constexpr std::array rankings{
         Ranking{"zqm_process_cpu_ratio", "Processor time of the leading processes; 1 is one processor.",
                 "processes.cpu", 0.01},
-        Ranking{"zqm_process_gpu_ratio", "Share of the GPU's utilisation of the leading processes.", "processes.gpu"},
+        Ranking{"zqm_process_gpu_ratio",
+                "GPU utilisation of the leading processes, estimated from their processor time.", "processes.gpu"},
         Ranking{"zqm_process_memory_bytes", "Resident memory of the leading processes.", "processes.memory"},
         Ranking{"zqm_process_disk_bytes_per_second", "Drive traffic of the leading processes.", "processes.disk"},
         Ranking{"zqm_process_network_sockets", "Open internet sockets of the leading processes.", "processes.network"},
@@ -212,6 +213,7 @@ void addRankings(Families& families, const SnapshotReply& reply) {
         const Ranking& ranking = rankings[static_cast<std::size_t>(category)];
         std::size_t rank = 0;
         for (const TopProcess& process : reply.ranking(category)) {
+            if (process.value <= 0) break;  // it only fills the ranking
             families.add({ranking.family, ranking.note, ranking.source},
                          {{"rank", std::to_string(++rank)}, {"name", process.name}}, process.value * ranking.factor);
         }

@@ -199,14 +199,15 @@ std::string rankingValueText(ProcessCategory category, double value) {
     return {};
 }
 
-std::string rankingText(const SnapshotReply& reply, ProcessCategory category, std::size_t count, const Style& style) {
+std::string rankingText(const std::vector<TopProcess>& ranking, ProcessCategory category, std::size_t count,
+                        const Style& style) {
     static constexpr std::array headings{"CPU", "GPU", "MEMORY", "DISK", "SOCKETS", "POWER"};
     std::string text =
         style.label(fittedRight("PID", 8) + fittedRight(headings[static_cast<std::size_t>(category)], 12) + "  NAME") +
         '\n';
-    const auto& ranking = reply.ranking(category);
     for (std::size_t i = 0; i < std::min(count, ranking.size()); ++i) {
         const TopProcess& process = ranking[i];
+        if (process.value <= 0) break;
         text += fittedRight(std::to_string(process.pid), 8) +
                 fittedRight(rankingValueText(category, process.value), 12) + "  " + printable(process.name) + '\n';
     }

@@ -15,8 +15,9 @@ std::string statusText(const SnapshotReply& reply, const SettingsStore& settings
 /// The decoded answer, encoded again as one line.
 std::string statusJson(const SnapshotReply& reply);
 
-/// One ranking as a table of at most `count` rows.
-std::string rankingText(const SnapshotReply& reply, ProcessCategory category, std::size_t count, const Style& style);
+/// One ranking as a table of at most `count` rows, without those that take nothing.
+std::string rankingText(const std::vector<TopProcess>& ranking, ProcessCategory category, std::size_t count,
+                        const Style& style);
 
 /// The value of a ranking's entry with its unit.
 std::string rankingValueText(ProcessCategory category, double value);

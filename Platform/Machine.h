@@ -7,12 +7,16 @@
 
 namespace zqm {
 
+class MachineDetails;
+
 /// Where a machine's services come from: the machine that the program runs on, or one described in a file.
 class Machine {
 public:
     virtual ~Machine() = default;
     /// They live as long as the machine.
     virtual MachineServices services() = 0;
+    /// What people ask besides; null: nothing of that kind is told. Lives as long as the machine.
+    virtual MachineDetails* details() { return nullptr; }
 };
 
 /// The machine that the program runs on; the backend that is linked in supplies it. `root` takes the place of "/" where

@@ -20,6 +20,7 @@ namespace zqm {
 /// What the command line asked for.
 struct Invocation {
     std::uint16_t port = 18932;
+    std::string root = "/";  // of the machine that the helper reads
     std::function<ExitStatus()> command;
 };
 

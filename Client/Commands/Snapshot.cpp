@@ -8,8 +8,10 @@
 #include "Client/HelperClient.h"
 #include "Client/Status.h"
 #include "Client/Terminal.h"
+#include "Client/ThisMachine.h"
 #include "Client/Units.h"
 #include "Client/Watch/Watch.h"
+#include "Platform/Posix/PosixClock.h"
 #include "Platform/Posix/PosixFiles.h"
 
 namespace zqm {
@@ -20,6 +22,22 @@ ExitStatus printSnapshot(const Invocation& invocation, const std::function<std::
     const auto reply = HelperClient(invocation.port).snapshot();
     if (const auto* error = std::get_if<HelperError>(&reply)) return complain(error->message, error->status);
     return printed(text(std::get<SnapshotReply>(reply)));
+}
+
+constexpr const char* measuredNote =
+    "counted by the cards' drivers for a second, of the processes that you may look into";
+constexpr const char* estimateNote =
+    "estimated from processor time: no driver counts for processes that you may look into";
+
+/// What the drivers count for a second; nullopt where they do not, or the helper's machine is another one.
+std::optional<std::vector<TopProcess>> graphicsRanking(const Invocation& invocation, const SystemSnapshot& sample) {
+    ThisMachine machine(invocation.root);
+    MachineDetails* const details = machine.detailsBeside(sample);
+    GraphicsRanking ranking;
+    if (details) ranking.look(*details);
+    if (!ranking.hasCounters()) return std::nullopt;
+    PosixClock().sleep(Seconds(1));
+    return ranking.look(*details);
 }
 
 constexpr const char* barFooter =
@@ -64,8 +82,14 @@ void declareTop(CLI::App& app, Invocation& invocation) {
     command->callback([&invocation, options] {
         invocation.command = [&invocation, options] {
             return printSnapshot(invocation, [&](const SnapshotReply& reply) {
-                return rankingText(reply, *fromRawValue<ProcessCategory>(options->category), options->count,
-                                   Style(wantsColour()));
+                const Style style(wantsColour());
+                const auto category = *fromRawValue<ProcessCategory>(options->category);
+                const auto measured =
+                    category == ProcessCategory::gpu ? graphicsRanking(invocation, reply.snapshot) : std::nullopt;
+                std::string text =
+                    rankingText(measured ? *measured : reply.ranking(category), category, options->count, style);
+                if (category == ProcessCategory::gpu) text += style.dim(measured ? measuredNote : estimateNote) + '\n';
+                return text;
             });
         };
     });
@@ -128,7 +152,7 @@ void declareWatch(CLI::App& app, Invocation& invocation) {
     command->footer("Keys: q quits; the arrows, Tab and 1 to 6 choose rankings; Ctrl-L draws anew.");
     command->callback([&invocation] {
         invocation.command = [&invocation] {
-            const auto error = watch(invocation.port, *readSettings());
+            const auto error = watch(invocation.port, invocation.root, *readSettings());
             return error ? complain(error->message, error->status) : ExitStatus::success;
         };
     });

@@ -5,18 +5,26 @@
 #include <variant>
 
 #include "Client/HelperClient.h"
+#include "Client/ThisMachine.h"
 #include "Client/Watch/WakePipe.h"
 
 namespace zqm {
 
 /// Asks the helper in the background, one question at a time, so that a silent helper never holds up the screen. The
 /// destructor waits for a question that is under way, `patience` at most.
+///
+/// Where the drivers of this machine's cards count for processes, their ranking takes the place of the helper's
+/// estimate.
 class SnapshotFeed {
 public:
-    using Answer = std::variant<SnapshotReply, HelperError>;
+    struct Sight {
+        SnapshotReply reply;
+        bool isGraphicsCounted = false;
+    };
+    using Answer = std::variant<Sight, HelperError>;
     static constexpr Seconds patience{1};
 
-    explicit SnapshotFeed(std::uint16_t port) : helper_(port) {}
+    SnapshotFeed(std::uint16_t port, std::string_view root) : helper_(port), machine_(root) {}
 
     /// Does nothing while a question is under way.
     void ask();
@@ -25,7 +33,11 @@ public:
     std::optional<Answer> take();
 
 private:
+    Answer answer();
+
     HelperClient helper_;
+    ThisMachine machine_;  // these two belong to the question under way
+    GraphicsRanking graphics_;
     WakePipe answered_;
     std::future<Answer> answer_;
 };

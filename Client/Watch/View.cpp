@@ -128,7 +128,9 @@ void putRanking(Screen& screen, Rectangle area, ProcessCategory category, bool h
     constexpr std::size_t valueColumns = 10;
     constexpr std::size_t pidColumns = 8;
     const bool isStale = !picture.problem.empty();
-    putTitle(screen, area, rankingTitle(category), {}, isStale);
+    const bool isEstimate = category == ProcessCategory::gpu && !picture.isGraphicsCounted;
+    putTitle(screen, area, rankingTitle(category),
+             isEstimate ? std::vector{Figure{"estimate", Role::dim}} : std::vector<Figure>{}, isStale);
     const std::vector<TopProcess>& ranking = picture.reply->ranking(category);
     const Rectangle body = bodyOf(area);
     // Who takes nothing only stands there to fill the ranking.

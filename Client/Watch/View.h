@@ -13,6 +13,7 @@ namespace zqm {
 struct Picture {
     History history;
     std::optional<SnapshotReply> reply;  // the latest
+    bool isGraphicsCounted = false;      // by the cards' drivers, for their ranking; else it is an estimate
     std::string problem;                 // why there is no newer one; empty: there is
     Seconds silence{0};                  // since the latest
     std::string host;

@@ -27,11 +27,11 @@ std::string hostName() {
 /// The loop. Time runs in slots of one interval, each with one question and one value in the histories.
 class Watch {
 public:
-    Watch(std::uint16_t port, const SettingsStore& settings, Signals& signals, Screen& screen)
+    Watch(std::uint16_t port, std::string_view root, const SettingsStore& settings, Signals& signals, Screen& screen)
         : settings_(settings),
           interval_(std::clamp(settings.updateInterval(), 1.0, 3600.0)),
           signals_(signals),
-          feed_(port),
+          feed_(port, root),
           screen_(screen) {
         picture_.host = hostName();
         picture_.interval = interval_;
@@ -83,7 +83,9 @@ private:
             return picture_.history.addGap();
         }
         picture_.problem.clear();
-        picture_.reply = std::get<SnapshotReply>(std::move(*answer));
+        auto& sight = std::get<SnapshotFeed::Sight>(*answer);
+        picture_.reply = std::move(sight.reply);
+        picture_.isGraphicsCounted = sight.isGraphicsCounted;
         latest_ = sinceStart();
         const auto age = ageIfOld(picture_.reply->snapshot, interval_, wallTimeNow());
         if (!age) return picture_.history.add(picture_.reply->snapshot);
@@ -145,7 +147,7 @@ private:
 
 }  // namespace
 
-std::optional<HelperError> watch(std::uint16_t port, const SettingsStore& settings) {
+std::optional<HelperError> watch(std::uint16_t port, std::string_view root, const SettingsStore& settings) {
     if (::isatty(STDIN_FILENO) != 1 || ::isatty(STDOUT_FILENO) != 1) {
         return HelperError{ExitStatus::failure, "watch needs a terminal"};
     }
@@ -156,7 +158,7 @@ std::optional<HelperError> watch(std::uint16_t port, const SettingsStore& settin
         return HelperError{ExitStatus::failure, "watch does not know the terminal \"" + std::string(type ? type : "") +
                                                     "\"; TERM=xterm-256color may do"};
     }
-    Watch(port, settings, signals, *screen).run();
+    Watch(port, root, settings, signals, *screen).run();
     return std::nullopt;
 }
 

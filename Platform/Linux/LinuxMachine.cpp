@@ -15,7 +15,8 @@ LinuxMachine::LinuxMachine(std::string_view root, Clock& clock)
       readings_(root_, environment_, clock, nvidiaLibrary(root_)),
       processTable_(root_, clock, [this] { return readings_.packageMillijoules(); }),
       taskCounters_(root_, processTable_.known()),
-      systemFacts_(root_, ZQM_VERSION) {}
+      systemFacts_(root_, ZQM_VERSION),
+      details_(root_, clock) {}
 
 MachineServices LinuxMachine::services() {
     return {absentAppleServices(), &readings_, &processTable_, nullptr, taskCounters_, systemFacts_, *this};

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "Platform/Linux/Details/LinuxDetails.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
 #include "Platform/Linux/LinuxReadings.h"
 #include "Platform/Linux/LinuxSystemFacts.h"
@@ -22,6 +23,7 @@ public:
     LinuxMachine(std::string_view root, Clock& clock);
 
     MachineServices services() override;
+    MachineDetails* details() override { return &details_; }
 
 private:
     SourceDescription describe(MetricFamily family) override;
@@ -33,6 +35,7 @@ private:
     LinuxProcessTable processTable_;
     LinuxTaskCounters taskCounters_;
     LinuxSystemFacts systemFacts_;
+    LinuxDetails details_;
 };
 
 }  // namespace zqm

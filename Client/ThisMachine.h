@@ -1,0 +1,46 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Platform/Machine.h"
+#include "Platform/Machine/MachineDetails.h"
+#include "ZQMHelper/Shared/Metrics.h"
+#include "ZQMHelper/Shared/ProcessCategory.h"
+
+namespace zqm {
+
+/// The machine that the client runs on, for what people ask and no sample holds. One thread at a time.
+class ThisMachine {
+public:
+    /// `root` takes the place of "/", as it does for a helper that reads another tree.
+    explicit ThisMachine(std::string_view root) : machine_(makeNativeMachine(root)) {}
+
+    /// Null where the sample is of another machine (as much memory and as many processors make it this one), or where
+    /// this one tells no details.
+    MachineDetails* detailsBeside(const SystemSnapshot& sample);
+
+private:
+    std::unique_ptr<Machine> machine_;
+};
+
+/// Ranks processes by what the drivers of graphics cards count, from one look to the next.
+class GraphicsRanking {
+public:
+    /// Those that kept a card's busiest engine at work since the last look, largest share (0…1) first; nullopt on the
+    /// first look, and where no driver counts.
+    std::optional<std::vector<TopProcess>> look(MachineDetails& details);
+    /// Whether the last look found counters.
+    bool hasCounters() const { return !previous_.empty(); }
+
+private:
+    using Identity = std::pair<std::int32_t, std::uint64_t>;  // pid and start time
+    std::map<Identity, std::vector<EngineUse>> previous_;
+};
+
+}  // namespace zqm

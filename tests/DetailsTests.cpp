@@ -1,0 +1,80 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Client/ThisMachine.h"
+#include "Platform/Linux/Details/LinuxDetails.h"
+#include "tests/fakes/TemporaryTree.h"
+#include "tests/fakes/VirtualClock.h"
+
+namespace zqm {
+namespace {
+
+using testing::DoubleNear;
+using testing::ElementsAre;
+using testing::FieldsAre;
+
+/// A machine whose processes hold descriptors of cards.
+struct GraphicsUsersTest : testing::Test {
+    void process(int pid, std::string_view name, std::string_view target, std::vector<std::string> clients) {
+        const std::string directory = "proc/" + std::to_string(pid) + "/";
+        tree.write(directory + "stat", std::to_string(pid) + " (" + std::string(name) +
+                                           ") S 1 2 3 0 -1 4194560 1 2 3 4 5 6 7 8 20 0 1 0 900 56274944 15 18446 1\n");
+        std::filesystem::create_directories(tree.path(directory + "fd"));
+        for (std::size_t i = 0; i < clients.size(); ++i) {
+            const std::string number = std::to_string(i + 3);
+            std::filesystem::remove(tree.path(directory + "fd/" + number));
+            std::filesystem::create_symlink(target, tree.path(directory + "fd/" + number));
+            tree.write(directory + "fdinfo/" + number, clients[i]);
+        }
+    }
+    TemporaryTree tree;
+    VirtualClock clock;
+    RootDirectory root{tree.root()};
+    LinuxDetails details{root, clock};
+};
+
+std::string client(int id, std::string_view figures) {
+    return "pos:\t0\ndrm-driver:\tmade\ndrm-pdev:\t0000:03:00.0\ndrm-client-id:\t" + std::to_string(id) + "\n" +
+           std::string(figures);
+}
+
+TEST_F(GraphicsUsersTest, AreRankedByTheirBusiestEngine) {
+    const auto write = [&](int second) {
+        const auto count = [second](std::uint64_t perSecond) { return std::to_string(1000 + perSecond * second); };
+        const auto time = [&](std::string_view engine, std::uint64_t milliseconds) {
+            return "drm-engine-" + std::string(engine) + ":\t" + count(milliseconds * 1'000'000) + " ns\n";
+        };
+        // One client by two descriptors, and another: 0.1 + 0.3 of one engine, 0.2 of another.
+        process(
+            10, "player", "/dev/dri/renderD128",
+            {client(1, time("gfx", 100)), client(1, time("gfx", 100) + time("dec", 200)), client(2, time("gfx", 300))});
+        // Four engines of a kind, cycles beside all that passed, and cycles beside the time.
+        process(11, "encoder", "/dev/dri/card1",
+                {client(3, time("enc", 1000) + "drm-engine-capacity-enc:\t4\n"),
+                 client(4, "drm-cycles-rcs:\t" + count(500) + "\ndrm-total-cycles-rcs:\t" + count(1000) + "\n")});
+        process(12, "game", "/dev/dri/card1", {client(5, "drm-cycles-gpu:\t" + count(9) + "\n" + time("gpu", 900))});
+        process(13, "idle", "/dev/dri/card1", {client(6, time("gfx", 0))});
+        process(14, "no card", "/dev/null", {client(7, time("gfx", 900))});
+        process(15, "no count", "/dev/dri/card1", {client(8, "drm-cycles-gpu:\t7\n"), "drm-engine-gfx:\t1 ns\n", ""});
+        process(16, "cut", "/dev/dri/card1", {client(9, "drm-engine-gfx:\t" + count(100'000'000))});
+    };
+    GraphicsRanking ranking;
+    write(0);
+    EXPECT_EQ(ranking.look(details), std::nullopt);
+    EXPECT_TRUE(ranking.hasCounters());
+    clock.advance(Seconds(2));
+    write(2);
+    const auto near = [](double share) { return DoubleNear(share, 1e-6); };
+    EXPECT_THAT(ranking.look(details).value(),
+                ElementsAre(FieldsAre(12, "game", near(0.9)), FieldsAre(11, "encoder", near(0.5)),
+                            FieldsAre(10, "player", near(0.4))));
+    clock.advance(Seconds(1));
+    write(1);  // set back
+    EXPECT_THAT(ranking.look(details).value(), ElementsAre());
+    tree.remove("proc");
+    EXPECT_EQ(ranking.look(details), std::nullopt);
+    EXPECT_FALSE(ranking.hasCounters());
+}
+
+}  // namespace
+}  // namespace zqm
