@@ -152,22 +152,77 @@ void addRankings(Report& report, const SnapshotReply& reply) {
     }
 }
 
+/// "3 d 4:05", "4:05" hours and minutes.
+std::string uptimeText(Seconds uptime) {
+    const auto minutes = static_cast<std::int64_t>(uptime.count() / 60);
+    constexpr std::int64_t day = 24 * 60;
+    return (minutes >= day ? std::to_string(minutes / day) + " d " : "") + durationText(minutes % day);
+}
+
+void addSystem(Report& report, const MachineFacts& facts) {
+    std::string averages;
+    for (const double average : facts.loadAverages.value_or(std::array<double, 3>{})) {
+        averages += (averages.empty() ? "" : " ") + fixedText(average, 2, "");
+    }
+    report.line("System", " ",
+                joined({printable(facts.system), facts.uptime ? "up " + uptimeText(*facts.uptime) : "",
+                        named("load average", averages, facts.loadAverages.has_value())}));
+    if (!facts.model.empty() || !facts.processor.empty()) {
+        report.line("", " ", joined({printable(facts.model), printable(facts.processor)}));
+    }
+}
+
+void addFileSystems(Report& report, const MachineFacts& facts) {
+    std::string_view label = "Space";
+    for (const FileSystem& system : facts.fileSystems) {
+        const auto available = static_cast<double>(system.available);
+        const auto total = static_cast<double>(system.total);
+        report.line(std::exchange(label, ""), Report::plain(bytesText(available)),
+                    "free of " + bytesText(total) + " on " + printable(system.mountPoint));
+    }
+}
+
+/// What only `status --all` shows.
+void addDevices(Report& report, const MachineFacts& facts, const SettingsStore& settings) {
+    const auto list = [&report](std::string_view label, const auto& entries, const auto& figure, const auto& detail) {
+        for (const auto& entry : entries)
+            report.line(std::exchange(label, ""), Report::plain(figure(entry)), detail(entry));
+    };
+    const auto name = [](const SensorFigure& sensor) { return printable(sensor.name); };
+    const auto in = [](const TransferRate& transfer) { return rateText(transfer.in); };
+    list("Links", facts.interfaces, in, [](const TransferRate& transfer) {
+        return "down  " + rateText(transfer.out) + " up  " + printable(transfer.name);
+    });
+    list("Drives", facts.drives, in, [](const TransferRate& transfer) {
+        return "read  " + rateText(transfer.out) + " written  " + printable(transfer.name);
+    });
+    list(
+        "Sensors", facts.temperatures,
+        [&](const SensorFigure& sensor) { return temperatureText(sensor.value, settings.tempUnit()); }, name);
+    list(
+        "Fans", facts.fans, [](const SensorFigure& fan) { return fixedText(fan.value, 0, " rpm"); }, name);
+}
+
 }  // namespace
 
-std::string statusText(const SnapshotReply& reply, const SettingsStore& settings, const Style& style, WallTime now) {
+std::string statusText(const SnapshotReply& reply, const MachineFacts* facts, const SettingsStore& settings,
+                       const Style& style, WallTime now) {
     const SystemSnapshot& snapshot = reply.snapshot;
     const auto age = ageIfOld(snapshot, Seconds(settings.updateInterval()), now);
     Report report(style);
     report.line("Load", report.figure(snapshot.load.value, percentText(snapshot.load.value)),
                 joined({style.dim(localTimeText(snapshot.timestamp, "%Y-%m-%d %H:%M:%S")),
                         age ? style.level(1, spanText(*age) + " old") : ""}));
+    if (facts) addSystem(report, *facts);
     addProcessors(report, snapshot.cpu, settings);
     addGraphics(report, snapshot.gpu, settings);
     addMemory(report, snapshot.memory);
     addTransfers(report, snapshot);
+    if (facts) addFileSystems(report, *facts);
     addPower(report, snapshot.power);
     addBattery(report, snapshot.battery);
     addRankings(report, reply);
+    if (facts) addDevices(report, *facts, settings);
     return report.take();
 }
 

@@ -3,14 +3,19 @@
 #include <string>
 
 #include "Client/Terminal.h"
+#include "Client/ThisMachine.h"
 #include "ZQMHelper/Shared/MetricsJson.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
 
 namespace zqm {
 
 /// The machine at a glance: one aligned line per family, families that the machine does not have left out. An old
-/// sample is shown with its age.
-std::string statusText(const SnapshotReply& reply, const SettingsStore& settings, const Style& style, WallTime now);
+/// sample is shown with its age. `facts` are the machine's beside the sample, as far as they are known.
+std::string statusText(const SnapshotReply& reply, const MachineFacts* facts, const SettingsStore& settings,
+                       const Style& style, WallTime now);
+
+/// The column in which its details begin.
+constexpr std::size_t statusIndent = 21;
 
 /// The decoded answer, encoded again as one line.
 std::string statusJson(const SnapshotReply& reply);

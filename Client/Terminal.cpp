@@ -1,8 +1,10 @@
 #include "Client/Terminal.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <wchar.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -46,10 +48,50 @@ std::string cut(std::string_view text, std::size_t columns) {
     return columns == 0 ? std::string() : std::string(beginning(text, columns - 1)) + "…";
 }
 
+std::size_t visibleColumns(std::string_view text) {
+    std::size_t columns = 0;
+    while (!text.empty()) {
+        columns += columnsOf(takeUntil(text, '\033'));
+        if (const auto end = text.find('m'); !text.empty() && text.front() == '[')
+            text.remove_prefix(std::min(end, text.size() - 1) + 1);
+    }
+    return columns;
+}
+
 }  // namespace
 
 bool printOut(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
+std::optional<std::size_t> terminalColumns() {
+    winsize size{};
+    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return std::nullopt;
+    return size.ws_col;
+}
+
+std::string broken(std::string_view text, std::size_t columns, std::size_t indent) {
+    constexpr std::string_view gap = "  ";
+    std::string result;
+    while (!text.empty()) {
+        std::string_view line = takeUntil(text, '\n');
+        std::string row;
+        while (!line.empty()) {
+            const std::size_t begin = std::min(line.find_first_not_of(' '), line.size());
+            const std::size_t end = std::min(line.find(gap, begin), line.size());
+            const std::string_view piece = line.substr(0, end);
+            line.remove_prefix(end);
+            const std::string_view word = piece.substr(std::min(begin, piece.size()));
+            if (visibleColumns(row) > indent && visibleColumns(row) + visibleColumns(piece) > columns) {
+                result += row + '\n';
+                row = std::string(indent, ' ') + std::string(word);
+            } else {
+                row += piece;
+            }
+        }
+        result += row + '\n';
+    }
+    return result;
 }
 
 bool wantsColour() {

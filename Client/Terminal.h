@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,13 @@ std::size_t columnsOf(std::string_view text);
 /// `text` filled with blanks to `columns`; longer ones are cut and end in "…".
 std::string fitted(std::string_view text, std::size_t columns);
 std::string fittedRight(std::string_view text, std::size_t columns);
+
+/// The width of the terminal that standard output is; nullopt when it is none, or does not say.
+std::optional<std::size_t> terminalColumns();
+
+/// The text with every line that is wider than `columns` broken where two blanks stand, the rest of it behind `indent`
+/// blanks. Codes of colours take no room.
+std::string broken(std::string_view text, std::size_t columns, std::size_t indent);
 
 /// Colours, or none of them.
 class Style {

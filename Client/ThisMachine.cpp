@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "Platform/Machine/MachineReadings.h"
+#include "Platform/Machine/SystemFacts.h"
+#include "Support/CounterRate.h"
 #include "ZQMHelper/Shared/ProcessRanking.h"
 
 namespace zqm {
@@ -21,6 +23,35 @@ double share(const std::vector<EngineUse>& before, const std::vector<EngineUse>&
     return std::min(most, 1.0);
 }
 
+struct Transfers {
+    std::vector<DriveReading> drives;
+    std::vector<InterfaceReading> interfaces;
+};
+
+Transfers transfers(MachineReadings& readings) {
+    return {readings.drives().value_or(std::vector<DriveReading>{}),
+            readings.interfaces().value_or(std::vector<InterfaceReading>{})};
+}
+
+double rate(std::uint64_t before, std::uint64_t now, double seconds) {
+    return static_cast<double>(growth(before, now)) / seconds;
+}
+
+/// For each of `now` that was there before; `in` and `out` are its counters.
+template <class Reading>
+std::vector<TransferRate> rates(const std::vector<Reading>& before, const std::vector<Reading>& now, double seconds,
+                                std::uint64_t Reading::*in, std::uint64_t Reading::*out) {
+    std::vector<TransferRate> rates;
+    for (const Reading& reading : now) {
+        const auto old = std::find_if(before.begin(), before.end(),
+                                      [&](const Reading& other) { return other.name == reading.name; });
+        if (old == before.end()) continue;
+        rates.push_back(
+            {reading.name, rate((*old).*in, reading.*in, seconds), rate((*old).*out, reading.*out, seconds)});
+    }
+    return rates;
+}
+
 }  // namespace
 
 MachineDetails* ThisMachine::detailsBeside(const SystemSnapshot& sample) {
@@ -31,6 +62,30 @@ MachineDetails* ThisMachine::detailsBeside(const SystemSnapshot& sample) {
     const bool isThis =
         memory && memory->total == sample.memory.totalBytes && ticks && ticks->size() == sample.cpu.perCoreUsage.size();
     return isThis ? machine_->details() : nullptr;
+}
+
+std::optional<MachineFacts> ThisMachine::factsBeside(const SystemSnapshot& sample, bool all, Clock& clock) {
+    MachineDetails* const details = detailsBeside(sample);
+    if (!details) return std::nullopt;
+    const MachineServices services = machine_->services();
+    MachineFacts facts{.system = services.systemFacts.systemVersion(),
+                       .model = services.systemFacts.hardwareModel().value_or(""),
+                       .processor = services.systemFacts.processorName().value_or(""),
+                       .uptime = details->uptime(),
+                       .loadAverages = details->loadAverages(),
+                       .fileSystems = details->fileSystems()};
+    if (!all) return facts;
+    facts.temperatures = details->temperatures();
+    facts.fans = details->fans();
+    const Transfers before = transfers(*services.readings);
+    const MonotonicTime begin = clock.monotonic();
+    clock.sleep(Seconds(1));
+    const Transfers now = transfers(*services.readings);
+    const double seconds = std::max((clock.monotonic() - begin).count(), 0.1);
+    facts.drives = rates(before.drives, now.drives, seconds, &DriveReading::read, &DriveReading::written);
+    facts.interfaces =
+        rates(before.interfaces, now.interfaces, seconds, &InterfaceReading::received, &InterfaceReading::sent);
+    return facts;
 }
 
 std::optional<std::vector<TopProcess>> GraphicsRanking::look(MachineDetails& details) {

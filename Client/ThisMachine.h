@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <map>
 #include <memory>
 #include <optional>
@@ -15,6 +16,24 @@
 
 namespace zqm {
 
+/// What passes through one drive or interface, bytes per second.
+struct TransferRate {
+    std::string name;
+    double in = 0;   // read or received
+    double out = 0;  // written or sent
+};
+
+/// What no sample holds. What is not told is empty or absent.
+struct MachineFacts {
+    std::string system, model, processor;
+    std::optional<Seconds> uptime;
+    std::optional<std::array<double, 3>> loadAverages;
+    std::vector<FileSystem> fileSystems = {};
+    // What takes a second or wakes sensors, where it was asked for:
+    std::vector<TransferRate> drives = {}, interfaces = {};
+    std::vector<SensorFigure> temperatures = {}, fans = {};
+};
+
 /// The machine that the client runs on, for what people ask and no sample holds. One thread at a time.
 class ThisMachine {
 public:
@@ -24,6 +43,8 @@ public:
     /// Null where the sample is of another machine (as much memory and as many processors make it this one), or where
     /// this one tells no details.
     MachineDetails* detailsBeside(const SystemSnapshot& sample);
+    /// nullopt for another machine's sample. With `all` it takes a second, in which drives and interfaces are measured.
+    std::optional<MachineFacts> factsBeside(const SystemSnapshot& sample, bool all, Clock& clock);
 
 private:
     std::unique_ptr<Machine> machine_;

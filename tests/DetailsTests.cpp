@@ -76,5 +76,25 @@ TEST_F(GraphicsUsersTest, AreRankedByTheirBusiestEngine) {
     EXPECT_FALSE(ranking.hasCounters());
 }
 
+TEST(FileSystems, AreThoseOnDrivesAtTheirTopmostPoint) {
+    const auto mount = [](std::string_view device, std::string_view point, std::string_view type,
+                          std::string_view source) {
+        return "22 27 " + std::string(device) + " / " + std::string(point) + " rw,relatime shared:1 - " +
+               std::string(type) + " " + std::string(source) + " rw\n";
+    };
+    EXPECT_THAT(
+        mountPoints(mount("254:0", "/var/lib/docker", "ext4", "/dev/vda") + mount("254:0", "/", "ext4", "/dev/vda") +
+                    mount("0:21", "/proc", "proc", "proc") + mount("0:30", "/dev/shm", "tmpfs", "tmpfs") +
+                    mount("8:1", "/media/a\\040b\\134", "vfat", "/dev/sda1") +
+                    mount("7:3", "/snap/core/1", "squashfs", "/dev/loop3") +
+                    mount("0:40", "/home", "btrfs", "/dev/sdb") + mount("0:40", "/srv", "btrfs", "/dev/sdb") +
+                    mount("0:50", "/tank", "zfs", "tank") + mount("0:51", "/tank/vm", "zfs", "tank/vm") +
+                    mount("0:60", "/mnt/far", "nfs4", "far:/") + mount("0:70", "/in/a/box", "overlay", "overlay") +
+                    "22 27 9:9 / /cut rw - ext4 /dev/x"),
+        ElementsAre("/", "/media/a b\\", "/srv", "/tank"));
+    EXPECT_THAT(mountPoints(mount("0:70", "/", "overlay", "overlay")), ElementsAre("/"));
+    EXPECT_THAT(mountPoints("\n7\n - \n"), ElementsAre());
+}
+
 }  // namespace
 }  // namespace zqm

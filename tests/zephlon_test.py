@@ -48,12 +48,14 @@ class ZephlonTest(ProgramTest):
             self.assertIn("belongs to another user", self.zephlon("status", status=5))
 
     def test_says_what_the_transcripts_say(self):
-        """Beside a helper that serves the snapshot of the same name. ZQM_UPDATE_GOLDEN=1 writes them anew."""
+        """Beside a helper that serves the snapshot of the same name, on the machine of that name. ZQM_UPDATE_GOLDEN=1 writes them anew."""
         self.environment["PATH"] = f"{BUILD}:{self.environment['PATH']}"
         self.leave_token()
         for file in sorted(TRANSCRIPTS.glob("*.txt")):
             snapshot = file.with_suffix(".json")
             shutil.rmtree(self.preferences.parent, ignore_errors=True)
+            if file.with_suffix(".tree").exists():
+                self.make_machine(file.with_suffix(".tree").read_text())
             with FakeServer(ok(snapshot.read_text() if snapshot.exists() else "{}")) as server:
                 self.environment["ZQM_PORT"] = str(server.port)
                 said = "".join(self.said(line) for line in file.read_text().splitlines() if line.startswith("$ "))
@@ -63,6 +65,13 @@ class ZephlonTest(ProgramTest):
             if "ZQM_UPDATE_GOLDEN" in os.environ:
                 file.write_text(said)
             self.assertEqual(said, file.read_text())
+
+    def make_machine(self, tree):
+        """What the client itself reads below --root ~/machine: "@path" lines, each with its content below."""
+        for part in tree.split("@")[1:]:
+            path, content = part.split("\n", 1)
+            (self.home / "machine" / path).parent.mkdir(parents=True, exist_ok=True)
+            (self.home / "machine" / path).write_text(content)
 
     def said(self, line):
         done = subprocess.run(["bash", "-c", line[2:]], env=self.environment, cwd=self.home, text=True,

@@ -54,13 +54,21 @@ Examples:
 void declareStatus(CLI::App& app, Invocation& invocation) {
     auto* command = app.add_subcommand("status", "The machine at a glance");
     auto json = std::make_shared<bool>(false);
-    command->add_flag("--json", *json, "Print the decoded snapshot as one line of JSON");
+    auto all = std::make_shared<bool>(false);
+    auto* const jsonFlag = command->add_flag("--json", *json, "Print the decoded snapshot as one line of JSON");
+    command->add_flag("--all", *all, "Each drive, interface, sensor and fan as well; takes a second")
+        ->excludes(jsonFlag);
     command->footer("Example: zephlon status --json | jq .memory.usedBytes");
-    command->callback([&invocation, json] {
-        invocation.command = [&invocation, json] {
+    command->callback([&invocation, json, all] {
+        invocation.command = [&invocation, json, all] {
             return printSnapshot(invocation, [&](const SnapshotReply& reply) {
-                return *json ? statusJson(reply)
-                             : statusText(reply, *readSettings(), Style(wantsColour()), wallTimeNow());
+                if (*json) return statusJson(reply);
+                PosixClock clock;
+                const auto facts = ThisMachine(invocation.root).factsBeside(reply.snapshot, *all, clock);
+                const std::string text = statusText(reply, facts ? &*facts : nullptr, *readSettings(),
+                                                    Style(wantsColour()), wallTimeNow());
+                const auto columns = terminalColumns();
+                return columns ? broken(text, *columns, statusIndent) : text;
             });
         };
     });

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "Platform/Process/Clock.h"
 
 namespace zqm {
 
@@ -21,12 +25,33 @@ struct GraphicsUser {
     std::vector<EngineUse> engines;
 };
 
+/// A file system on a drive of the machine, bytes.
+struct FileSystem {
+    std::string mountPoint;  // one of them, the topmost
+    std::uint64_t total = 0;
+    std::uint64_t available = 0;  // to ordinary users
+};
+
+/// A sensor by the name that people know it by.
+struct SensorFigure {
+    std::string name;  // "coretemp Package id 0"
+    double value = 0;
+};
+
 /// What a person asks a machine now and then and no sample holds. One thread at a time; nothing here is for a tick.
 class MachineDetails {
 public:
     virtual ~MachineDetails() = default;
     /// Of the processes that this user may look into, those whose cards' drivers count; empty: no driver does.
     virtual std::vector<GraphicsUser> graphicsUsers() = 0;
+    /// Those on drives; not those of other machines, which may be away.
+    virtual std::vector<FileSystem> fileSystems() = 0;
+    /// Processes that run or wait to, on average over 1, 5 and 15 minutes.
+    virtual std::optional<std::array<double, 3>> loadAverages() = 0;
+    virtual std::optional<Seconds> uptime() = 0;
+    /// Every sensor: °C, and turns per minute of fans. A device that sleeps is not woken, its sensors are left out.
+    virtual std::vector<SensorFigure> temperatures() = 0;
+    virtual std::vector<SensorFigure> fans() = 0;
 };
 
 }  // namespace zqm

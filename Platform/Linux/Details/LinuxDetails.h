@@ -1,6 +1,8 @@
 #pragma once
 
+#include "Platform/Linux/Details/FileSystems.h"
 #include "Platform/Linux/Details/GraphicsUsers.h"
+#include "Platform/Linux/Details/NamedSensors.h"
 #include "Platform/Machine/MachineDetails.h"
 
 namespace zqm {
@@ -8,11 +10,17 @@ namespace zqm {
 /// What a Linux machine tells people besides its figures.
 class LinuxDetails final : public MachineDetails {
 public:
-    LinuxDetails(const RootDirectory& root, Clock& clock) : graphicsUsers_(root, clock) {}
+    LinuxDetails(const RootDirectory& root, Clock& clock) : root_(root), graphicsUsers_(root, clock) {}
 
     std::vector<GraphicsUser> graphicsUsers() override { return graphicsUsers_.read(); }
+    std::vector<FileSystem> fileSystems() override { return readFileSystems(root_); }
+    std::optional<std::array<double, 3>> loadAverages() override;
+    std::optional<Seconds> uptime() override;
+    std::vector<SensorFigure> temperatures() override { return readTemperatures(root_); }
+    std::vector<SensorFigure> fans() override { return readFans(root_); }
 
 private:
+    const RootDirectory& root_;
     GraphicsUsers graphicsUsers_;
 };
 
