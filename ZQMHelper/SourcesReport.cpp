@@ -234,7 +234,9 @@ constexpr Row rows[]{
     {MetricFamily::cpuTemperature, Source::temperature,
      [](const Readings& now) { return celsius(now.temperature.cpu); }},
     {MetricFamily::gpuTemperature, Source::temperature,
-     [](const Readings& now) { return celsius(now.temperature.gpu); }},
+     [](const Readings& now) {
+         return celsius(now.gpu.temperatureC > 0 ? now.gpu.temperatureC : now.temperature.gpu);
+     }},
     {MetricFamily::battery, Source::battery, battery},
     {MetricFamily::adapter, Source::battery, adapter},
     {MetricFamily::localAddress, Source::address,

@@ -1,4 +1,7 @@
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 #include "Platform/Linux/Hardware/GraphicsCards.h"
 #include "tests/fakes/TemporaryTree.h"
@@ -7,11 +10,18 @@
 namespace zqm {
 namespace {
 
-/// The library of tests/fakes/nvml: one card at 0000:01:00.0, 40 % busy at 1500 of 1980 MHz, 61 °C.
-TEST(LinuxGraphics, NvidiaCardsAreAskedOnlyWhileAwake) {
+bool isLibraryLoaded() {
+    void* library = ::dlopen(ZQM_FAKE_NVML, RTLD_NOW | RTLD_NOLOAD);
+    return library && ::dlclose(library) == 0;
+}
+
+/// The library of tests/fakes/nvml: one card at 0000:01:00.0, 40 % busy or as the environment says, at 1500 of 1980
+/// MHz, 61 °C and 70.5 W.
+TEST(LinuxGraphics, NvidiaLibraryIsOpenOnlyWhileACardIsAsked) {
     const TemporaryTree tree;
-    const std::string state = "sys/bus/pci/drivers/nvidia/0000:01:00.0/power/runtime_status";
-    tree.write(state, "suspended\n");
+    const std::string power = "sys/bus/pci/drivers/nvidia/0000:01:00.0/power/";
+    tree.write(power + "runtime_status", "suspended\n");
+    tree.write(power + "control", "auto\n");
     tree.write("sys/bus/pci/drivers/nvidia/bind", "");
     VirtualClock clock;
     const RootDirectory root(tree.root());
@@ -19,15 +29,26 @@ TEST(LinuxGraphics, NvidiaCardsAreAskedOnlyWhileAwake) {
     ASSERT_EQ(cards.read().size(), 1u);
     EXPECT_EQ(cards.read()[0].busy, 0);
     EXPECT_FALSE(cards.read()[0].celsius);
-    tree.write(state, "active\n");
-    clock.advance(Seconds(1));
-    const GraphicsReading awake = cards.read()[0];
-    EXPECT_EQ(awake.busy, 0.4);
-    EXPECT_EQ(awake.megahertz, 1500);
-    EXPECT_EQ(awake.celsius, 61);
-    EXPECT_EQ(awake.mostMegahertz, 1980);
+    EXPECT_EQ(cards.describe(MetricFamily::gpuTemperature)->remark, "0000:01:00.0 asleep");
+    EXPECT_FALSE(isLibraryLoaded());
+    tree.write(power + "runtime_status", "active\n");
+    // With work at first, then without; the driver tells no delay, so that 10 s are taken for it.
+    for (const auto& [seconds, percent, isLoaded] : std::initializer_list<std::tuple<double, const char*, bool>>{
+             {1, "40", true}, {5, "40", true}, {1, "0", true}, {3, "0", false}, {14, "90", false}, {1, "90", true}}) {
+        ::setenv("ZQM_FAKE_NVML_BUSY", percent, 1);
+        clock.advance(Seconds(seconds));
+        const GraphicsReading card = cards.read()[0];
+        EXPECT_EQ(card.busy, isLoaded ? std::atof(percent) / 100 : 0);
+        EXPECT_EQ(card.megahertz, 1500);
+        EXPECT_EQ(card.mostMegahertz, 1980);
+        EXPECT_EQ(card.celsius, 61);
+        EXPECT_EQ(card.watts, 70.5);
+        EXPECT_EQ(isLibraryLoaded(), isLoaded) << seconds << " s at " << percent << " %";
+    }
+    ::unsetenv("ZQM_FAKE_NVML_BUSY");
     GraphicsCards withoutLibrary(root, clock, "libof-no-such-name.so.1");
     EXPECT_FALSE(withoutLibrary.read()[0].busy);
+    EXPECT_NE(withoutLibrary.describe(MetricFamily::gpuPower)->absence, "");
 }
 
 }  // namespace

@@ -50,13 +50,15 @@ SourceDescription LinuxReadings::describe(MetricFamily family) {
             return drives_.describe();
         case gpuUtilization:
         case gpuFrequency:
-            return cards_.describe(family);
+            return cards_.describe(family).value_or(
+                SourceDescription{"/sys/class/drm/card*", "no card whose driver tells"});
         case cpuFrequency:
         case coreFrequency:
             return clocks_.describe();
-        case processEnergy:
         case cpuPower:
         case gpuPower:
+            return describePower(family);
+        case processEnergy:
         case dramPower:
             return energy_.describe(family);
         case systemPower: {
@@ -69,8 +71,10 @@ SourceDescription LinuxReadings::describe(MetricFamily family) {
         case anePower:
         case displayPower:
             return {"", "not measured on Linux"};
-        case cpuTemperature:
         case gpuTemperature:
+            if (auto card = cards_.describe(family)) return *card;
+            return temperatures_.describe(family);
+        case cpuTemperature:
             return temperatures_.describe(family);
         case battery:
         case adapter:
@@ -83,6 +87,15 @@ SourceDescription LinuxReadings::describe(MetricFamily family) {
         default:
             return {};
     }
+}
+
+/// Zones and cards add up for the GPU's; for the processor's a card stands in.
+SourceDescription LinuxReadings::describePower(MetricFamily family) {
+    SourceDescription zone = energy_.describe(family);
+    const auto card = cards_.describe(family);
+    if (!card || (zone.absence.empty() && family == MetricFamily::cpuPower)) return zone;
+    if (!zone.absence.empty()) return *card;
+    return {zone.place + ", " + card->place, "", card->remark};
 }
 
 }  // namespace zqm

@@ -45,6 +45,8 @@ public:
     std::optional<double> packageMillijoules() { return energy_.packageMillijoules(); }
 
 private:
+    SourceDescription describePower(MetricFamily family);
+
     const RootDirectory& root_;
     Processors processors_;
     ProcessorClocks clocks_;

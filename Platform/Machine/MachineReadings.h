@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Platform/Machine/ProcessorTicks.h"
+#include "Platform/Process/Clock.h"
 
 /// What a machine whose kernel prints plain facts tells of itself, in the units in which people read it.
 namespace zqm {
@@ -34,11 +35,16 @@ struct ProcessorClock {
 /// A graphics card; what its driver does not tell is absent.
 struct GraphicsReading {
     std::string name;                                // the kernel's: "card0"; the same as long as the card is there
-    std::optional<double> busy;                      // fraction of the time, now
+    MonotonicTime time{};                            // when it was looked at; one that may fall asleep is so but rarely
+    bool isIntegrated = false;                       // a part of the processor's package
+    std::optional<double> busy;                      // fraction of the time, then
     std::vector<std::optional<double>> idleSeconds;  // without `busy`: since the start, of each part with its own clock
     std::optional<double> megahertz;                 // of the fastest part
     std::optional<double> mostMegahertz;
-    std::optional<double> celsius;  // where no sensor of the machine tells it
+    std::optional<double> celsius;
+    std::optional<double> watts;         // of the card alone
+    std::optional<double> millijoules;   // without `watts`: used since it was first looked at, growing only
+    std::optional<double> packageWatts;  // of an integrated one that tells nothing of its own: of the whole package
 };
 
 /// Energy used since the machine was first looked at, mJ, each growing only; absent: not counted, or not for this user.
@@ -55,7 +61,7 @@ struct EnergyReading {
 /// The sensors that stand for a part of the machine, °C.
 struct TemperatureReading {
     std::vector<double> processors;
-    std::vector<double> graphics;
+    std::vector<double> graphics;  // those that are no card's
 };
 
 /// What has passed in each direction since the machine or the device started, bytes.

@@ -5,6 +5,7 @@
 
 #include "Platform/Apple/Registry.h"
 #include "Platform/Machine/MachineReadings.h"
+#include "ZQMHelper/Shared/TemperatureBridge.h"
 
 namespace zqm {
 namespace {
@@ -23,18 +24,19 @@ GPUMetrics GPUReader::sample() {
     return metrics;
 }
 
+/// Of cards that are alike busy the discrete one's temperature counts: the integrated one's is much the processor's.
 GPUMetrics GPUReader::samplePlain() {
     GPUMetrics metrics;
-    const MonotonicTime now = platform_.clock.monotonic();
     double megahertz = 0;
-    double busiest = -1;
+    std::pair rankOfTemperature(-1.0, false);
     for (const GraphicsReading& card : platform_.readings->graphics()) {
-        const double busy = busyShare(card, now);
+        const double busy = busyShare(card);
         megahertz = std::max(megahertz, card.megahertz.value_or(0));
         mostMegahertz_ = std::max({mostMegahertz_, megahertz, card.mostMegahertz.value_or(0)});
         metrics.utilization = std::max(metrics.utilization, busy);
-        if (!card.celsius || busy <= busiest) continue;
-        busiest = busy;
+        const std::pair rank(busy, !card.isIntegrated);
+        if (!isPlausibleTemperature(card.celsius.value_or(0)) || rank <= rankOfTemperature) continue;
+        rankOfTemperature = rank;
         metrics.temperatureC = *card.celsius;
     }
     metrics.frequencyMHz = megahertz_.update(megahertz);
@@ -42,15 +44,16 @@ GPUMetrics GPUReader::samplePlain() {
     return metrics;
 }
 
-/// Of a card that counts idle time, the busiest part's share since it was asked last. A part is busy when it is not
-/// idle, which is known once its counter has moved: with the idle states switched off it stands still for ever.
-double GPUReader::busyShare(const GraphicsReading& card, MonotonicTime now) {
+/// Of a card that counts idle time, the busiest part's share between the last two looks at it. A part is busy when it
+/// is not idle, which is known once its counter has moved: with the idle states switched off it stands still for ever.
+double GPUReader::busyShare(const GraphicsReading& card) {
     if (card.busy) return *card.busy;
     if (card.idleSeconds.empty()) return 0;
-    auto& [parts, time] = previous_[card.name];
-    const double seconds = (now - std::exchange(time, now)).count();
+    auto& [parts, time, busiest] = previous_[card.name];
+    const double seconds = (card.time - std::exchange(time, card.time)).count();
+    if (seconds == 0) return busiest;
     parts.resize(card.idleSeconds.size());
-    double busiest = 0;
+    busiest = 0;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const auto idle = card.idleSeconds[i];
         const auto before = std::exchange(parts[i].idleSeconds, idle);

@@ -25,7 +25,7 @@ public:
     GPUMetrics sample();
 
 private:
-    /// The idle time of a card's parts when it was asked last.
+    /// The idle time of a card's parts when it was looked at last, and how busy it was until then.
     struct Part {
         std::optional<double> idleSeconds;
         bool hasMoved = false;
@@ -33,10 +33,11 @@ private:
     struct Parts {
         std::vector<Part> parts;
         MonotonicTime time{};
+        double busiest = 0;
     };
     GPUMetrics samplePlain();
     GPUMetrics sampleRegistry();
-    double busyShare(const GraphicsReading& card, MonotonicTime now);
+    double busyShare(const GraphicsReading& card);
 
     Platform& platform_;
     std::map<std::string, Parts> previous_;  // by card, for those that count idle time

@@ -57,6 +57,7 @@ std::optional<EnergyTotals> PowerReader::readTotals() {
     if (!platform_.readings) return readChannels();
     const EnergyReading energy = platform_.readings->energy();
     toldSystemWatts_ = energy.systemWatts.value_or(0);
+    hasProcessorEnergy_ = energy.cpu.has_value();
     return EnergyTotals{.cpu = energy.cpu.value_or(0),
                         .gpu = energy.gpu.value_or(0),
                         .ane = energy.ane.value_or(0),
@@ -81,9 +82,32 @@ std::optional<EnergyTotals> PowerReader::readChannels() {
     return totals;
 }
 
+PowerReader::CardPower PowerReader::readCards() {
+    CardPower power;
+    if (!platform_.readings) return power;
+    for (const GraphicsReading& card : platform_.readings->graphics()) {
+        power.watts += card.watts ? *card.watts : cardWatts(card);
+        power.packageWatts += card.packageWatts.value_or(0);
+        if (card.isIntegrated && (card.watts || card.millijoules)) power.isIntegratedAmongThem = true;
+    }
+    return power;
+}
+
+/// From the growth between the last two looks at a card that counts energy.
+double PowerReader::cardWatts(const GraphicsReading& card) {
+    if (!card.millijoules) return 0;
+    const auto [known, isNew] = cards_.try_emplace(card.name, CardEnergy{*card.millijoules, card.time});
+    CardEnergy& last = known->second;
+    if (card.time == last.time) return last.watts;
+    const double seconds = (card.time - std::exchange(last.time, card.time)).count();
+    last.watts = watts(std::exchange(last.millijoules, *card.millijoules), *card.millijoules, seconds);
+    return last.watts;
+}
+
 PowerMetrics PowerReader::sample(double batteryWatts) {
     const auto totals = readTotals();
     if (!totals) return {};
+    const CardPower cards = readCards();
     const Reading current{*totals, platform_.clock.monotonic()};
     const auto previous = std::exchange(previous_, current);
     const double seconds = previous ? (current.time - previous->time).count() : 0;
@@ -93,6 +117,9 @@ PowerMetrics PowerReader::sample(double batteryWatts) {
     power.gpuWatts = watts(previous->totals.gpu, totals->gpu, seconds);
     power.aneWatts = watts(previous->totals.ane, totals->ane, seconds);
     power.dramWatts = watts(previous->totals.dram, totals->dram, seconds);
+    if (cards.isIntegratedAmongThem) power.gpuWatts = 0;
+    power.gpuWatts += cards.watts;
+    if (!hasProcessorEnergy_) power.cpuWatts += cards.packageWatts;
     power.totalWatts = power.cpuWatts + power.gpuWatts + power.aneWatts + power.dramWatts;
     if (platform_.readings) {
         power.systemWatts = watts(previous->totals.system, totals->system, seconds);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "Platform/Platform.h"
@@ -10,6 +12,8 @@
 #include "ZQMHelper/Shared/SMCBridge.h"
 
 namespace zqm {
+
+struct GraphicsReading;
 
 /// Cumulative energy of the machine's components, millijoules.
 struct EnergyTotals {
@@ -25,8 +29,8 @@ struct EnergyTotals {
 void addEnergy(EnergyTotals& totals, std::string_view channel, std::string_view label, double value);
 
 /// Power of the components, from the growth of their energy counters since the last sample, which the machine tells or
-/// the counter library; of the whole system from such a counter too, else with the display's from the system management
-/// controller. The first sample is all zeros. Used from one thread at a time.
+/// the counter library, and what graphics cards tell in watts; of the whole system from such a counter too, else with
+/// the display's from the system management controller. The first sample is all zeros. Used from one thread at a time.
 class PowerReader {
 public:
     explicit PowerReader(std::shared_ptr<SMCBridge> smc, Platform& platform = Platform::current());
@@ -36,6 +40,14 @@ public:
 
 private:
     ReportSubscription* createSubscription();
+    /// What graphics cards tell themselves.
+    struct CardPower {
+        double watts = 0;                    // of all of them
+        double packageWatts = 0;             // where a card stands for its processor's package
+        bool isIntegratedAmongThem = false;  // which the processor's own counter holds as well
+    };
+    CardPower readCards();
+    double cardWatts(const GraphicsReading& card);
     std::optional<EnergyTotals> readTotals();
     std::optional<EnergyTotals> readChannels();
 
@@ -50,6 +62,13 @@ private:
     };
     std::optional<Reading> previous_;
     double toldSystemWatts_ = 0;  // by the last reading of the totals, where it is told as power
+    struct CardEnergy {
+        double millijoules = 0;
+        MonotonicTime time{};
+        double watts = 0;  // until then
+    };
+    std::map<std::string, CardEnergy> cards_;
+    bool hasProcessorEnergy_ = false;
 };
 
 }  // namespace zqm

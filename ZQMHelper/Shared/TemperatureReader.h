@@ -5,8 +5,7 @@
 namespace zqm {
 
 /// Mean temperatures of the processor's and the GPU's sensors, as the machine tells them apart, else by how their names
-/// begin. Keeps no state;
-/// used from one thread at a time.
+/// begin; what a graphics card tells of itself is GPUReader's. Keeps no state; used from one thread at a time.
 class TemperatureReader {
 public:
     struct Result {  // degrees Celsius; 0 when there is no sensor

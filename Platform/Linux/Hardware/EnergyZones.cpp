@@ -3,32 +3,17 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <limits>
 #include <system_error>
 #include <utility>
-
-#include "Platform/Linux/Kernel/KernelText.h"
-#include "Support/Saturated.h"
 
 namespace zqm {
 namespace {
 
 const std::string powercap = "/sys/class/powercap";
 
-// A counter that falls has passed its range or was set back to 0, as by a sleep of the machine. The former means a
-// growth that power can explain.
-constexpr double mostWatts = 10'000;
-constexpr double microjoules = 1e6;  // per joule
-
 constexpr std::string_view wayOut =
     "; see \"Energy counters\" in SECURITY.md, then, until the next boot: sudo chgrp $(id -gn) "
     "/sys/class/powercap/*/energy_uj && sudo chmod g+r /sys/class/powercap/*/energy_uj";
-
-/// Counts what grew, up to what a signed number holds.
-void grow(std::uint64_t& total, std::uint64_t growth) {
-    constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
-    total = std::min(addSaturated(total, growth), most);
-}
 
 std::optional<double> millijoules(std::optional<std::uint64_t> total) {
     constexpr double microjoulesPerMillijoule = 1000;
@@ -36,19 +21,6 @@ std::optional<double> millijoules(std::optional<std::uint64_t> total) {
 }
 
 }  // namespace
-
-std::uint64_t EnergyCounter::read(MonotonicTime now) {
-    std::string_view rest = file_.read().value_or("");
-    auto line = takeLine(rest);
-    const auto value = line ? takeCount(*line) : std::nullopt;
-    if (!value || (range_ > 0 && *value > range_)) return 0;
-    const auto last = std::exchange(last_, value);
-    const double seconds = std::max((now - std::exchange(lastTime_, now)).count(), 1.0);
-    if (!last) return 0;
-    if (*value >= *last) return *value - *last;
-    const std::uint64_t growth = range_ > *last ? range_ - *last + *value : 0;
-    return static_cast<double>(growth) <= mostWatts * seconds * microjoules ? growth : 0;
-}
 
 EnergyReading EnergyZones::read() {
     MutexLock lock(mutex_);

@@ -3,11 +3,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "Platform/Linux/Hardware/EnergyCounter.h"
 #include "Platform/Linux/Kernel/Cadence.h"
-#include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
 #include "Platform/Machine/MachineReadings.h"
 #include "Platform/Machine/SourceReport.h"
@@ -15,23 +14,6 @@
 #include "Support/Mutex.h"
 
 namespace zqm {
-
-/// An energy counter of the processor (RAPL) as one that only grows.
-class EnergyCounter {
-public:
-    /// The counter starts again from 0 at `range` µJ; 0: not known.
-    EnergyCounter(KernelFile file, std::uint64_t range) : file_(std::move(file)), range_(range) {}
-
-    /// The growth since the last reading, µJ; 0 on the first, when the counter cannot be read, or when it started anew.
-    std::uint64_t read(MonotonicTime now);
-    const KernelFile& file() const { return file_; }
-
-private:
-    KernelFile file_;
-    std::uint64_t range_;
-    std::optional<std::uint64_t> last_;
-    MonotonicTime lastTime_{};
-};
 
 /// The energy counters of the powercap tree that this user may read. Most kernels show them to root alone; where none
 /// of the packages can be read, it is tried again every minute. Callable from any thread.

@@ -3,44 +3,22 @@
 #include <algorithm>
 #include <utility>
 
-#include "Platform/Linux/Kernel/KernelText.h"
-#include "Support/Text.h"
-
 namespace zqm {
 namespace {
 
 const std::string cardDirectory = "/sys/class/drm";
+const std::string chipDirectory = "/sys/class/devfreq";
 const std::string nvidiaDirectory = "/sys/bus/pci/drivers/nvidia";
-constexpr std::uint64_t plausibleMegahertz = 100'000;
-
-std::optional<std::uint64_t> readNumber(KernelFile& file) {
-    std::string_view rest = file.read().value_or("");
-    auto line = takeLine(rest);
-    return line ? takeCount(*line) : std::nullopt;
-}
-
-std::optional<std::uint64_t> plausible(std::optional<std::uint64_t> megahertz) {
-    return megahertz && *megahertz < plausibleMegahertz ? megahertz : std::nullopt;
-}
-
-/// "1: 789Mhz *" as its frequency; nullopt when the line is another.
-struct Level {
-    std::uint64_t megahertz = 0;
-    bool isPresent = false;
-};
-std::optional<Level> parseLevel(std::string_view line) {
-    takeUntil(line, ':');
-    std::string_view frequency = takeWord(line);
-    const auto unit = frequency.find_first_not_of("0123456789");
-    if (unit == std::string_view::npos || !frequency.substr(unit).starts_with("Mhz")) return std::nullopt;
-    const auto megahertz = plausible(parseUnsigned(frequency.substr(0, unit)));
-    if (!megahertz) return std::nullopt;
-    return Level{*megahertz, takeWord(line) == "*"};
-}
 
 /// "card0", but not its connector "card0-DP-1".
 bool isCardName(std::string_view name) {
     return name.size() > 4 && name.substr(4).find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// Whether a reading shows work; one that does not tell its use shows none.
+bool isBusy(const GraphicsReading& reading) {
+    const bool hasEngines = !reading.idleSeconds.empty();  // which stand still while they rest
+    return reading.busy.value_or(hasEngines ? reading.megahertz.value_or(0) : 0) > 0;
 }
 
 }  // namespace
@@ -50,145 +28,129 @@ GraphicsCards::GraphicsCards(const RootDirectory& root, Clock& clock, std::strin
 
 std::vector<GraphicsReading> GraphicsCards::read() {
     MutexLock lock(mutex_);
+    const MonotonicTime now = clock_.monotonic();
+    if (!reading_.isDue(now)) return readings_;
     discover();
-    std::vector<GraphicsReading> readings;
-    for (Card& card : cards_) readings.push_back(readCard(card));
-    return readings;
+    readings_.clear();
+    bool isNvidiaAwake = false;
+    for (Card& card : cards_) {
+        const CardSleep::State state = readCard(card, now);
+        isNvidiaAwake = isNvidiaAwake || (!card.display && state == CardSleep::State::awake);
+        readings_.push_back(card.last);
+    }
+    if (!isNvidiaAwake) nvidia_.close();
+    for (DevfreqGraphics& chip : chips_) {
+        readings_.push_back(chip.read());
+        readings_.back().time = now;
+    }
+    return readings_;
 }
 
+/// Everything is made anew when a card, or a sensor chip of one, has come or gone.
 void GraphicsCards::discover() {
     if (!discovery_.isDue(clock_.monotonic())) return;
-    std::vector<std::string> names = root_.names(cardDirectory, "card");
-    std::erase_if(names, [](const std::string& name) { return !isCardName(name); });
-    const std::vector<std::string> addresses = root_.names(nvidiaDirectory, "");
-    std::copy_if(addresses.begin(), addresses.end(), std::back_inserter(names),
-                 [](const std::string& name) { return name.find(':') != std::string::npos; });
+    std::vector<std::string> cards = root_.names(cardDirectory, "card");
+    std::vector<std::string> addresses = root_.names(nvidiaDirectory, "");
+    std::vector<std::string> chips = root_.names(chipDirectory, "");
+    std::erase_if(cards, [](const std::string& name) { return !isCardName(name); });
+    std::erase_if(addresses, [](const std::string& name) { return name.find(':') == std::string::npos; });
+    std::erase_if(chips, [](const std::string& name) { return !DevfreqGraphics::isGraphics(name); });
+    std::vector<std::string> names;
+    const auto note = [&](const std::vector<std::string>& list) {
+        names.insert(names.end(), list.begin(), list.end());
+    };
+    for (const auto* list : {&cards, &addresses, &chips}) note(*list);
+    for (const std::string& card : cards) note(root_.names(cardDirectory + "/" + card + "/device/hwmon", "hwmon"));
     if (names == names_) return;
     names_ = names;
     cards_.clear();
-    for (const std::string& name : names) cards_.push_back(makeCard(name));
+    chips_.clear();
+    addCards(cards, addresses);
+    for (const std::string& name : chips) chips_.emplace_back(root_, name);
 }
 
-GraphicsCards::Card GraphicsCards::makeCard(const std::string& name) const {
-    const bool isNvidia = name.find(':') != std::string::npos;
-    const std::string directory = isNvidia ? nvidiaDirectory + "/" + name : cardDirectory + "/" + name + "/device";
-    std::string hwmon = directory;
-    for (const std::string& chip : root_.names(directory + "/hwmon", "hwmon")) hwmon = directory + "/hwmon/" + chip;
-    return {.name = name,
-            .powerState = KernelFile(root_.path(directory + "/power/runtime_status")),
-            .busyPercent = KernelFile(root_.path(directory + "/gpu_busy_percent")),
-            .levels = KernelFile(root_.path(directory + "/pp_dpm_sclk")),
-            .hertz = KernelFile(root_.path(hwmon + "/freq1_input")),
-            .engines = isNvidia ? std::vector<Engine>{} : makeEngines(cardDirectory + "/" + name),
-            .mostMegahertz = isNvidia ? std::nullopt : mostMegahertz(cardDirectory + "/" + name),
-            .isNvidia = isNvidia};
+void GraphicsCards::addCards(const std::vector<std::string>& names, const std::vector<std::string>& addresses) {
+    for (const std::string& name : names) {
+        cards_.push_back({.name = name,
+                          .sleep = CardSleep(root_, cardDirectory + "/" + name + "/device", name),
+                          .display = DisplayCard(root_, name)});
+    }
+    for (const std::string& address : addresses) {
+        const std::string device = nvidiaDirectory + "/" + address;
+        const std::vector<std::string> drmNames = root_.names(device + "/drm", "card");
+        cards_.push_back({.name = address,
+                          .sleep = CardSleep(root_, device, drmNames.empty() ? address : drmNames.front()),
+                          .display = {}});
+    }
 }
 
-/// i915 has "gt/gtN" (before Linux 5.19 the card itself stands for the only one), xe "device/tileN/gtM".
-std::vector<GraphicsCards::Engine> GraphicsCards::makeEngines(const std::string& directory) const {
-    std::vector<Engine> engines;
-    auto add = [&](const std::string& clock, const std::string& idle) {
-        if (!root_.exists(clock)) return;
-        engines.push_back({.megahertz = KernelFile(root_.path(clock)), .idleTime = KernelFile(root_.path(idle))});
-    };
-    for (const std::string& gt : root_.names(directory + "/gt", "gt")) {
-        add(directory + "/gt/" + gt + "/rps_act_freq_mhz", directory + "/gt/" + gt + "/rc6_residency_ms");
-    }
-    if (engines.empty()) add(directory + "/gt_act_freq_mhz", directory + "/power/rc6_residency_ms");
-    for (const std::string& tile : root_.names(directory + "/device", "tile")) {
-        const std::string tileDirectory = directory + "/device/" + tile + "/";
-        for (const std::string& gt : root_.names(tileDirectory, "gt")) {
-            add(tileDirectory + gt + "/freq0/act_freq", tileDirectory + gt + "/gtidle/idle_residency_ms");
-        }
-    }
-    return engines;
-}
-
-std::optional<double> GraphicsCards::mostMegahertz(const std::string& card) const {
-    std::uint64_t most = 0;
-    const std::string levels = root_.text(card + "/device/pp_dpm_sclk").value_or("");
-    std::string_view rest = levels;
-    while (!rest.empty()) {
-        if (const auto level = parseLevel(takeUntil(rest, '\n'))) most = std::max(most, level->megahertz);
-    }
-    for (const char* limit : {"/gt_RP0_freq_mhz", "/device/tile0/gt0/freq0/rp0_freq"}) {
-        most = std::max(most, plausible(root_.number(card + limit)).value_or(0));
-    }
-    return most > 0 ? std::optional(static_cast<double>(most)) : std::nullopt;
-}
-
-GraphicsReading GraphicsCards::readCard(Card& card) {
+/// Whether the card may be asked again the next time.
+CardSleep::State GraphicsCards::readCard(Card& card, MonotonicTime now) {
+    CardSleep::State state = card.sleep.state(now);
+    if (state == CardSleep::State::resting) return state;
     GraphicsReading reading;
-    reading.name = card.name;
-    reading.mostMegahertz = card.mostMegahertz;
-    const std::string_view state = trimWhitespace(card.powerState.read().value_or(""));
-    if (state.starts_with("suspend")) {  // "suspended" or "suspending"
+    if (state == CardSleep::State::awake) {
+        reading = card.display ? card.display->read(now) : readNvidia(card);
+        state = card.sleep.looked(isBusy(reading), now);
+    } else if (card.display) {
+        reading = card.display->readAsleep();
+    } else {
         reading.busy = 0;
-        return reading;
+        reading.mostMegahertz = card.last.mostMegahertz;
     }
-    if (card.isNvidia) {
-        readNvidia(card, reading);
-        return reading;
-    }
-    readEngines(card, reading);
-    if (!card.engines.empty()) return reading;
-    if (const auto percent = readNumber(card.busyPercent); percent && *percent <= 100) {
-        reading.busy = static_cast<double>(*percent) / 100;
-    }
-    std::string_view rest = card.levels.read().value_or("");
-    while (auto line = takeLine(rest)) {
-        const auto level = parseLevel(*line);
-        if (level && level->isPresent) reading.megahertz = static_cast<double>(level->megahertz);
-    }
-    if (reading.megahertz) return reading;
-    constexpr double hertzPerMegahertz = 1e6;
-    const auto hertz = readNumber(card.hertz);
-    if (hertz && plausible(*hertz / 1'000'000)) {
-        reading.megahertz = static_cast<double>(*hertz) / hertzPerMegahertz;
-    }
+    reading.name = card.name;
+    reading.time = now;
+    card.last = std::move(reading);
+    return state;
+}
+
+GraphicsReading GraphicsCards::readNvidia(const Card& card) {
+    const NvidiaReading told = nvidia_.read(card.name);
+    GraphicsReading reading;
+    if (told.busyPercent) reading.busy = *told.busyPercent / 100;
+    reading.megahertz = told.megahertz;
+    reading.mostMegahertz = card.last.mostMegahertz ? card.last.mostMegahertz : nvidia_.mostMegahertz(card.name);
+    reading.celsius = told.celsius;
+    reading.watts = told.watts;
     return reading;
 }
 
-void GraphicsCards::readNvidia(Card& card, GraphicsReading& reading) {
-    const NvidiaReading told = nvidia_.read(card.name);
-    if (!card.mostMegahertz) card.mostMegahertz = nvidia_.mostMegahertz(card.name);  // it slept until now
-    if (told.busyPercent) reading.busy = *told.busyPercent / 100;
-    reading.megahertz = told.megahertz;
-    reading.mostMegahertz = card.mostMegahertz;
-    reading.celsius = told.celsius;
-}
-
-void GraphicsCards::readEngines(Card& card, GraphicsReading& reading) {
-    constexpr double millisecondsPerSecond = 1000;
-    for (Engine& engine : card.engines) {
-        if (const auto megahertz = plausible(readNumber(engine.megahertz))) {
-            reading.megahertz = std::max(reading.megahertz.value_or(0), static_cast<double>(*megahertz));
-        }
-        const auto idle = readNumber(engine.idleTime);
-        reading.idleSeconds.push_back(idle ? std::optional(static_cast<double>(*idle) / millisecondsPerSecond)
-                                           : std::nullopt);
-    }
-}
-
-SourceDescription GraphicsCards::describe(MetricFamily family) {
+std::optional<SourceDescription> GraphicsCards::describe(MetricFamily family) {
     MutexLock lock(mutex_);
     discover();
-    const bool isUse = family == MetricFamily::gpuUtilization;
-    std::optional<SourceDescription> failed;
-    for (const Card& card : cards_) {
-        const auto tell = [&]() {
-            if (card.isNvidia) return root_.describe(card.powerState);  // of the library's card
-            if (!card.engines.empty())
-                return root_.describe(isUse ? card.engines[0].idleTime : card.engines[0].megahertz);
-            if (isUse) return root_.describe(card.busyPercent);
-            const SourceDescription levels = root_.describe(card.levels);
-            return levels.absence.empty() ? levels : root_.describe(card.hertz);
-        };
-        SourceDescription source = tell();
-        if (source.absence.empty()) return source;
-        if (!failed) failed = std::move(source);
+    std::optional<SourceDescription> awake, failed, asleep;
+    std::string remark;
+    for (Card& card : cards_) {
+        const CardSleep::State state = card.sleep.state(clock_.monotonic());
+        auto source = describe(card, family, state);
+        if (!source) continue;
+        const bool isAwake = state == CardSleep::State::awake;
+        auto& place = !isAwake ? asleep : source->absence.empty() ? awake : failed;
+        if (!place) place = std::move(source);
+        if (isAwake) continue;
+        remark += (remark.empty() ? "" : ", ") + card.name;
+        remark += state == CardSleep::State::asleep ? " asleep" : " left alone to fall asleep";
     }
-    return failed.value_or(SourceDescription{cardDirectory + "/card*", "no card whose driver tells"});
+    for (const DevfreqGraphics& chip : chips_) {
+        const KernelFile* file = chip.file(family);
+        if (file && !awake) awake = root_.describe(*file);
+    }
+    auto source = awake ? awake : asleep ? asleep : failed;
+    if (source) source->remark = remark;
+    return source;
+}
+
+std::optional<SourceDescription> GraphicsCards::describe(const Card& card, MetricFamily family,
+                                                         CardSleep::State state) {
+    const bool isAwake = state == CardSleep::State::awake;
+    if (!card.display) {
+        if (family == MetricFamily::cpuPower) return std::nullopt;
+        return SourceDescription{"libnvidia-ml.so.1 for " + card.name,
+                                 isAwake && !nvidia_.isOpen() ? "not there, or without an answer" : ""};
+    }
+    const KernelFile* file = card.display->file(family);
+    if (!file) return std::nullopt;
+    return isAwake ? root_.describe(*file) : SourceDescription{root_.place(*file), ""};
 }
 
 }  // namespace zqm

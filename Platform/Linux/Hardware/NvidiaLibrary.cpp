@@ -12,6 +12,8 @@ constexpr int success = 0;
 constexpr int graphicsClock = 0;
 constexpr int chipSensor = 0;
 
+constexpr unsigned impossibleMilliwatts = 3'000'000;
+
 struct Utilization {
     unsigned gpu;
     unsigned memory;
@@ -33,29 +35,40 @@ struct NvidiaLibrary::Functions {
     int (*clock)(void*, int, unsigned*) = nullptr;
     int (*mostClock)(void*, int, unsigned*) = nullptr;
     int (*temperature)(void*, int, unsigned*) = nullptr;
+    int (*power)(void*, unsigned*) = nullptr;  // mW, of the whole board; on most cards the mean of a second
 };
 
 NvidiaLibrary::NvidiaLibrary(std::string path) : path_(std::move(path)) {}
 
 NvidiaLibrary::~NvidiaLibrary() {
+    close();
+}
+
+void NvidiaLibrary::close() {
     if (functions_) functions_->shutdown();
-    if (library_) ::dlclose(library_);
+    functions_.reset();
+    if (library_) ::dlclose(std::exchange(library_, nullptr));
+    hasFailed_ = false;
 }
 
 bool NvidiaLibrary::open() {
-    if (std::exchange(isTried_, true)) return functions_ != nullptr;
-    if (path_.empty()) return false;
+    if (functions_ || hasFailed_ || path_.empty()) return functions_ != nullptr;
     library_ = ::dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!library_) return false;
     auto found = std::make_unique<Functions>();
-    const bool isComplete = find(library_, "nvmlInit_v2", found->init) &&
+    const bool isComplete = library_ && find(library_, "nvmlInit_v2", found->init) &&
                             find(library_, "nvmlShutdown", found->shutdown) &&
                             find(library_, "nvmlDeviceGetHandleByPciBusId_v2", found->deviceByAddress) &&
                             find(library_, "nvmlDeviceGetUtilizationRates", found->utilization) &&
                             find(library_, "nvmlDeviceGetClockInfo", found->clock) &&
                             find(library_, "nvmlDeviceGetMaxClockInfo", found->mostClock) &&
                             find(library_, "nvmlDeviceGetTemperature", found->temperature);
-    if (isComplete && found->init() == success) functions_ = std::move(found);
+    if (isComplete) find(library_, "nvmlDeviceGetPowerUsage", found->power);
+    if (isComplete && found->init() == success) {
+        functions_ = std::move(found);
+    } else {
+        close();
+        hasFailed_ = true;
+    }
     return functions_ != nullptr;
 }
 
@@ -74,6 +87,8 @@ NvidiaReading NvidiaLibrary::read(const std::string& address) {
     if (functions_->utilization(card, &utilization) == success) reading.busyPercent = utilization.gpu;
     if (functions_->clock(card, graphicsClock, &value) == success) reading.megahertz = value;
     if (functions_->temperature(card, chipSensor, &value) == success) reading.celsius = value;
+    const bool tellsPower = functions_->power && functions_->power(card, &value) == success;
+    if (tellsPower && value < impossibleMilliwatts) reading.watts = value / 1000.0;
     return reading;
 }
 

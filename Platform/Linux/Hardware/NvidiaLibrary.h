@@ -12,12 +12,13 @@ struct NvidiaReading {
     std::optional<double> busyPercent;
     std::optional<double> megahertz;
     std::optional<double> celsius;
+    std::optional<double> watts;
 };
 
-/// NVIDIA's management library, opened at run time. One thread at a time.
+/// NVIDIA's management library, opened when it is asked. One thread at a time.
 ///
-/// Its first call starts the driver's cards, and its questions keep them awake: nothing is asked of a card before the
-/// kernel says that the card is running.
+/// To open it starts the driver's cards, and as long as it is open they stay awake: nothing is asked of a card before
+/// the kernel says that the card is running, and it is closed when none is asked any more.
 class NvidiaLibrary {
 public:
     explicit NvidiaLibrary(std::string path);
@@ -29,6 +30,8 @@ public:
     NvidiaReading read(const std::string& address);
     /// The highest clock of its cores in MHz; nullopt when it is not told.
     std::optional<double> mostMegahertz(const std::string& address);
+    bool isOpen() const { return functions_ != nullptr; }
+    void close();
 
 private:
     struct Functions;
@@ -36,7 +39,7 @@ private:
     bool open();
 
     std::string path_;
-    bool isTried_ = false;
+    bool hasFailed_ = false;  // until it is closed the next time
     void* library_ = nullptr;
     std::unique_ptr<Functions> functions_;
 };

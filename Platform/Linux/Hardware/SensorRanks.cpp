@@ -120,4 +120,9 @@ std::vector<SensorPart> chooseSensors(const std::vector<SensorDescription>& sens
     return parts;
 }
 
+std::optional<int> rankOnCard(const SensorDescription& sensor) {
+    const auto [part, number] = rankOf(sensor);
+    return part == SensorPart::graphics ? std::optional(number) : std::nullopt;
+}
+
 }  // namespace zqm

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,5 +24,8 @@ enum class SensorPart { processor, graphics, other };
 /// temperature that its maker steers by; the sensors of its cores would drown it in a mean, in which every idle core
 /// counts as much as the hot one.
 std::vector<SensorPart> chooseSensors(const std::vector<SensorDescription>& sensors);
+
+/// How well a sensor of a graphics card's own chip stands for the card, 0 best; nullopt: not at all.
+std::optional<int> rankOnCard(const SensorDescription& sensor);
 
 }  // namespace zqm

@@ -40,17 +40,18 @@ void Temperatures::discover() {
     }
 }
 
-/// The chips of the class, and those of graphics cards, which a recording may have without the class.
+/// Those of graphics cards tell their card's figures and are left to it.
 std::vector<std::string> Temperatures::chipDirectories() const {
     std::vector<std::string> directories;
-    const std::vector<std::string> chips = root_.names("/sys/class/hwmon", "hwmon");
-    for (const std::string& chip : chips) directories.push_back("/sys/class/hwmon/" + chip);
+    std::vector<std::string> ofCards;
     for (const std::string& card : root_.names("/sys/class/drm", "card")) {
-        const std::string below = "/sys/class/drm/" + card + "/device/hwmon";
-        if (card.find('-') != std::string::npos) continue;
-        for (const std::string& chip : root_.names(below, "hwmon")) {
-            if (!std::binary_search(chips.begin(), chips.end(), chip)) directories.push_back(below + "/" + chip);
+        for (std::string& chip : root_.names("/sys/class/drm/" + card + "/device/hwmon", "hwmon")) {
+            ofCards.push_back(std::move(chip));
         }
+    }
+    for (const std::string& chip : root_.names("/sys/class/hwmon", "hwmon")) {
+        const bool isOfCard = std::find(ofCards.begin(), ofCards.end(), chip) != ofCards.end();
+        if (!isOfCard) directories.push_back("/sys/class/hwmon/" + chip);
     }
     return directories;
 }

@@ -14,7 +14,7 @@
 
 namespace zqm {
 
-/// The sensors of hwmon chips and thermal zones. One thread at a time.
+/// The sensors of hwmon chips and thermal zones, but those of graphics cards (see CardSensors). One thread at a time.
 ///
 /// Those that count are read on every call; all are read once a minute, when they are looked for, because many are slow
 /// or cost their device its rest. Drives behind "drivetemp" are left alone: a question keeps them spinning.

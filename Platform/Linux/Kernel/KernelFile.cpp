@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "Platform/Linux/Kernel/KernelText.h"
+
 namespace zqm {
 namespace {
 
@@ -77,6 +79,12 @@ std::optional<std::size_t> KernelFile::fill() {
         size += static_cast<std::size_t>(count);
         if (size < surelyWhole && size < buffer_.size()) return size;
     }
+}
+
+std::optional<std::uint64_t> readCount(KernelFile& file) {
+    std::string_view rest = file.read().value_or("");
+    auto line = takeLine(rest);
+    return line ? takeCount(*line) : std::nullopt;
 }
 
 }  // namespace zqm

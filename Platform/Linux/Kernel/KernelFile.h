@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,5 +39,8 @@ private:
     unsigned failures_ = 0;  // reads without a result since the last good one
     std::string buffer_;
 };
+
+/// The count that the file's first line begins with; nullopt when there is none.
+std::optional<std::uint64_t> readCount(KernelFile& file);
 
 }  // namespace zqm

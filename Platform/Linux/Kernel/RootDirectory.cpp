@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Kernel/KernelText.h"
 #include "Platform/Posix/Descriptor.h"
 #include "Support/Text.h"
@@ -56,7 +55,7 @@ SourceDescription RootDirectory::describe(std::string_view below) const {
 }
 
 SourceDescription RootDirectory::describe(const KernelFile& file) const {
-    return describe(std::string_view(file.path()).substr(directory_.size()));
+    return describe(place(file));
 }
 
 }  // namespace zqm

@@ -6,11 +6,10 @@
 #include <string_view>
 #include <vector>
 
+#include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Machine/SourceReport.h"
 
 namespace zqm {
-
-class KernelFile;
 
 /// The directory below which a machine's /proc and /sys lie: "/" for this one. Paths given to it begin with "/".
 /// For questions asked once or rarely; what is read on every tick is a KernelFile. Callable from any thread.
@@ -30,6 +29,8 @@ public:
     /// For a person: the path below the root, and why the file cannot be read now, if it cannot.
     SourceDescription describe(std::string_view below) const;
     SourceDescription describe(const KernelFile& file) const;
+    /// The file's path below the root.
+    std::string place(const KernelFile& file) const { return file.path().substr(directory_.size()); }
 
 private:
     std::string directory_;  // without the solidus at its end

@@ -1,5 +1,6 @@
 // Stands in for NVIDIA's management library, with one card.
 
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -24,7 +25,8 @@ int nvmlDeviceGetHandleByPciBusId_v2(const char* address, void** card) {
 }
 int nvmlDeviceGetUtilizationRates(void* card, unsigned* gpuAndMemory) {
     gpuAndMemory[1] = 7;
-    return tell(card, 40, gpuAndMemory);
+    const char* percent = std::getenv("ZQM_FAKE_NVML_BUSY");
+    return tell(card, percent ? static_cast<unsigned>(std::atoi(percent)) : 40, gpuAndMemory);
 }
 int nvmlDeviceGetClockInfo(void* card, int type, unsigned* megahertz) {
     return tell(card, type == 0 ? 1500 : 9000, megahertz);
@@ -34,5 +36,8 @@ int nvmlDeviceGetMaxClockInfo(void* card, int type, unsigned* megahertz) {
 }
 int nvmlDeviceGetTemperature(void* card, int sensor, unsigned* celsius) {
     return tell(card, sensor == 0 ? 61 : 99, celsius);
+}
+int nvmlDeviceGetPowerUsage(void* card, unsigned* milliwatts) {
+    return tell(card, 70'500, milliwatts);
 }
 }
