@@ -71,7 +71,6 @@ GraphicsReading DisplayCard::readAsleep() {
     reading.isIntegrated = isIntegrated_;
     reading.busy = 0;
     reading.mostMegahertz = mostMegahertz_;
-    reading.millijoules = millijoules_;
     return reading;
 }
 
@@ -128,9 +127,7 @@ std::vector<DisplayCard::Level> DisplayCard::readLevels() {
 
 void DisplayCard::readPower(GraphicsReading& reading, MonotonicTime now) {
     (tellsPackage() ? reading.packageWatts : reading.watts) = sensors_.watts();
-    if (tellsPackage() || reading.watts) return;
-    if (const auto energy = sensors_.millijoules(now)) millijoules_ = energy;
-    reading.millijoules = millijoules_;
+    if (!tellsPackage() && !reading.watts) reading.millijoules = sensors_.millijoules(now);
 }
 
 const KernelFile* DisplayCard::file(MetricFamily family) const {

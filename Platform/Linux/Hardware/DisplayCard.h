@@ -52,7 +52,7 @@ private:
     std::vector<Engine> engines_;
     bool isIntegrated_ = false;
     bool isClockMeasured_ = false;  // the last reading's was hwmon's
-    std::optional<double> mostMegahertz_, millijoules_;
+    std::optional<double> mostMegahertz_;
 };
 
 }  // namespace zqm
