@@ -23,6 +23,8 @@ TEST(LinuxGraphics, NvidiaLibraryIsOpenOnlyWhileACardIsAsked) {
     tree.write(power + "runtime_status", "suspended\n");
     tree.write(power + "control", "auto\n");
     tree.write("sys/bus/pci/drivers/nvidia/bind", "");
+    tree.write("sys/bus/pci/drivers/nvidia/0000:01:00.0/drm/card1/dev", "");
+    tree.write("sys/class/drm/card1/dev", "");  // the same card
     VirtualClock clock;
     const RootDirectory root(tree.root());
     GraphicsCards cards(root, clock, ZQM_FAKE_NVML);

@@ -55,6 +55,11 @@ void GraphicsCards::discover() {
     std::erase_if(cards, [](const std::string& name) { return !isCardName(name); });
     std::erase_if(addresses, [](const std::string& name) { return name.find(':') == std::string::npos; });
     std::erase_if(chips, [](const std::string& name) { return !DevfreqGraphics::isGraphics(name); });
+    for (const std::string& address : addresses) {  // NVIDIA's driver shows them here, too, but tells nothing there
+        for (const std::string& name : root_.names(nvidiaDirectory + "/" + address + "/drm", "card")) {
+            std::erase(cards, name);
+        }
+    }
     std::vector<std::string> names;
     const auto note = [&](const std::vector<std::string>& list) {
         names.insert(names.end(), list.begin(), list.end());
