@@ -37,16 +37,16 @@ std::vector<DisplayCard::Engine> DisplayCard::makeEngines() const {
     return engines;
 }
 
-/// What stands on the bus of the chipset itself is a part of it. AMD's later ones have a bus of their own, as cards do:
-/// their chips tell, else the little memory that the firmware sets aside for them, which may be as much as a card has.
-/// Which one shows the firmware's screen (boot_vga) says nothing: often it is the discrete one.
+/// AMD's later ones stand on a bus of their own, as cards do: their chips tell, or the little memory that the firmware
+/// sets aside, which may be as much as a card has. All others have their place on the bus of the chipset; elsewhere on
+/// it stand the cards that a virtual machine was given. Which one shows the firmware's screen (boot_vga) says nothing.
 bool DisplayCard::findIntegrated() const {
     const std::string device = directory_ + "/device";
     constexpr std::uint64_t leastOfCards = std::uint64_t{1} << 30;
     if (sensors_.hasNorthbridge()) return true;
-    if (root_.number(device + "/mem_info_vram_total").value_or(leastOfCards) < leastOfCards) return true;
+    if (const auto memory = root_.number(device + "/mem_info_vram_total")) return *memory < leastOfCards;
     const auto address = assigned(root_.text(device + "/uevent").value_or(""), "PCI_SLOT_NAME");
-    return address && address->starts_with("0000:00:");
+    return address == "0000:00:02.0" || address == "0000:00:01.0";  // Intel's, AMD's
 }
 
 GraphicsReading DisplayCard::read(MonotonicTime now) {
