@@ -120,6 +120,7 @@ void ProcessScan::add(std::int32_t pid, const ProcessStat& stat, const LinuxProc
     process.row.residentBytes = multiplySaturated(stat.residentPages, pageSize_);
     process.userTicks = stat.userTicks;
     process.systemTicks = stat.systemTicks;
+    process.hasRun = !known || known->userTicks != process.userTicks || known->systemTicks != process.systemTicks;
     if (!known) return;
     process.energy = known->energy;
     process.sockets = known->sockets;

@@ -31,6 +31,7 @@ struct LinuxProcess {
     ProcessRow row;  // startTime: ticks after the machine's start
     std::uint64_t userTicks = 0;
     std::uint64_t systemTicks = 0;
+    bool hasRun = true;             // new, or its ticks moved since the last pass
     double energy = 0;              // nanojoules since the first pass
     std::uint64_t sockets = 0;      // internet sockets, when last looked at
     bool hidesDescriptors = false;  // this user may not list them
