@@ -102,7 +102,7 @@ TEST_F(Processes, AreSampledAtOnceAndThenEveryTwoSecondsWithoutOverlap) {
     reader->start();  // once is enough
     // Seconds, whether a sample takes all this time, updates so far.
     for (const auto& [seconds, isSlow, expected] : std::initializer_list<std::tuple<double, bool, int>>{
-             {0, false, 1}, {5, false, 4}, {6, true, 4}, {1, false, 5}, {2, true, 5}}) {
+             {0, false, 1}, {5, false, 4}, {6, true, 4}, {0, false, 6}, {1, false, 6}, {2, true, 6}}) {
         loop.holdBackground = isSlow;
         loop.runFor(Seconds(seconds));
         EXPECT_EQ(updates, expected);
@@ -110,7 +110,7 @@ TEST_F(Processes, AreSampledAtOnceAndThenEveryTwoSecondsWithoutOverlap) {
     reader.reset();
     loop.holdBackground = false;
     loop.runFor(Seconds(4));
-    EXPECT_EQ(updates, 5);
+    EXPECT_EQ(updates, 6);
 }
 
 TEST_F(Processes, ComeFromCommandsWhereThereIsNoTable) {

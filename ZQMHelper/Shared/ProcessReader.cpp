@@ -43,7 +43,8 @@ void ProcessReader::start() {
 }
 
 void ProcessReader::scheduleTick() {
-    if (std::exchange(ticking_, true)) return;
+    missed_ = std::exchange(ticking_, true);
+    if (missed_) return;
     // The job may use `this`: the queue, which the reader owns, outlives none of its jobs.
     workQueue_->post([this, weak = weak_from_this(), &loop = platform_.mainLoop] {
         try {
@@ -56,6 +57,7 @@ void ProcessReader::scheduleTick() {
             if (!reader) return;
             reader->ticking_ = false;
             if (reader->updated_) reader->updated_();
+            if (reader->missed_) reader->scheduleTick();
         });
     });
 }

@@ -27,7 +27,8 @@ class ProcessReader : public std::enable_shared_from_this<ProcessReader> {
 public:
     explicit ProcessReader(Platform& platform = Platform::current());
 
-    /// Samples now and then every two seconds; a firing that finds a sample running is skipped. Once is enough.
+    /// Samples now and then every two seconds; the firings that find a sample running are made up for by one after it.
+    /// Once is enough.
     void start();
     /// Runs on the main thread after each sample.
     void onUpdate(std::function<void()> update) { updated_ = std::move(update); }
@@ -72,6 +73,7 @@ private:
     std::function<void()> updated_;
     std::unique_ptr<Timer> residentTimer_;
     bool ticking_ = false;                  // main thread: a tick is under way
+    bool missed_ = false;                   // main thread: the timer fired meanwhile
     std::unique_ptr<TaskQueue> workQueue_;  // last: its destruction waits for the running tick
 };
 
