@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "Platform/Linux/Processes/LinuxProcessTable.h"
@@ -17,21 +19,27 @@ using testing::ElementsAre;
 struct Stat {
     std::string name = "a";
     std::uint64_t user = 0, system = 0, start = 0, pages = 0;  // ticks of 10 ms
+    std::string flags = "4194560";
 };
 
 std::string statText(int pid, const Stat& stat) {
-    return std::to_string(pid) + " (" + stat.name + ") S 1 2 3 0 -1 4194560 1 2 3 4 " + std::to_string(stat.user) +
-           " " + std::to_string(stat.system) + " 700 800 20 0 1 0 " + std::to_string(stat.start) + " 56274944 " +
-           std::to_string(stat.pages) + " 18446744073709551615 1 1 0 0\n";
+    return std::to_string(pid) + " (" + stat.name + ") S 1 2 3 0 -1 " + stat.flags + " 1 2 3 4 " +
+           std::to_string(stat.user) + " " + std::to_string(stat.system) + " 700 800 20 0 1 0 " +
+           std::to_string(stat.start) + " 56274944 " + std::to_string(stat.pages) + " 18446744073709551615 1 1 0 0\n";
 }
 
 /// A machine that has been up for 1000 s.
 struct LinuxProcessTest : testing::Test {
     LinuxProcessTest() { tree.write("proc/uptime", "1000.00 1900.00\n"); }
     void write(int pid, const Stat& stat) { tree.write("proc/" + std::to_string(pid) + "/stat", statText(pid, stat)); }
+    std::vector<ProcessRow> rowsByNumber() {
+        auto rows = table.processes().value();
+        std::sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.pid < b.pid; });
+        return rows;
+    }
     std::vector<double> percents() {
         std::vector<double> percents;
-        for (const auto rows = table.processes().value(); const auto& row : rows) percents.push_back(row.cpuPercent);
+        for (const auto& row : rowsByNumber()) percents.push_back(row.cpuPercent);
         return percents;
     }
 
@@ -53,7 +61,7 @@ TEST_F(LinuxProcessTest, AreReadWithTheirNamesAsTheyAre) {
     tree.write("proc/21/stat", "");
     tree.write("proc/22/stat/directory", "");
     write(23, {.user = UINT64_MAX, .system = UINT64_MAX, .start = UINT64_MAX, .pages = UINT64_MAX});
-    auto rows = table.processes().value();
+    auto rows = rowsByNumber();
     EXPECT_EQ(rows.back().residentBytes, UINT64_MAX);
     EXPECT_TRUE(std::isfinite(rows.back().cpuPercent));
     rows.pop_back();
@@ -90,6 +98,35 @@ TEST_F(LinuxProcessTest, PercentsAreOfOneProcessorBetweenPasses) {
     EXPECT_THAT(percents(), ElementsAre(DoubleEq(10), 0, 0, 0)) << "age unknown";
 }
 
+TEST_F(LinuxProcessTest, StandByWhatTheyMayTellAndDidLately) {
+    constexpr auto thread = "2129984";
+    const auto order = [&](double seconds) {
+        clock.advance(Seconds(seconds));
+        std::vector<int> pids;
+        for (const auto rows = table.processes().value(); const auto& row : rows) pids.push_back(row.pid);
+        return pids;
+    };
+    write(2, {.user = 9, .start = 1, .flags = thread});
+    for (const int pid : {3, 4, 5, 60}) write(pid, {.start = 1});
+    EXPECT_THAT(order(0), ElementsAre(3, 4, 5, 60, 2));
+    write(2, {.user = 90, .start = 1, .flags = thread});
+    write(5, {.user = 2, .start = 1});
+    write(60, {.user = 1, .start = 1});
+    const std::vector<int> byActivity{5, 60, 3, 4, 2};
+    EXPECT_EQ(order(2), byActivity);
+    write(60, {.user = 2, .start = 1});
+    EXPECT_THAT(order(30), ElementsAre(60, 5, 3, 4, 2)) << "the latest work counts most";
+    // A refusal ends with another name, and after a minute.
+    for (const bool isRenamed : {true, false}) {
+        for (const int pid : {3, 5})
+            table.known().find(pid)->hidesDisk = table.known().find(pid)->hidesDescriptors = true;
+        EXPECT_THAT(order(2), ElementsAre(60, 4, 2, 5, 3));
+        if (isRenamed) write(5, {.name = "b", .user = 2, .start = 1});
+        EXPECT_EQ(order(isRenamed ? 2 : 61)[1], 5);
+        EXPECT_EQ(table.known().find(3)->hidesDescriptors, isRenamed);
+    }
+}
+
 TEST_F(LinuxProcessTest, AnIncompleteLineIsNone) {
     const std::string whole = statText(26231, {.name = "a (b)", .user = 1, .system = 2, .start = 3, .pages = 4});
     for (std::size_t size = 0; size <= whole.size(); ++size) {
@@ -110,6 +147,21 @@ TEST_F(LinuxProcessTest, ThisMachineShowsThisProcess) {
     EXPECT_GT(own->residentBytes, 100'000u);
     EXPECT_LT(own->cpuPercent, 10'000);
     EXPECT_TRUE(LinuxTaskCounters(realRoot, realTable.known()).disk(::getpid()));
+    // One that stands still is not read again but stays known; the reader itself has always run.
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::raise(SIGSTOP);
+        ::_exit(0);
+    }
+    ::waitpid(child, nullptr, WUNTRACED);
+    do realTable.processes();
+    while (realTable.known().find(child)->hasRun);
+    EXPECT_EQ(realTable.known().find(child)->row.name, "zqm_tests");
+    EXPECT_TRUE(realTable.known().find(::getpid())->hasRun);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    realTable.processes();
+    EXPECT_FALSE(realTable.known().find(child));
 }
 
 TEST(ProcessNames, AreCompletedFromTheArguments) {
@@ -159,24 +211,32 @@ TEST_F(LinuxProcessTest, TimesAndDiskBytesOfTheProcessesOfThePass) {
     }
 }
 
-TEST_F(LinuxProcessTest, EnergyIsSharedByProcessorTime) {
-    // What all have used, the ticks of two processes, when the second began; mJ that the two have used then.
-    for (const auto& [used, user, other, start, first, last] :
-         std::initializer_list<std::tuple<std::optional<double>, unsigned, unsigned, unsigned, unsigned, unsigned>>{
-             {{}, 1000, 3000, 1, 0, 0},
-             {5000, 1000, 3000, 1, 0, 0},  // nothing to compare with
-             {5400, 1010, 3030, 1, 100, 300},
-             {5500, 1010, 3030, 1, 100, 300},  // nobody ran
-             {100, 1020, 3030, 1, 100, 300},   // the counter fell
-             {300, 1030, 0, 99'900, 300, 0},   // another process
-             {{}, 1040, 0, 99'900, 300, 0}}) {
+TEST_F(LinuxProcessTest, EnergyAboveTheFloorIsSharedByTheTimeOfTheWholeMachine) {
+    const auto toMillijoules = [&](int pid) {
+        return static_cast<double>(counters.taskName(pid)->power()->energy) / 1e6;
+    };
+    // What all have used in two seconds, the ticks of all and of two processes, when the second began; mJ that the two
+    // have used then.
+    for (const auto& [used, busy, user, other, start, first, last] : std::initializer_list<
+             std::tuple<std::optional<double>, std::string, unsigned, unsigned, unsigned, unsigned, unsigned>>{
+             {{}, "0", 1000, 3000, 1, 0, 0},
+             {5000, "0", 1000, 3000, 1, 0, 0},        // nothing to compare with
+             {7000, "0", 1000, 3000, 1, 0, 0},        // nobody ran: 1 W is the floor
+             {9400, "80", 1010, 3030, 1, 50, 150},    // half of the 400 mJ is of processes that are not seen
+             {9400, "90", 1020, 3030, 1, 50, 150},    // a counter that stood still
+             {11800, "91", 1030, 3040, 1, 250, 350},  // ticks that were lost: no less than what is known to have run
+             {100, "101", 1040, 3040, 1, 250, 350},   // the counter fell
+             {2600, "201", 1050, 0, 99'900, 300, 0},  // another process; 500 mJ
+             {5200, "x", 1060, 0, 99'900, 300, 0},
+             {{}, "300", 1070, 0, 99'900, 300, 0}}) {
         millijoules = used;
+        tree.write("proc/stat", "cpu  " + busy + " 0 0 700 800 0 0 0 0 0\n");
         write(1, {.user = user, .start = 1});
         write(2, {.user = other, .start = start});
         clock.advance(Seconds(2));
         table.processes();
-        EXPECT_EQ(counters.taskName(1)->power()->energy, first * 1'000'000);
-        EXPECT_EQ(counters.taskName(2)->power()->energy, last * 1'000'000);
+        EXPECT_NEAR(toMillijoules(1), first, 1e-5);
+        EXPECT_NEAR(toMillijoules(2), last, 1e-5);
     }
 }
 

@@ -100,9 +100,11 @@ ProcessReader::Ranking ProcessReader::topCPU(const Rows& busiest) {
 ProcessReader::Ranking ProcessReader::topMemory(const std::vector<ProcessRow>& table) {
     Ranking ranking;
     for (const ProcessRow* row : largest(table, rankingLength, &ProcessRow::residentBytes)) {
-        ranking.push_back(entry(*row, static_cast<double>(row->residentBytes)));
+        ProcessTable* const native = platform_.processTable;
+        const std::uint64_t bytes = native ? native->exactResidentBytes(*row) : row->residentBytes;
+        ranking.push_back(entry(*row, static_cast<double>(bytes)));
     }
-    return ranking;
+    return ranked(std::move(ranking), rankingLength);
 }
 
 ProcessReader::Ranking ProcessReader::topGPU(const Rows& busiest) {

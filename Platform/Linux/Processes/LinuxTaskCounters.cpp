@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <string>
@@ -9,17 +10,13 @@
 
 #include "Platform/Linux/Kernel/KernelText.h"
 #include "Platform/Linux/Processes/ProcessFiles.h"
+#include "Support/Saturated.h"
 #include "Support/Text.h"
 
 namespace zqm {
 namespace {
 
-constexpr double nanosecondsPerSecond = 1e9;
 constexpr double largestCount = 1.8e19;  // fits into 64 bits
-
-std::uint64_t toCount(double value) {
-    return static_cast<std::uint64_t>(value < largestCount ? value : largestCount);
-}
 
 class KnownTask final : public TaskName {
 public:
@@ -35,11 +32,10 @@ private:
 std::unique_ptr<TaskName> LinuxTaskCounters::taskName(std::int32_t pid) {
     const LinuxProcess* process = processes_.find(pid);
     if (!process) return nullptr;
-    const double tick = nanosecondsPerSecond / processes_.ticksPerSecond();
     TaskPower power;
-    power.energy = toCount(process->energy);
-    power.userTime = toCount(static_cast<double>(process->userTicks) * tick);
-    power.systemTime = toCount(static_cast<double>(process->systemTicks) * tick);
+    power.energy = static_cast<std::uint64_t>(std::min(process->energy, largestCount));
+    power.userTime = multiplySaturated(process->userTicks, processes_.nanosecondsPerTick());
+    power.systemTime = multiplySaturated(process->systemTicks, processes_.nanosecondsPerTick());
     return std::make_unique<KnownTask>(power);
 }
 

@@ -1,6 +1,7 @@
 #include "Platform/Linux/Processes/ProcessFiles.h"
 
 #include <fcntl.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -48,6 +49,21 @@ DirectoryStream openDirectory(int directory, const char* path) {
 
 bool isRefusal(int error) {
     return error == EACCES || error == EPERM;
+}
+
+bool showsOwnNumbers(int directory) {
+    std::array<char, 16> link;
+    const ssize_t size = ::readlinkat(directory, "self", link.data(), link.size());
+    return size > 0 && parseProcessNumber({link.data(), static_cast<std::size_t>(size)}) == ::getpid();
+}
+
+std::uint64_t processorTime(std::int32_t pid) {
+    // What clock_getcpuclockid(3) makes of a number, with one call of the kernel less.
+    constexpr std::uint32_t scheduledTime = 2;
+    const auto clock = static_cast<clockid_t>(~static_cast<std::uint32_t>(pid) << 3 | scheduledTime);
+    timespec time{};
+    if (::clock_gettime(clock, &time) != 0) return 0;
+    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(time.tv_nsec);
 }
 
 }  // namespace zqm

@@ -5,17 +5,23 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 #include "Platform/Linux/Kernel/KernelText.h"
 #include "Platform/Linux/Processes/ProcessFiles.h"
+#include "Support/CounterRate.h"
 #include "Support/Saturated.h"
 #include "Support/Text.h"
 
 namespace zqm {
 namespace {
 
+constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
 constexpr Seconds shortestInterval{0.1};  // ten ticks: below, one tick more or less decides the figure
+constexpr Seconds memory{30};             // of the measure of activity
+constexpr int renewalSeconds = 60;
+constexpr std::uint64_t kernelThreadFlag = 0x200000;
 
 bool isBefore(const LinuxProcess& process, std::int32_t pid) {
     return process.row.pid < pid;
@@ -31,7 +37,9 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
     const auto close = static_cast<std::size_t>(static_cast<const char*>(last) - text.data());
     if (close < open) return std::nullopt;
     std::string_view rest = text.substr(close + 1);
-    skipFields(rest, 11);  // state … cmajflt
+    skipFields(rest, 6);  // state … tpgid
+    const auto flags = takeCount(rest);
+    skipFields(rest, 4);  // minflt … cmajflt
     const auto user = takeCount(rest);
     const auto system = takeCount(rest);
     skipFields(rest, 6);  // cutime … itrealvalue
@@ -41,6 +49,7 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
     // A figure with nothing behind it may have been cut.
     if (!user || !system || !start || !resident || rest.empty()) return std::nullopt;
     return ProcessStat{.name = text.substr(open + 1, close - open - 1),
+                       .isKernelThread = (flags.value_or(0) & kernelThreadFlag) != 0,
                        .userTicks = *user,
                        .systemTicks = *system,
                        .startTicks = *start,
@@ -50,37 +59,37 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
 ProcessScan::ProcessScan(const RootDirectory& root, Clock& clock, PackageEnergySource packageEnergy)
     : root_(root),
       clock_(clock),
-      packageEnergy_(std::move(packageEnergy)),
+      busyPower_(root, std::move(packageEnergy)),
       uptimeFile_(root.path("/proc/uptime")),
-      ticksPerSecond_(static_cast<double>(std::max(1L, ::sysconf(_SC_CLK_TCK)))),
+      nanosecondsPerTick_(nanosecondsPerSecond / static_cast<std::uint64_t>(std::max(1L, ::sysconf(_SC_CLK_TCK)))),
       pageSize_(static_cast<std::uint64_t>(std::max(1L, ::sysconf(_SC_PAGESIZE)))) {}
 
 bool ProcessScan::pass() {
-    const DirectoryStream directory(::opendir(root_.path("/proc").c_str()));
-    if (!directory) return false;
-    pids_.clear();
-    while (const dirent* entry = ::readdir(directory.get())) {
-        if (const auto pid = parseProcessNumber(entry->d_name)) pids_.push_back(*pid);
-    }
-    std::sort(pids_.begin(), pids_.end());  // procfs lists them so already
-
-    const MonotonicTime now = clock_.monotonic();
-    interval_ = passTime_ ? std::max(now - *passTime_, shortestInterval) : shortestInterval;
-    passTime_ = now;
-    uptime_ = uptime();
-    previous_.swap(processes_);
-    processes_.clear();
-    processes_.reserve(pids_.size());
-    auto known = previous_.cbegin();
+    const DirectoryStream stream(::opendir(root_.path("/proc").c_str()));
+    if (!stream) return false;
+    const int directory = ::dirfd(stream.get());
+    listNumbers(stream.get());
+    beginPass(directory);
+    std::vector<LinuxProcess> arrivals;
+    auto known = processes_.begin();
+    auto kept = known;
     for (const std::int32_t pid : pids_) {
-        const auto text = readProcessFile(::dirfd(directory.get()), ProcessPath(pid, "stat").text(), buffer_);
-        const auto stat = text ? parseProcessStat(*text) : std::nullopt;
-        if (!stat) continue;
-        while (known != previous_.cend() && isBefore(*known, pid)) ++known;
-        const bool same =
-            known != previous_.cend() && known->row.pid == pid && known->row.startTime == stat->startTicks;
-        add(pid, *stat, same ? &*known : nullptr);
+        while (known != processes_.end() && isBefore(*known, pid)) ++known;
+        if (known == processes_.end() || known->row.pid != pid) {
+            arrivals.emplace_back().row.pid = pid;
+            if (!look(arrivals.back(), true, directory)) arrivals.pop_back();
+        } else {
+            if (look(*known, false, directory)) {
+                if (kept != known) *kept = std::move(*known);
+                ++kept;
+            }
+            ++known;
+        }
     }
+    const auto middle = processes_.erase(kept, processes_.end()) - processes_.begin();
+    processes_.insert(processes_.end(), std::move_iterator(arrivals.begin()), std::move_iterator(arrivals.end()));
+    std::inplace_merge(processes_.begin(), processes_.begin() + middle, processes_.end(),
+                       [](const LinuxProcess& a, const LinuxProcess& b) { return a.row.pid < b.row.pid; });
     shareEnergy();
     return true;
 }
@@ -90,56 +99,95 @@ LinuxProcess* ProcessScan::find(std::int32_t pid) {
     return found != processes_.end() && found->row.pid == pid ? &*found : nullptr;
 }
 
+void ProcessScan::listNumbers(DIR* directory) {
+    pids_.clear();
+    while (const dirent* entry = ::readdir(directory)) {
+        if (const auto pid = parseProcessNumber(entry->d_name)) pids_.push_back(*pid);
+    }
+    std::sort(pids_.begin(), pids_.end());  // procfs lists them so already
+}
+
+void ProcessScan::beginPass(int directory) {
+    const MonotonicTime now = clock_.monotonic();
+    interval_ = passTime_ ? std::max(now - *passTime_, shortestInterval) : shortestInterval;
+    passTime_ = now;
+    fading_ = 1 - std::exp(-interval_ / memory);
+    uptime_ = uptime();
+    hasClocks_ = root_.isThisMachine() && showsOwnNumbers(directory);
+}
+
 /// On this machine by the clock: a container may put a file in the place of /proc/uptime that counts from the
 /// container's start, while the processes' times count from the machine's.
 std::optional<Seconds> ProcessScan::uptime() {
-    if (root_.path("").empty()) return clock_.continuous().time_since_epoch();
+    if (root_.isThisMachine()) return clock_.continuous().time_since_epoch();
     std::string_view text = uptimeFile_.read().value_or("");
     const auto seconds = parseDouble(takeWord(text));
     return seconds ? std::optional(Seconds(*seconds)) : std::nullopt;
 }
 
-double ProcessScan::processorPercent(const ProcessStat& stat, const LinuxProcess* known) const {
-    const std::uint64_t ticks = addSaturated(stat.userTicks, stat.systemTicks);
-    const std::uint64_t before = known ? addSaturated(known->userTicks, known->systemTicks) : 0;
-    Seconds time = interval_;
-    if (!known) {
-        if (!uptime_) return 0;
-        // One that began since the last pass did all its work since then; an older one is averaged over its life.
-        time = std::max(time, *uptime_ - Seconds(static_cast<double>(stat.startTicks) / ticksPerSecond_));
+/// False when it is gone, or its file cannot be read or understood.
+bool ProcessScan::look(LinuxProcess& process, bool isNew, int directory) {
+    const std::int32_t pid = process.row.pid;
+    const std::uint64_t clock = hasClocks_ ? processorTime(pid) : 0;
+    // Another process with the same number never stands at the same nanosecond, unless neither has run.
+    if (!isNew && clock != 0 && clock == process.processorTime && *passTime_ < process.renewal) {
+        process.hasRun = false;
+        process.row.cpuPercent = 0;
+        process.activity -= process.activity * fading_;
+        return true;
     }
-    return ticks > before ? 100 * static_cast<double>(ticks - before) / ticksPerSecond_ / time.count() : 0;
+    const auto text = readProcessFile(directory, ProcessPath(pid, "stat").text(), buffer_);
+    const auto stat = text ? parseProcessStat(*text) : std::nullopt;
+    if (!stat) return false;
+    if (process.row.startTime != stat->startTicks) {
+        isNew = true;
+        process = LinuxProcess();
+        process.row.pid = pid;
+    }
+    take(process, isNew, *stat, clock);
+    return true;
 }
 
-void ProcessScan::add(std::int32_t pid, const ProcessStat& stat, const LinuxProcess* known) {
-    LinuxProcess& process = processes_.emplace_back();
-    process.row.pid = pid;
+void ProcessScan::take(LinuxProcess& process, bool isNew, const ProcessStat& stat, std::uint64_t clock) {
+    const MonotonicTime now = *passTime_;
+    if (isNew) process.renewal = now + Seconds(1 + process.row.pid % renewalSeconds);  // not all in the same pass
+    if (!isNew && (now >= process.renewal || process.row.name != stat.name)) {
+        process.renewal = now + Seconds(renewalSeconds);
+        process.hidesDescriptors = process.hidesDisk = false;
+    }
     process.row.startTime = stat.startTicks;
     process.row.name = stat.name;
-    process.row.cpuPercent = processorPercent(stat, known);
     process.row.residentBytes = multiplySaturated(stat.residentPages, pageSize_);
+    process.isKernelThread = stat.isKernelThread;
     process.userTicks = stat.userTicks;
     process.systemTicks = stat.systemTicks;
-    process.hasRun = !known || known->userTicks != process.userTicks || known->systemTicks != process.systemTicks;
-    if (!known) return;
-    process.energy = known->energy;
-    process.sockets = known->sockets;
-    process.hidesDescriptors = known->hidesDescriptors;
-    process.hidesDisk = known->hidesDisk;
+    const std::uint64_t ticks = addSaturated(stat.userTicks, stat.systemTicks);
+    const std::uint64_t before =
+        std::exchange(process.processorTime, clock != 0 ? clock : multiplySaturated(ticks, nanosecondsPerTick_));
+    process.hasRun = isNew || process.processorTime != before;
+    process.row.cpuPercent = processorPercent(process, isNew, before);
+    process.activity += (process.row.cpuPercent - process.activity) * fading_;
 }
 
-/// Gives what the packages used since the last pass to the processes in proportion to their processor time.
+double ProcessScan::processorPercent(const LinuxProcess& process, bool isNew, std::uint64_t before) const {
+    Seconds time = interval_;
+    if (isNew) {
+        if (!uptime_) return 0;
+        // One that began since the last pass did all its work since then; an older one is averaged over its life.
+        const double start = static_cast<double>(process.row.startTime) * static_cast<double>(nanosecondsPerTick_);
+        time = std::max(time, *uptime_ - Seconds(start / nanosecondsPerSecond));
+    }
+    return 100 * static_cast<double>(growth(before, process.processorTime)) / nanosecondsPerSecond / time.count();
+}
+
 void ProcessScan::shareEnergy() {
-    if (!packageEnergy_) return;
-    const std::optional<double> before = energyBefore_;
-    energyBefore_ = packageEnergy_();
-    if (!before || !energyBefore_) return;
-    constexpr double nanojoulesPerMillijoule = 1e6;
-    const double used = (*energyBefore_ - *before) * nanojoulesPerMillijoule;
-    double busy = 0;
-    for (const LinuxProcess& process : processes_) busy += process.row.cpuPercent;
-    if (!(used > 0) || !std::isfinite(used) || !(busy > 0)) return;
-    for (LinuxProcess& process : processes_) process.energy += used * (process.row.cpuPercent / busy);
+    double percent = 0;
+    for (const LinuxProcess& process : processes_) percent += process.row.cpuPercent;
+    const double joules = busyPower_.update(*passTime_, interval_ * (percent / 100));
+    if (!(joules > 0)) return;
+    for (LinuxProcess& process : processes_) {
+        process.energy += joules * (process.row.cpuPercent / 100) * interval_.count() * nanosecondsPerSecond;
+    }
 }
 
 }  // namespace zqm

@@ -1,22 +1,25 @@
 #pragma once
 
+#include <dirent.h>
+
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "Platform/Linux/Kernel/KernelFile.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
+#include "Platform/Linux/Processes/BusyPower.h"
 #include "Platform/Machine/ProcessTable.h"
 #include "Platform/Process/Clock.h"
 
 namespace zqm {
 
-/// What one pass reads of a process from /proc/PID/stat.
+/// What a pass reads of a process from /proc/PID/stat.
 struct ProcessStat {
     std::string_view name;  // points into the text
+    bool isKernelThread = false;
     std::uint64_t userTicks = 0;
     std::uint64_t systemTicks = 0;
     std::uint64_t startTicks = 0;  // after the machine's start
@@ -31,15 +34,16 @@ struct LinuxProcess {
     ProcessRow row;  // startTime: ticks after the machine's start
     std::uint64_t userTicks = 0;
     std::uint64_t systemTicks = 0;
-    bool hasRun = true;             // new, or its ticks moved since the last pass
-    double energy = 0;              // nanojoules since the first pass
-    std::uint64_t sockets = 0;      // internet sockets, when last looked at
-    bool hidesDescriptors = false;  // this user may not list them
-    bool hidesDisk = false;         // this user may not see its disk counters
+    std::uint64_t processorTime = 0;  // nanoseconds
+    double activity = 0;              // mean of cpuPercent that fades within half a minute
+    double energy = 0;                // nanojoules since the first pass
+    std::uint64_t sockets = 0;        // internet sockets, when last looked at
+    MonotonicTime renewal;            // when it is read even if it has not run, and refusals are forgotten
+    bool hasRun = true;               // new, or used processor time since the last pass
+    bool isKernelThread = false;
+    bool hidesDescriptors = false;  // this user was refused their list; forgotten every minute, and with the name
+    bool hidesDisk = false;         // the same of its disk counters
 };
-
-/// Cumulative energy of the processor packages in millijoules; nullopt where it cannot be read.
-using PackageEnergySource = std::function<std::optional<double>()>;
 
 /// The processes of the machine, as the last pass over /proc found them. One thread at a time.
 class ProcessScan {
@@ -47,7 +51,9 @@ public:
     /// Without `packageEnergy` no process is given any energy.
     ProcessScan(const RootDirectory& root, Clock& clock, PackageEnergySource packageEnergy);
 
-    /// Looks at every process: one file read each. False, with the previous state kept, when /proc cannot be listed.
+    /// Looks at every process. On this machine the kernel tells without a file which of them have run; only those are
+    /// read, the others once a minute, since memory may be taken from them. False, with the previous state kept, when
+    /// /proc cannot be listed.
     bool pass();
 
     /// Ascending by pid; empty before the first pass.
@@ -55,27 +61,31 @@ public:
     /// Null when the last pass did not meet it. Valid until the next pass.
     LinuxProcess* find(std::int32_t pid);
 
-    double ticksPerSecond() const { return ticksPerSecond_; }
+    std::uint64_t nanosecondsPerTick() const { return nanosecondsPerTick_; }
+    std::uint64_t pageSize() const { return pageSize_; }
 
 private:
+    void listNumbers(DIR* directory);
+    void beginPass(int directory);
     std::optional<Seconds> uptime();
-    double processorPercent(const ProcessStat& stat, const LinuxProcess* known) const;
-    void add(std::int32_t pid, const ProcessStat& stat, const LinuxProcess* known);
+    bool look(LinuxProcess& process, bool isNew, int directory);
+    void take(LinuxProcess& process, bool isNew, const ProcessStat& stat, std::uint64_t clock);
+    double processorPercent(const LinuxProcess& process, bool isNew, std::uint64_t before) const;
     void shareEnergy();
 
     const RootDirectory& root_;
     Clock& clock_;
-    PackageEnergySource packageEnergy_;
+    BusyPower busyPower_;
     KernelFile uptimeFile_;
-    const double ticksPerSecond_;
+    const std::uint64_t nanosecondsPerTick_;
     const std::uint64_t pageSize_;
 
     std::optional<MonotonicTime> passTime_;
     Seconds interval_{0};                  // between the last two passes
+    double fading_ = 0;                    // share of the activity that the last interval replaced
     std::optional<Seconds> uptime_;        // at the last pass
-    std::optional<double> energyBefore_;   // millijoules
+    bool hasClocks_ = false;               // the kernel tells the processor time of the numbers in /proc
     std::vector<LinuxProcess> processes_;  // ascending by pid
-    std::vector<LinuxProcess> previous_;   // of the pass before; between passes only its memory matters
     std::vector<std::int32_t> pids_;       // of the current pass; kept for its memory
     std::array<char, 4096> buffer_{};
 };
