@@ -29,20 +29,6 @@ void GeneratedTree::addMachine(int processors) const {
     addPower();
 }
 
-void GeneratedTree::addProcesses(int count) const {
-    for (int i = 0; i < count; ++i) {
-        const std::string pid = std::to_string(1000 + i);
-        write("proc/" + pid + "/stat",
-              pid + " (worker-" + std::to_string(i % 100) +
-                  ") S 1 954 954 0 -1 4194560 48212 1093021 117 2210 1842 977 3621 1804 20 0 14 0 " +
-                  std::to_string(20000 + i) +
-                  " 1274183680 18220 18446744073709551615 94258217443328 94258218093421 140725873392160 0 0 0 0 4096 "
-                  "17663 1 0 0 17 11 0 0 0 0 0 94258218343600 94258218364392 94258245373952 140725873397531 "
-                  "140725873397580 140725873397580 140725873401833 0\n");
-    }
-    write("proc/uptime", "350735.47 234388.90\n");
-}
-
 void GeneratedTree::write(const std::string& file, std::string_view content) const {
     const fs::path path = root_ / file;
     fs::create_directories(path.parent_path());

@@ -18,8 +18,6 @@ public:
     /// Every source of a tick: `processors` with a clock each, 40 sensors that count, two packages with energy counters
     /// and a battery.
     void addMachine(int processors) const;
-    /// Processes as /proc shows them, with a stat file each.
-    void addProcesses(int count) const;
 
 private:
     void write(const std::string& file, std::string_view content) const;
