@@ -46,8 +46,7 @@ struct LinuxProcessTest : testing::Test {
     TemporaryTree tree;
     VirtualClock clock;
     RootDirectory root{tree.root()};
-    std::optional<double> millijoules;
-    LinuxProcessTable table{root, clock, [this] { return millijoules; }};
+    LinuxProcessTable table{root, clock};
     LinuxTaskCounters counters{root, table.known()};
 };
 
@@ -93,9 +92,10 @@ TEST_F(LinuxProcessTest, PercentsAreOfOneProcessorBetweenPasses) {
     tree.remove("proc/uptime");
     tree.remove("proc/6");
     clock.advance(Seconds(1));
-    write(9, {.user = 100, .start = 100150});
+    write(4, {.user = 100, .start = 100150});
     write(5, {.user = 1111, .system = 600, .start = 90000});
-    EXPECT_THAT(percents(), ElementsAre(DoubleEq(10), 0, 0, 0)) << "age unknown";
+    EXPECT_THAT(percents(), ElementsAre(0, DoubleEq(10), 0, 0)) << "age unknown";
+    for (const int pid : {4, 5, 6, 7, 8}) EXPECT_EQ(table.known().find(pid) != nullptr, pid != 6);
 }
 
 TEST_F(LinuxProcessTest, StandByWhatTheyMayTellAndDidLately) {
@@ -208,35 +208,6 @@ TEST_F(LinuxProcessTest, TimesAndDiskBytesOfTheProcessesOfThePass) {
         EXPECT_EQ(disk.has_value(), written.starts_with("2048")) << "cut, or no count";
         EXPECT_EQ(disk.value_or(TaskDisk{.bytesRead = UINT64_MAX}).bytesRead, UINT64_MAX);
         EXPECT_EQ(disk.value_or(TaskDisk{.bytesWritten = 2048}).bytesWritten, 2048u);
-    }
-}
-
-TEST_F(LinuxProcessTest, EnergyAboveTheFloorIsSharedByTheTimeOfTheWholeMachine) {
-    const auto toMillijoules = [&](int pid) {
-        return static_cast<double>(counters.taskName(pid)->power()->energy) / 1e6;
-    };
-    // What all have used in two seconds, the ticks of all and of two processes, when the second began; mJ that the two
-    // have used then.
-    for (const auto& [used, busy, user, other, start, first, last] : std::initializer_list<
-             std::tuple<std::optional<double>, std::string, unsigned, unsigned, unsigned, unsigned, unsigned>>{
-             {{}, "0", 1000, 3000, 1, 0, 0},
-             {5000, "0", 1000, 3000, 1, 0, 0},        // nothing to compare with
-             {7000, "0", 1000, 3000, 1, 0, 0},        // nobody ran: 1 W is the floor
-             {9400, "80", 1010, 3030, 1, 50, 150},    // half of the 400 mJ is of processes that are not seen
-             {9400, "90", 1020, 3030, 1, 50, 150},    // a counter that stood still
-             {11800, "91", 1030, 3040, 1, 250, 350},  // ticks that were lost: no less than what is known to have run
-             {100, "101", 1040, 3040, 1, 250, 350},   // the counter fell
-             {2600, "201", 1050, 0, 99'900, 300, 0},  // another process; 500 mJ
-             {5200, "x", 1060, 0, 99'900, 300, 0},
-             {{}, "300", 1070, 0, 99'900, 300, 0}}) {
-        millijoules = used;
-        tree.write("proc/stat", "cpu  " + busy + " 0 0 700 800 0 0 0 0 0\n");
-        write(1, {.user = user, .start = 1});
-        write(2, {.user = other, .start = start});
-        clock.advance(Seconds(2));
-        table.processes();
-        EXPECT_NEAR(toMillijoules(1), first, 1e-5);
-        EXPECT_NEAR(toMillijoules(2), last, 1e-5);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <string>
 #include <string_view>
 
@@ -33,7 +34,7 @@ std::unique_ptr<TaskName> LinuxTaskCounters::taskName(std::int32_t pid) {
     const LinuxProcess* process = processes_.find(pid);
     if (!process) return nullptr;
     TaskPower power;
-    power.energy = static_cast<std::uint64_t>(std::min(process->energy, largestCount));
+    power.energy = static_cast<std::uint64_t>(std::round(std::min(process->energy, largestCount)));
     power.userTime = multiplySaturated(process->userTicks, processes_.nanosecondsPerTick());
     power.systemTime = multiplySaturated(process->systemTicks, processes_.nanosecondsPerTick());
     return std::make_unique<KnownTask>(power);
