@@ -23,9 +23,10 @@ BusyPower::BusyPower(const RootDirectory& root, PackageEnergySource energy)
 
 double BusyPower::update(MonotonicTime now, Seconds seenTime) {
     if (!energy_ || (last_ && now - last_->time < shortestInterval)) return 0;
-    const Reading fresh{.time = now, .millijoules = energy_(), .busy = busyTime()};
+    Reading fresh{.time = now, .millijoules = energy_(), .busy = std::nullopt};
+    if (fresh.millijoules) fresh.busy = busyTime();
     const auto before = std::exchange(last_, fresh);
-    if (!before || !before->millijoules || !before->busy || !fresh.millijoules || !fresh.busy) return 0;
+    if (!before || !before->busy || !fresh.busy) return 0;
     const Seconds interval = now - before->time;
     const double joules = (*fresh.millijoules - *before->millijoules) / 1000;
     if (!(joules > 0) || !std::isfinite(joules)) return 0;  // a counter that was set back tells no floor either

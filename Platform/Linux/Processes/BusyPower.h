@@ -30,7 +30,7 @@ private:
     struct Reading {
         MonotonicTime time;
         std::optional<double> millijoules;
-        std::optional<Seconds> busy;
+        std::optional<Seconds> busy;  // only beside energy
     };
     std::optional<Seconds> busyTime();
 
