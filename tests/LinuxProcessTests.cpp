@@ -102,8 +102,9 @@ TEST_F(LinuxProcessTest, StandByWhatTheyMayTellAndDidLately) {
     constexpr auto thread = "2129984";
     const auto order = [&](double seconds) {
         clock.advance(Seconds(seconds));
-        std::vector<int> pids;
-        for (const auto rows = table.processes().value(); const auto& row : rows) pids.push_back(row.pid);
+        const auto rows = table.processes().value();
+        std::vector<int> pids(rows.size());
+        std::transform(rows.begin(), rows.end(), pids.begin(), [](const auto& row) { return row.pid; });
         return pids;
     };
     write(2, {.user = 9, .start = 1, .flags = thread});
