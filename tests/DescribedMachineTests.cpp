@@ -15,12 +15,15 @@ using testing::ElementsAre;
 TEST(DescribedMachine, CountersMoveWithTheClock) {
     DescribedPlatform machine(R"({"hostStatistics": {"processors": [
         {"user": {"start": 100, "rate": 2.5}, "system": {"start": 4294967290, "rate": 4, "wrapBits": 32},
-         "idle": {"start": 10, "rate": -6}, "nice": {"start": 18446744073709551610, "rate": 100}}]}})");
+         "idle": {"start": 10, "rate": -6}, "nice": {"start": 50, "rate": 10, "turn": 2}},
+        {"user": 0, "system": 0, "idle": 0, "nice": {"start": 18446744073709551610, "rate": 100}}]}})");
     HostStatistics& host = machine.platform.hostStatistics;
-    EXPECT_THAT(*host.processorTicks(), ElementsAre(ProcessorTicks{100, 4294967290, 10, 18446744073709551610u}));
+    EXPECT_THAT(*host.processorTicks(),
+                ElementsAre(ProcessorTicks{100, 4294967290, 10, 50}, ProcessorTicks{0, 0, 0, 18446744073709551610u}));
     machine.process.clock.advance(Seconds(3));
-    // The one rounds down, the next wraps past 2^32, the others stop at the bounds of a counter.
-    EXPECT_THAT(*host.processorTicks(), ElementsAre(ProcessorTicks{107, 6, 0, 18446744073709551615u}));
+    // One rounds down, one wraps past 2^32, one has turned after 2 s, the others stop at the bounds of a counter.
+    EXPECT_THAT(*host.processorTicks(),
+                ElementsAre(ProcessorTicks{107, 6, 0, 60}, ProcessorTicks{0, 0, 0, 18446744073709551615u}));
     machine.process.clock.continuousTime += Seconds(60);  // the machine slept
     EXPECT_EQ((*host.processorTicks())[0].user, 107u);
 }

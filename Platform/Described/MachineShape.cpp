@@ -29,6 +29,10 @@ void wrapBits(const Json& value, const Place& place) {
     require(value.is_number_unsigned() && value >= 1 && value <= 63, place, "must be a whole number from 1 to 63");
 }
 
+void turn(const Json& value, const Place& place) {
+    require(value.is_number() && value > 0 && value <= 1e9, place, "must be a number of seconds above 0");
+}
+
 void width(const Json& value, const Place& place) {
     require(value == 1 || value == 2 || value == 4 || value == 8, place, "must be 1, 2, 4 or 8 bytes");
 }
@@ -98,7 +102,7 @@ void readings(const Json& value, const Place& place, Check one, Check list) {
 
 void movement(const Json& value, const Place& place, Check constant) {
     if (!value.is_object()) return constant(value, place);
-    record(value, place, {{"start", constant, true}, {"rate", rate, true}, {"wrapBits", wrapBits}});
+    record(value, place, {{"start", constant, true}, {"rate", rate, true}, {"wrapBits", wrapBits}, {"turn", turn}});
     require(!value.contains("wrapBits") || value["start"].is_number_integer(), place,
             "\"wrapBits\" needs a whole \"start\"");
 }

@@ -49,10 +49,18 @@ const Json* Reading::value(const Json* node) {
     return node && !node->is_null() ? node : nullptr;
 }
 
+double Reading::change(const Json& moving) const {
+    double seconds = elapsed_.count();
+    if (const Json* turn = memberOf(&moving, "turn")) {  // there and back again
+        const double most = turn->get<double>();
+        seconds = most - std::abs(std::fmod(seconds, 2 * most) - most);
+    }
+    return moving["rate"].get<double>() * seconds;
+}
+
 std::int64_t Reading::growth(const Json& moving) const {
     constexpr double bound = 9223372036854774784.0;  // the largest double below 2^63
-    return static_cast<std::int64_t>(
-        std::clamp(std::floor(moving["rate"].get<double>() * elapsed_.count()), -bound, bound));
+    return static_cast<std::int64_t>(std::clamp(std::floor(change(moving)), -bound, bound));
 }
 
 std::optional<std::uint64_t> Reading::count(const Json* node) {
@@ -118,8 +126,7 @@ PropertyValue Reading::number(const Json& node) const {
     if (start.is_number_integer()) {
         return isMoving ? moved<std::int64_t>(node, growth(node)) : start.get<std::int64_t>();
     }
-    const double rate = isMoving ? node["rate"].get<double>() : 0;
-    const double sum = start.get<double>() + rate * elapsed_.count();
+    const double sum = start.get<double>() + (isMoving ? change(node) : 0);
     constexpr double bound = std::numeric_limits<double>::max();
     return std::clamp(sum, -bound, bound);
 }

@@ -37,6 +37,7 @@ public:
     std::optional<Bytes> bytes(const Json& parts);
 
 private:
+    double change(const Json& moving) const;
     std::int64_t growth(const Json& moving) const;
     PropertyValue number(const Json& node) const;
     PropertyValue dictionary(const Json& members);
