@@ -152,21 +152,10 @@ void addRankings(Report& report, const SnapshotReply& reply) {
     }
 }
 
-/// "3 d 4:05", "4:05" hours and minutes.
-std::string uptimeText(Seconds uptime) {
-    const auto minutes = static_cast<std::int64_t>(uptime.count() / 60);
-    constexpr std::int64_t day = 24 * 60;
-    return (minutes >= day ? std::to_string(minutes / day) + " d " : "") + durationText(minutes % day);
-}
-
 void addSystem(Report& report, const MachineFacts& facts) {
-    std::string averages;
-    for (const double average : facts.loadAverages.value_or(std::array<double, 3>{})) {
-        averages += (averages.empty() ? "" : " ") + fixedText(average, 2, "");
-    }
     report.line("System", " ",
                 joined({printable(facts.system), facts.uptime ? "up " + uptimeText(*facts.uptime) : "",
-                        named("load average", averages, facts.loadAverages.has_value())}));
+                        facts.loadAverages ? "load average " + averagesText(*facts.loadAverages) : ""}));
     if (!facts.model.empty() || !facts.processor.empty()) {
         report.line("", " ", joined({printable(facts.model), printable(facts.processor)}));
     }
@@ -224,6 +213,18 @@ std::string statusText(const SnapshotReply& reply, const MachineFacts* facts, co
     addRankings(report, reply);
     if (facts) addDevices(report, *facts, settings);
     return report.take();
+}
+
+std::string uptimeText(Seconds uptime) {
+    const auto minutes = static_cast<std::int64_t>(uptime.count() / 60);
+    constexpr std::int64_t day = 24 * 60;
+    return (minutes >= day ? std::to_string(minutes / day) + " d " : "") + durationText(minutes % day);
+}
+
+std::string averagesText(const std::array<double, 3>& averages) {
+    std::string text;
+    for (const double average : averages) text += (text.empty() ? "" : " ") + fixedText(average, 2, "");
+    return text;
 }
 
 std::string statusJson(const SnapshotReply& reply) {

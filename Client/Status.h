@@ -24,6 +24,9 @@ std::string statusJson(const SnapshotReply& reply);
 std::string rankingText(const std::vector<TopProcess>& ranking, ProcessCategory category, std::size_t count,
                         const Style& style);
 
+std::string uptimeText(Seconds uptime);                           // "3 d 4:05", "4:05": hours and minutes
+std::string averagesText(const std::array<double, 3>& averages);  // "0.52 0.40 0.33"
+
 /// The value of a ranking's entry with its unit.
 std::string rankingValueText(ProcessCategory category, double value);
 

@@ -30,22 +30,9 @@ std::size_t widthOf(char32_t character) {
     return columns < 0 ? 1 : static_cast<std::size_t>(columns);
 }
 
-/// The longest beginning of `text` that takes at most `columns`.
-std::string_view beginning(std::string_view text, std::size_t columns) {
-    std::string_view rest = text;
-    std::string_view bytes;
-    while (!rest.empty()) {
-        const std::string_view before = rest;
-        const std::size_t width = widthOf(takeCharacter(rest, bytes));
-        if (width > columns) return text.substr(0, text.size() - before.size());
-        columns -= width;
-    }
-    return text;
-}
-
 std::string cut(std::string_view text, std::size_t columns) {
     if (columnsOf(text) <= columns) return std::string(text);
-    return columns == 0 ? std::string() : std::string(beginning(text, columns - 1)) + "…";
+    return columns == 0 ? std::string() : std::string(beginningOf(text, columns - 1)) + "…";
 }
 
 std::size_t visibleColumns(std::string_view text) {
@@ -59,6 +46,18 @@ std::size_t visibleColumns(std::string_view text) {
 }
 
 }  // namespace
+
+std::string_view beginningOf(std::string_view text, std::size_t columns) {
+    std::string_view rest = text;
+    std::string_view bytes;
+    while (!rest.empty()) {
+        const std::string_view before = rest;
+        const std::size_t width = widthOf(takeCharacter(rest, bytes));
+        if (width > columns) return text.substr(0, text.size() - before.size());
+        columns -= width;
+    }
+    return text;
+}
 
 bool printOut(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;

@@ -21,6 +21,9 @@ std::string printable(std::string_view text);
 /// The number of terminal columns that the text takes.
 std::size_t columnsOf(std::string_view text);
 
+/// The longest beginning of `text` that takes at most `columns`.
+std::string_view beginningOf(std::string_view text, std::size_t columns);
+
 /// `text` filled with blanks to `columns`; longer ones are cut and end in "…".
 std::string fitted(std::string_view text, std::size_t columns);
 std::string fittedRight(std::string_view text, std::size_t columns);

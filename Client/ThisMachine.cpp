@@ -64,28 +64,41 @@ MachineDetails* ThisMachine::detailsBeside(const SystemSnapshot& sample) {
     return isThis ? machine_->details() : nullptr;
 }
 
-std::optional<MachineFacts> ThisMachine::factsBeside(const SystemSnapshot& sample, bool all, Clock& clock) {
+std::optional<MachineFacts> ThisMachine::factsBeside(const SystemSnapshot& sample) {
     MachineDetails* const details = detailsBeside(sample);
     if (!details) return std::nullopt;
     const MachineServices services = machine_->services();
-    MachineFacts facts{.system = services.systemFacts.systemVersion(),
-                       .model = services.systemFacts.hardwareModel().value_or(""),
-                       .processor = services.systemFacts.processorName().value_or(""),
-                       .uptime = details->uptime(),
-                       .loadAverages = details->loadAverages(),
-                       .fileSystems = details->fileSystems()};
-    if (!all) return facts;
-    facts.temperatures = details->temperatures();
-    facts.fans = details->fans();
-    const Transfers before = transfers(*services.readings);
+    return MachineFacts{.system = services.systemFacts.systemVersion(),
+                        .model = services.systemFacts.hardwareModel().value_or(""),
+                        .processor = services.systemFacts.processorName().value_or(""),
+                        .uptime = details->uptime(),
+                        .loadAverages = details->loadAverages(),
+                        .fileSystems = details->fileSystems()};
+}
+
+std::optional<MachineFacts> ThisMachine::allFactsBeside(const SystemSnapshot& sample, Clock& clock) {
+    auto facts = factsBeside(sample);
+    if (!facts) return facts;
+    facts->temperatures = machine_->details()->temperatures();
+    facts->fans = machine_->details()->fans();
+    MachineReadings& readings = *machine_->services().readings;
+    const Transfers before = transfers(readings);
     const MonotonicTime begin = clock.monotonic();
     clock.sleep(Seconds(1));
-    const Transfers now = transfers(*services.readings);
+    const Transfers now = transfers(readings);
     const double seconds = std::max((clock.monotonic() - begin).count(), 0.1);
-    facts.drives = rates(before.drives, now.drives, seconds, &DriveReading::read, &DriveReading::written);
-    facts.interfaces =
+    facts->drives = rates(before.drives, now.drives, seconds, &DriveReading::read, &DriveReading::written);
+    facts->interfaces =
         rates(before.interfaces, now.interfaces, seconds, &InterfaceReading::received, &InterfaceReading::sent);
     return facts;
+}
+
+void ThisMachine::dropEnded(SnapshotReply& reply) {
+    MachineDetails* const details = detailsBeside(reply.snapshot);
+    if (!details) return;
+    for (std::vector<TopProcess>& ranking : reply.processes) {
+        std::erase_if(ranking, [details](const TopProcess& process) { return !details->isRunning(process.pid); });
+    }
 }
 
 std::optional<std::vector<TopProcess>> GraphicsRanking::look(MachineDetails& details) {

@@ -11,8 +11,7 @@
 
 #include "Platform/Machine.h"
 #include "Platform/Machine/MachineDetails.h"
-#include "ZQMHelper/Shared/Metrics.h"
-#include "ZQMHelper/Shared/ProcessCategory.h"
+#include "ZQMHelper/Shared/MetricsJson.h"
 
 namespace zqm {
 
@@ -29,7 +28,7 @@ struct MachineFacts {
     std::optional<Seconds> uptime;
     std::optional<std::array<double, 3>> loadAverages;
     std::vector<FileSystem> fileSystems = {};
-    // What takes a second or wakes sensors, where it was asked for:
+    // By `allFactsBeside` alone:
     std::vector<TransferRate> drives = {}, interfaces = {};
     std::vector<SensorFigure> temperatures = {}, fans = {};
 };
@@ -43,8 +42,14 @@ public:
     /// Null where the sample is of another machine (as much memory and as many processors make it this one), or where
     /// this one tells no details.
     MachineDetails* detailsBeside(const SystemSnapshot& sample);
-    /// nullopt for another machine's sample. With `all` it takes a second, in which drives and interfaces are measured.
-    std::optional<MachineFacts> factsBeside(const SystemSnapshot& sample, bool all, Clock& clock);
+    /// nullopt for another machine's sample.
+    std::optional<MachineFacts> factsBeside(const SystemSnapshot& sample);
+    /// The same with drives, interfaces and sensors; takes a second, in which the former are measured.
+    std::optional<MachineFacts> allFactsBeside(const SystemSnapshot& sample, Clock& clock);
+
+    /// Leaves out the entries of rankings whose process has ended since: the helper keeps its last ranking where it has
+    /// no newer one. Another machine's sample stays as it is.
+    void dropEnded(SnapshotReply& reply);
 
 private:
     std::unique_ptr<Machine> machine_;

@@ -5,6 +5,7 @@
 #include <limits>
 #include <tuple>
 
+#include "Client/Watch/Controls.h"
 #include "Client/Watch/Graph.h"
 #include "Client/Watch/History.h"
 #include "Client/Watch/Layout.h"
@@ -76,7 +77,7 @@ TEST(WatchLayout, FitsEverySize) {
         }
     }
     for (const auto& [size, rankings, rows] :
-         {std::tuple{Size{80, 24}, 3u, 7u}, {Size{200, 60}, 6u, 11u}, {Size{120, 40}, 4u, 11u}}) {
+         {std::tuple{Size{80, 24}, 2u, 7u}, {Size{200, 60}, 6u, 11u}, {Size{120, 40}, 3u, 11u}}) {
         const Layout layout = layoutFor(size, 10, 6);
         EXPECT_EQ(std::tuple(layout.panels.size(), layout.rankings.size(), layout.rankings.at(0).rows),
                   std::tuple(10u, rankings, rows));
@@ -84,6 +85,81 @@ TEST(WatchLayout, FitsEverySize) {
     EXPECT_EQ(layoutFor({20, 5}, 10, 6).panels.size(), 1u);
     EXPECT_EQ(coreGrid(8, {39, 2}).perRow, 4u);
     EXPECT_EQ(coreGrid(64, {39, 2}).perRow, 0u);
+}
+
+/// What the machine is asked by keys.
+struct FakeActions final : ProcessActions {
+    std::optional<ProcessFacts> look(std::int32_t pid) override {
+        return pid == 7 ? std::nullopt : std::optional(ProcessFacts{.startTime = 5, .user = "u", .command = "c"});
+    }
+    std::string end(std::int32_t pid, const ProcessFacts&) override {
+        ended.push_back(pid);
+        return "done";
+    }
+    std::vector<std::int32_t> ended;
+};
+
+/// The choices after keys: characters, "v" and "^" for the arrows, ">" for Tab, "!" for Enter, "~" for Escape.
+std::string afterKeys(std::string_view keys) {
+    SnapshotReply reply;
+    reply.processes[0] = {{9, "nine", 3}, {7, "seven", 2}, {8, "eight", 1}, {1, "idle", 0}};
+    FakeActions actions;
+    Choices choices;
+    for (const char key : keys) {
+        const Key kind = key == 'v'   ? Key::down
+                         : key == '^' ? Key::up
+                         : key == '>' ? Key::next
+                         : key == '!' ? Key::enter
+                         : key == '~' ? Key::escape
+                                      : Key::character;
+        press({kind, key}, &reply, actions, choices);
+    }
+    std::string text = choices.selectedPid ? std::to_string(*choices.selectedPid) : "-";
+    text += " " + std::to_string(choices.firstRanking) + " " + std::to_string(choices.pace);
+    if (choices.isPaused) text += " paused";
+    if (choices.showsHelp) text += " help";
+    if (choices.isOver) text += " over";
+    if (const auto& inspection = choices.inspection) {
+        text += " at " + std::to_string(inspection->process.pid) + (inspection->facts ? " known" : "") +
+                (inspection->isAsking ? " asking" : "") + inspection->outcome;
+    }
+    for (const std::int32_t pid : actions.ended) text += " ended " + std::to_string(pid);
+    return text;
+}
+
+TEST(WatchControls, DoWhatTheHelpSays) {
+    for (const auto& [keys, choices] : std::initializer_list<std::pair<std::string_view, std::string_view>>{
+             {"", "- 0 1"},
+             {"v", "9 0 1"},
+             {"vv", "7 0 1"},
+             {"vvvvv", "8 0 1"},  // idle ones are not shown
+             {"vv^^", "9 0 1"},
+             {"svv", "9 0 1"},  // eight, nine, seven
+             {"ssv", "7 0 1"},
+             {"sssv", "9 0 1"},
+             {"v>", "- 1 1"},
+             {">>>>>>>", "- 1 1"},
+             {"3v", "- 2 1"},  // an empty ranking
+             {"7", "- 0 1"},
+             {"v~", "- 0 1"},
+             {"+++-", "- 0 5"},
+             {"-", "- 0 1"},
+             {"++++++++", "- 0 60"},
+             {"p", "- 0 1 paused"},
+             {"p ", "- 0 1"},
+             {"?", "- 0 1 help"},
+             {"?p", "- 0 1"},
+             {"?q", "- 0 1 over"},
+             {"!", "9 0 1 at 9 known"},
+             {"vv!k", "7 0 1"},  // nothing is known of it: k is any key
+             {"!k", "9 0 1 at 9 known asking"},
+             {"!kn", "9 0 1 at 9 known"},
+             {"!ky", "9 0 1 at 9 knowndone ended 9"},
+             {"!kyk", "9 0 1 ended 9"},
+             {"!y", "9 0 1"},
+             {"!q", "9 0 1 over"}}) {
+        EXPECT_EQ(afterKeys(keys), choices) << keys;
+    }
 }
 
 TEST(WatchHistory, KeepsTheLatestSlotsInPlace) {

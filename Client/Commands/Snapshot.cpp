@@ -64,9 +64,11 @@ void declareStatus(CLI::App& app, Invocation& invocation) {
             return printSnapshot(invocation, [&](const SnapshotReply& reply) {
                 if (*json) return statusJson(reply);
                 PosixClock clock;
-                const auto facts = ThisMachine(invocation.root).factsBeside(reply.snapshot, *all, clock);
-                const std::string text = statusText(reply, facts ? &*facts : nullptr, *readSettings(),
-                                                    Style(wantsColour()), wallTimeNow());
+                ThisMachine machine(invocation.root);
+                const auto facts =
+                    *all ? machine.allFactsBeside(reply.snapshot, clock) : machine.factsBeside(reply.snapshot);
+                const std::string text =
+                    statusText(reply, facts ? &*facts : nullptr, *readSettings(), Style(wantsColour()), wallTimeNow());
                 const auto columns = terminalColumns();
                 return columns ? broken(text, *columns, statusIndent) : text;
             });
@@ -89,7 +91,8 @@ void declareTop(CLI::App& app, Invocation& invocation) {
     command->footer("Example: zephlon top memory --count 3");
     command->callback([&invocation, options] {
         invocation.command = [&invocation, options] {
-            return printSnapshot(invocation, [&](const SnapshotReply& reply) {
+            return printSnapshot(invocation, [&](SnapshotReply reply) {
+                ThisMachine(invocation.root).dropEnded(reply);
                 const Style style(wantsColour());
                 const auto category = *fromRawValue<ProcessCategory>(options->category);
                 const auto measured =
@@ -157,7 +160,7 @@ void declareMetrics(CLI::App& app, Invocation& invocation) {
 
 void declareWatch(CLI::App& app, Invocation& invocation) {
     auto* command = app.add_subcommand("watch", "The machine live, full screen");
-    command->footer("Keys: q quits; the arrows, Tab and 1 to 6 choose rankings; Ctrl-L draws anew.");
+    command->footer("Keys: q quits; ? shows the others.");
     command->callback([&invocation] {
         invocation.command = [&invocation] {
             const auto error = watch(invocation.port, invocation.root, *readSettings());

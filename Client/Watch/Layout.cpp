@@ -11,9 +11,9 @@ constexpr std::size_t leastRankingRows = 4;
 constexpr std::size_t mostRankingRows = 11;  // a title and ten entries
 constexpr std::size_t leastPanelColumns = 36;
 constexpr std::size_t mostPanelColumns = 110;
-constexpr std::size_t leastRankingColumns = 24;
-constexpr std::size_t leastCoreColumns = 6;  // a label and a few values
-constexpr std::size_t goodCoreColumns = 24;  // wide enough to prefer height
+constexpr std::size_t leastRankingColumns = 30;  // ten for a name beside PID and value
+constexpr std::size_t leastCoreColumns = 6;      // a label and a few values
+constexpr std::size_t goodCoreColumns = 24;      // wide enough to prefer height
 
 std::size_t ratioUp(std::size_t whole, std::size_t part) {
     return (whole + part - 1) / part;

@@ -1,5 +1,6 @@
 #include "Client/Watch/Panels.h"
 
+#include <algorithm>
 #include <array>
 
 #include "Client/Terminal.h"
@@ -43,10 +44,21 @@ Panel processorPanel(const SnapshotReply& reply) {
     return panel;
 }
 
+/// The kinds of which this machine has processors; where they are all of one kind, that is none worth a name.
+std::vector<Kind> kindsOf(const CPUMetrics& cpu) {
+    std::vector<Kind> present;
+    for (const Kind& kind : kinds) {
+        if (std::count(cpu.coreKinds.begin(), cpu.coreKinds.end(), kind.kind) > 0) present.push_back(kind);
+    }
+    if (present.size() == 1) present[0].letter = 'C';
+    return present;
+}
+
 /// Each kind with its mean usage and frequency, in its colour.
 Panel coresPanel(const CPUMetrics& cpu, FreqUnit unit) {
     Panel panel{"Cores", {}, {}};
-    for (auto kind = kinds.rbegin(); kind != kinds.rend(); ++kind) {
+    const std::vector<Kind> present = kindsOf(cpu);
+    for (auto kind = present.rbegin(); kind != present.rend(); ++kind) {
         double sum = 0;
         std::size_t count = 0;
         for (std::size_t i = 0; i < cpu.perCoreUsage.size(); ++i) {
@@ -158,7 +170,7 @@ std::vector<Panel> panelsFor(const SnapshotReply& reply, const History& history,
 
 std::vector<Core> coresByKind(const CPUMetrics& cpu) {
     std::vector<Core> cores;
-    for (const Kind& kind : kinds) {
+    for (const Kind& kind : kindsOf(cpu)) {
         std::size_t number = 0;
         for (std::size_t i = 0; i < std::min(cpu.perCoreUsage.size(), cpu.coreKinds.size()); ++i) {
             if (cpu.coreKinds[i] == kind.kind) cores.push_back({i, kind.letter + std::to_string(number++), kind.role});

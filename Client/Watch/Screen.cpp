@@ -23,7 +23,7 @@ struct Look {
     short colour8;    // -1: the terminal's own
     attr_t attributes;
 };
-constexpr std::array<Look, 16> looks{{
+constexpr std::array<Look, 17> looks{{
     {-1, -1, A_NORMAL},                    // plain
     {244, -1, A_NORMAL},                   // dim
     {-1, -1, A_BOLD},                      // title
@@ -40,8 +40,9 @@ constexpr std::array<Look, 16> looks{{
     {178, COLOR_YELLOW, A_BOLD},           // warning
     {167, COLOR_RED, A_BOLD},              // critical
     {167, COLOR_RED, A_REVERSE | A_BOLD},  // banner
+    {-1, -1, A_REVERSE},                   // selected
 }};
-static_assert(looks.size() == static_cast<std::size_t>(Role::banner) + 1);
+static_assert(looks.size() == static_cast<std::size_t>(Role::selected) + 1);
 
 /// What is written where only ASCII can be: each as wide as what it stands for.
 std::string asciiText(std::string_view text) {
@@ -139,25 +140,31 @@ void Screen::show() {
 }
 
 std::optional<KeyPress> Screen::key() {
+    constexpr int escape = 27;
     const int code = ::wgetch(stdscr);
     if (code == ERR) return std::nullopt;
     switch (code) {
-        case 'q':
-        case 'Q':
-            return KeyPress{Key::quit};
         case KEY_RIGHT:
         case '\t':
             return KeyPress{Key::next};
         case KEY_LEFT:
         case KEY_BTAB:
             return KeyPress{Key::previous};
+        case KEY_UP:
+            return KeyPress{Key::up};
+        case KEY_DOWN:
+            return KeyPress{Key::down};
+        case KEY_ENTER:
+        case '\r':
+        case '\n':
+            return KeyPress{Key::enter};
+        case escape:
+            return KeyPress{Key::escape};
         case 'L' - '@':
             return KeyPress{Key::redraw};
         default:
-            break;
+            return code >= ' ' && code <= '~' ? KeyPress{Key::character, static_cast<char>(code)} : KeyPress{};
     }
-    if (code >= '1' && code <= '9') return KeyPress{Key::digit, static_cast<std::size_t>(code - '0')};
-    return KeyPress{};
 }
 
 void Screen::resize() {

@@ -28,13 +28,14 @@ enum class Role {
     energy,
     warning,
     critical,
-    banner,  // across the whole line
+    banner,    // across the whole line
+    selected,  // the chosen line
 };
 
-enum class Key { quit, next, previous, redraw, digit, other };
+enum class Key { next, previous, up, down, enter, escape, redraw, character, other };
 struct KeyPress {
     Key key = Key::other;
-    std::size_t digit = 0;
+    char character = 0;  // of ASCII
 };
 
 /// The whole terminal, for as long as this lives; afterwards the terminal is as it was. At most one at a time.

@@ -25,13 +25,15 @@ void SnapshotFeed::ask() {
 SnapshotFeed::Answer SnapshotFeed::answer() {
     auto answer = helper_.snapshot(patience);
     if (auto* error = std::get_if<HelperError>(&answer)) return std::move(*error);
-    Sight sight{std::get<SnapshotReply>(std::move(answer)), false};
+    Sight sight{std::get<SnapshotReply>(std::move(answer)), false, {}};
     MachineDetails* const details = machine_.detailsBeside(sight.reply.snapshot);
+    machine_.dropEnded(sight.reply);
     auto counted = details ? graphics_.look(*details) : std::nullopt;
     if (counted) {
         sight.reply.processes[static_cast<std::size_t>(ProcessCategory::gpu)] = std::move(*counted);
         sight.isGraphicsCounted = true;
     }
+    sight.facts = machine_.factsBeside(sight.reply.snapshot);
     return sight;
 }
 

@@ -20,6 +20,7 @@ public:
     struct Sight {
         SnapshotReply reply;
         bool isGraphicsCounted = false;
+        std::optional<MachineFacts> facts;
     };
     using Answer = std::variant<Sight, HelperError>;
     static constexpr Seconds patience{1};

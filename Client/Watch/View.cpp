@@ -12,11 +12,6 @@ namespace zqm {
 namespace {
 
 constexpr std::size_t categories = allCases<ProcessCategory>().size();
-/// The order of the rankings on the screen: what every machine has comes first.
-constexpr std::array order{ProcessCategory::cpu,     ProcessCategory::memory, ProcessCategory::disk,
-                           ProcessCategory::network, ProcessCategory::gpu,    ProcessCategory::power};
-static_assert(order.size() == categories);
-constexpr std::size_t leastColumnsWithPids = 33;
 
 /// Puts the figures at the right end of the line; those that do not fit into `room` are left out, the first first.
 /// Returns the columns that they take.
@@ -124,31 +119,33 @@ void putPanel(Screen& screen, Rectangle area, const Panel& panel, const Picture&
     putCurves(screen, bodyOf(area), panel, std::move(curves), high);
 }
 
-void putRanking(Screen& screen, Rectangle area, ProcessCategory category, bool hasPids, const Picture& picture) {
+void putRanking(Screen& screen, Rectangle area, std::size_t place, const Picture& picture) {
     constexpr std::size_t valueColumns = 10;
     constexpr std::size_t pidColumns = 8;
+    static constexpr std::array<std::string_view, 3> orders{"", "by name", "by PID"};
     const bool isStale = !picture.problem.empty();
-    const bool isEstimate = category == ProcessCategory::gpu && !picture.isGraphicsCounted;
-    putTitle(screen, area, rankingTitle(category),
-             isEstimate ? std::vector{Figure{"estimate", Role::dim}} : std::vector<Figure>{}, isStale);
-    const std::vector<TopProcess>& ranking = picture.reply->ranking(category);
+    const Choices& choices = picture.choices;
+    const ProcessCategory category = categoryAt(place);
+    std::vector<Figure> remarks;
+    if (category == ProcessCategory::gpu && !picture.isGraphicsCounted) remarks.push_back({"estimate", Role::dim});
+    if (choices.order != RankingOrder::value) {
+        remarks.push_back({std::string(orders[static_cast<std::size_t>(choices.order)]), Role::dim});
+    }
+    putTitle(screen, area, rankingTitle(category), remarks, isStale);
+    const std::vector<TopProcess> ranking = shownRanking(*picture.reply, category, choices.order);
     const Rectangle body = bodyOf(area);
-    // Who takes nothing only stands there to fill the ranking.
-    const auto end =
-        std::find_if(ranking.begin(), ranking.end(), [](const TopProcess& process) { return process.value <= 0; });
-    const auto count = static_cast<std::size_t>(end - ranking.begin());
-    if (count == 0 && body.rows > 0) screen.put(body.row, body.column, "none", Role::dim);
-    const std::size_t nameColumns = area.columns - std::min(area.columns, valueColumns + (hasPids ? pidColumns : 0));
-    for (std::size_t i = 0; i < std::min(count, body.rows); ++i) {
+    if (ranking.empty() && body.rows > 0) screen.put(body.row, body.column, "none", Role::dim);
+    const std::size_t nameColumns = area.columns - std::min(area.columns, valueColumns + pidColumns);
+    for (std::size_t i = 0; i < std::min(ranking.size(), body.rows); ++i) {
         const TopProcess& process = ranking[i];
         const std::size_t row = body.row + i;
-        screen.put(row, area.column, fitted(printable(process.name), nameColumns), isStale ? Role::dim : Role::plain);
-        if (hasPids) {
-            screen.put(row, area.column + nameColumns, fittedRight(std::to_string(process.pid), pidColumns), Role::dim);
-        }
+        const bool isSelected = place == choices.firstRanking && choices.selectedPid == process.pid;
+        const Role role = isSelected ? Role::selected : isStale ? Role::dim : Role::plain;
+        screen.put(row, area.column, fitted(printable(process.name), nameColumns), role);
+        screen.put(row, area.column + nameColumns, fittedRight(std::to_string(process.pid), pidColumns),
+                   isSelected ? Role::selected : Role::dim);
         screen.put(row, area.column + area.columns - valueColumns,
-                   fittedRight(rankingValueText(category, process.value), valueColumns),
-                   isStale ? Role::dim : Role::plain);
+                   fittedRight(rankingValueText(category, process.value), valueColumns), role);
     }
 }
 
@@ -169,8 +166,19 @@ std::vector<Figure> headerFigures(const Picture& picture, Seconds graphs, bool h
     std::vector<Figure> figures;
     if (!ip.publicIP.empty()) figures.push_back({printable(ip.publicIP + " " + ip.regionName), Role::dim});
     if (!ip.localIPv4.empty()) figures.push_back({printable(ip.localIPv4), Role::dim});
+    if (picture.facts) {
+        for (const FileSystem& system : picture.facts->fileSystems) {
+            const std::string free = bytesText(static_cast<double>(system.available)) + " free";
+            figures.push_back({printable(system.mountPoint) + " " + free, Role::dim});
+        }
+        if (picture.facts->uptime) figures.push_back({"up " + uptimeText(*picture.facts->uptime), Role::dim});
+        if (picture.facts->loadAverages) {
+            figures.push_back({"load average " + averagesText(*picture.facts->loadAverages), Role::dim});
+        }
+    }
     figures.push_back({"graphs of " + spanText(graphs), Role::dim});
     if (hasLoad) figures.push_back({"load " + percentText(snapshot.load.value)});
+    if (picture.choices.isPaused) figures.push_back({"paused", Role::warning});
     figures.push_back({timeText(snapshot.timestamp, settings.use24Hour())});
     return figures;
 }
@@ -188,19 +196,87 @@ void putHeader(Screen& screen, const Picture& picture, const std::vector<Figure>
 
 void putFooter(Screen& screen, const Layout& layout, const Picture& picture) {
     const std::size_t row = screen.size().rows - 1;
-    screen.put(row, 0, "q", Role::title);
-    screen.put(row, 2, "quit", Role::dim);
+    std::size_t column = 0;
+    const auto put = [&](std::string_view key, std::string_view meaning, Role role = Role::dim) {
+        screen.put(row, column, key, Role::title);
+        screen.put(row, column + columnsOf(key) + 1, meaning, role);
+        column += columnsOf(key) + columnsOf(meaning) + 3;
+    };
+    put("q", "quit");
+    put("?", "help");
     if (layout.rankings.empty() || layout.rankings.size() >= categories) return;
-    screen.put(row, 9, "←→", Role::title);
-    screen.put(row, 12, "rankings", Role::dim);
-    std::size_t column = 23;
     for (std::size_t i = 0; i < categories; ++i) {
-        const bool isShown = (i + categories - picture.firstRanking) % categories < layout.rankings.size();
-        const std::string_view title = rankingTitle(order[i]);
-        screen.put(row, column, std::to_string(i + 1), Role::title);
-        screen.put(row, column + 2, title, isShown ? Role::plain : Role::dim);
-        column += title.size() + 4;
+        const bool isShown = (i + categories - picture.choices.firstRanking) % categories < layout.rankings.size();
+        put(std::to_string(i + 1), rankingTitle(categoryAt(i)), isShown ? Role::plain : Role::dim);
     }
+}
+
+constexpr std::size_t widestBox = 76;
+
+/// A frame in the middle of the screen with lines in it, what is behind it hidden; lines that are too long are broken.
+void putBox(Screen& screen, std::string_view title, const std::vector<Figure>& lines) {
+    const Size size = screen.size();
+    const std::size_t columns = std::min(widestBox, size.columns);
+    if (columns < 8 || size.rows < 3) return;
+    std::vector<Figure> rows;
+    for (const Figure& line : lines) {
+        std::string rest = line.text;
+        do {
+            rows.push_back({std::string(beginningOf(rest, columns - 4)), line.role});
+            rest.erase(0, rows.back().text.size());
+        } while (!rest.empty());
+    }
+    rows.resize(std::min(rows.size(), size.rows - 2));
+    const Rectangle box{(size.columns - columns) / 2, (size.rows - rows.size() - 2) / 2, columns, rows.size() + 2};
+    std::string rule;
+    for (std::size_t i = 2; i < columns; ++i) rule += "─";
+    screen.put(box.row, box.column, "┌" + rule + "┐", Role::dim);
+    screen.put(box.row, box.column + 2, " " + std::string(title) + " ", Role::title);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        screen.put(box.row + 1 + i, box.column, "│ ", Role::dim);
+        screen.put(box.row + 1 + i, box.column + 2, fitted(rows[i].text, columns - 4), rows[i].role);
+        screen.put(box.row + 1 + i, box.column + columns - 2, " │", Role::dim);
+    }
+    screen.put(box.row + box.rows - 1, box.column, "└" + rule + "┘", Role::dim);
+}
+
+void putHelp(Screen& screen) {
+    putBox(screen, "zephlon watch",
+           {{"1 to 6, ←→, Tab   the rankings"},
+            {"↑↓                an entry of the first one shown"},
+            {"Enter             its command line and user; k asks it to end"},
+            {"s                 the rankings by value, by name, by PID"},
+            {"p, blank          pause, and go on"},
+            {"+ -               slower, faster; graphs then begin anew"},
+            {"Ctrl-L            draw anew"},
+            {"q                 quit"},
+            {""},
+            {"P, E and C are processors: fast, efficient, of one kind.", Role::dim},
+            {"Any key returns.", Role::dim}});
+}
+
+void putInspection(Screen& screen, const Inspection& inspection) {
+    std::vector<Figure> lines{{"PID " + std::to_string(inspection.process.pid)}};
+    if (inspection.facts) {
+        lines[0].text += " of " + printable(inspection.facts->user);
+        const Size size = screen.size();
+        const std::size_t columns = std::min(widestBox, size.columns) - std::min<std::size_t>(size.columns, 4);
+        const std::size_t most = columns * (size.rows > 8 ? size.rows - 8 : 1);  // what follows it must be seen
+        const std::string command = printable(inspection.facts->command);
+        lines.push_back({columnsOf(command) > most ? fitted(command, most) : command});
+    } else {
+        lines.push_back({"Nothing more is known of it here.", Role::dim});
+    }
+    lines.push_back({""});
+    if (!inspection.outcome.empty()) lines.push_back({printable(inspection.outcome), Role::warning});
+    if (inspection.isAsking) {
+        lines.push_back({"Ask it to end (SIGTERM)? y: yes, any other key: no", Role::critical});
+    } else if (inspection.facts && inspection.outcome.empty()) {
+        lines.push_back({"k asks it to end; any other key returns.", Role::dim});
+    } else {
+        lines.push_back({"Any key returns.", Role::dim});
+    }
+    putBox(screen, printable(inspection.process.name), lines);
 }
 
 }  // namespace
@@ -211,6 +287,7 @@ void draw(Screen& screen, const Picture& picture, const SettingsStore& settings)
         putHeader(screen, picture, {});
         const std::string_view text = picture.problem.empty() ? "asking the helper …" : "waiting for the helper …";
         screen.put(screen.size().rows / 2, 1, text, Role::dim);
+        if (picture.choices.showsHelp) putHelp(screen);
         return screen.show();
     }
     const std::vector<Panel> panels = panelsFor(*picture.reply, picture.history, settings);
@@ -220,12 +297,12 @@ void draw(Screen& screen, const Picture& picture, const SettingsStore& settings)
     const bool hasLoad = layout.panels.size() < panels.size();  // its panel is among the last
     putHeader(screen, picture, headerFigures(picture, picture.interval * slots, hasLoad, settings));
     for (std::size_t i = 0; i < layout.panels.size(); ++i) putPanel(screen, layout.panels[i], panels[i], picture);
-    const bool hasPids = !layout.rankings.empty() && layout.rankings[0].columns >= leastColumnsWithPids;
     for (std::size_t i = 0; i < layout.rankings.size(); ++i) {
-        const ProcessCategory category = order[(picture.firstRanking + i) % categories];
-        putRanking(screen, layout.rankings[i], category, hasPids, picture);
+        putRanking(screen, layout.rankings[i], (picture.choices.firstRanking + i) % categories, picture);
     }
     if (layout.hasFooter) putFooter(screen, layout, picture);
+    if (picture.choices.inspection) putInspection(screen, *picture.choices.inspection);
+    if (picture.choices.showsHelp) putHelp(screen);
     screen.show();
 }
 

@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 
+#include "Client/ThisMachine.h"
+#include "Client/Watch/Controls.h"
 #include "Client/Watch/History.h"
 #include "Client/Watch/Panels.h"
 #include "Client/Watch/Screen.h"
@@ -13,12 +15,13 @@ namespace zqm {
 struct Picture {
     History history;
     std::optional<SnapshotReply> reply;  // the latest
+    std::optional<MachineFacts> facts;   // of the machine beside the sample
     bool isGraphicsCounted = false;      // by the cards' drivers, for their ranking; else it is an estimate
     std::string problem;                 // why there is no newer one; empty: there is
     Seconds silence{0};                  // since the latest
     std::string host;
-    Seconds interval{1};           // between two samples
-    std::size_t firstRanking = 0;  // where not all fit side by side
+    Seconds interval{1};  // between two samples
+    Choices choices;
 };
 
 /// Draws the picture as it fits on the screen, and sends it.

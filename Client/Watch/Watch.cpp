@@ -1,12 +1,15 @@
 #include "Client/Watch/Watch.h"
 
 #include <poll.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <system_error>
 
 #include "Client/Terminal.h"
 #include "Client/Units.h"
@@ -29,16 +32,17 @@ class Watch {
 public:
     Watch(std::uint16_t port, std::string_view root, const SettingsStore& settings, Signals& signals, Screen& screen)
         : settings_(settings),
-          interval_(std::clamp(settings.updateInterval(), 1.0, 3600.0)),
+          usualInterval_(std::clamp(settings.updateInterval(), 1.0, 3600.0)),
+          machine_(root),
           signals_(signals),
           feed_(port, root),
           screen_(screen) {
         picture_.host = hostName();
-        picture_.interval = interval_;
+        picture_.interval = usualInterval_;
     }
 
     void run() {
-        while (!isOver_) {
+        while (!picture_.choices.isOver) {
             startSlot();
             if (isChanged_) draw(screen_, picture_, settings_);
             isChanged_ = false;
@@ -49,12 +53,36 @@ public:
 private:
     enum Source : std::size_t { keyboard, events, answers };
 
+    /// The processes of this machine, asked on the main thread: a person waits for the answer to a key.
+    class Actions final : public ProcessActions {
+    public:
+        Actions(ThisMachine& machine, const std::optional<SnapshotReply>& reply) : machine_(machine), reply_(reply) {}
+        std::optional<ProcessFacts> look(std::int32_t pid) override {
+            MachineDetails* const details = reply_ ? machine_.detailsBeside(reply_->snapshot) : nullptr;
+            return details ? details->process(pid) : std::nullopt;
+        }
+        std::string end(std::int32_t pid, const ProcessFacts& facts) override {
+            const auto now = look(pid);
+            if (!now || now->startTime != facts.startTime) return "It has ended already.";
+            if (::kill(pid, SIGTERM) == 0) return "Asked to end.";
+            return "Cannot ask it: " + std::generic_category().message(errno) + ".";
+        }
+
+    private:
+        ThisMachine& machine_;
+        const std::optional<SnapshotReply>& reply_;
+    };
+
     Seconds sinceStart() const { return MonotonicClock::now() - start_; }
 
     /// Slots that passed without an answer become gaps, those too in which the process was stopped.
     void startSlot() {
-        const auto slot = static_cast<std::size_t>(sinceStart() / interval_);
+        const auto slot = static_cast<std::size_t>(sinceStart() / picture_.interval);
         if (slot < nextSlot_) return;
+        if (picture_.choices.isPaused) {
+            nextSlot_ = slot + 1;
+            return;
+        }
         const std::size_t missing = slot - std::min(slot, picture_.history.size());
         for (std::size_t i = 0; i < missing; ++i) picture_.history.addGap();
         nextSlot_ = slot + 1;
@@ -66,7 +94,7 @@ private:
         sources[keyboard] = {STDIN_FILENO, POLLIN, 0};
         sources[events] = {signals_.descriptor(), POLLIN, 0};
         sources[answers] = {feed_.descriptor(), POLLIN, 0};
-        const Seconds left = interval_ * static_cast<double>(nextSlot_) - sinceStart();
+        const Seconds left = picture_.interval * static_cast<double>(nextSlot_) - sinceStart();
         ::poll(sources.data(), sources.size(), static_cast<int>(std::max(0.0, left.count()) * 1000) + 1);
         if (sources[answers].revents != 0) takeAnswer();
         if (sources[keyboard].revents != 0) takeKeys((sources[keyboard].revents & POLLIN) != 0);
@@ -75,7 +103,7 @@ private:
 
     void takeAnswer() {
         auto answer = feed_.take();
-        if (!answer) return;
+        if (!answer || picture_.choices.isPaused) return;
         isChanged_ = true;
         if (auto* error = std::get_if<HelperError>(&*answer)) {
             picture_.problem = error->message;
@@ -85,9 +113,10 @@ private:
         picture_.problem.clear();
         auto& sight = std::get<SnapshotFeed::Sight>(*answer);
         picture_.reply = std::move(sight.reply);
+        picture_.facts = std::move(sight.facts);
         picture_.isGraphicsCounted = sight.isGraphicsCounted;
         latest_ = sinceStart();
-        const auto age = ageIfOld(picture_.reply->snapshot, interval_, wallTimeNow());
+        const auto age = ageIfOld(picture_.reply->snapshot, usualInterval_, wallTimeNow());
         if (!age) return picture_.history.add(picture_.reply->snapshot);
         picture_.problem = "the helper takes no new sample";
         picture_.silence = *age;
@@ -95,26 +124,34 @@ private:
     }
 
     void takeKeys(bool areReadable) {
-        auto press = screen_.key();
-        isOver_ = isOver_ || !areReadable || !press;  // the terminal is gone
-        for (; press; press = screen_.key()) {
+        auto key = screen_.key();
+        if (!areReadable || !key) picture_.choices.isOver = true;  // the terminal is gone
+        Actions actions(machine_, picture_.reply);
+        for (; key; key = screen_.key()) {
             isChanged_ = true;
-            if (press->key == Key::quit) isOver_ = true;
-            if (press->key == Key::next) turnRankings(1);
-            if (press->key == Key::previous) turnRankings(categories - 1);
-            if (press->key == Key::digit && press->digit <= categories) picture_.firstRanking = press->digit - 1;
-            if (press->key == Key::redraw) screen_.resume();
+            if (key->key == Key::redraw) screen_.resume();
+            press(*key, picture_.reply ? &*picture_.reply : nullptr, actions, picture_.choices);
         }
+        const Seconds interval = usualInterval_ * static_cast<double>(picture_.choices.pace);
+        if (interval != picture_.interval) beginAnew(interval);
     }
 
-    void turnRankings(std::size_t by) { picture_.firstRanking = (picture_.firstRanking + by) % categories; }
+    /// Slots of another length have histories of their own.
+    void beginAnew(Seconds interval) {
+        picture_.interval = interval;
+        picture_.history = {};
+        if (picture_.reply) picture_.history.add(picture_.reply->snapshot);
+        start_ = MonotonicClock::now();
+        latest_ = Seconds(0);
+        nextSlot_ = 1;
+    }
 
     void takeSignals() {
         while (const auto event = signals_.next()) {
             isChanged_ = true;
             switch (*event) {
                 case Signals::Event::end:
-                    isOver_ = true;
+                    picture_.choices.isOver = true;
                     break;
                 case Signals::Event::resize:
                     screen_.resize();
@@ -130,16 +167,14 @@ private:
         }
     }
 
-    static constexpr std::size_t categories = allCases<ProcessCategory>().size();
-
     const SettingsStore& settings_;
-    const Seconds interval_;
-    const MonotonicClock::time_point start_ = MonotonicClock::now();
+    const Seconds usualInterval_;
+    ThisMachine machine_;
+    MonotonicClock::time_point start_ = MonotonicClock::now();
     std::size_t nextSlot_ = 0;
     Seconds latest_{0};  // when the latest sample came
     Picture picture_;
     bool isChanged_ = true;
-    bool isOver_ = false;
     Signals& signals_;
     SnapshotFeed feed_;
     Screen& screen_;

@@ -25,6 +25,13 @@ struct GraphicsUser {
     std::vector<EngineUse> engines;
 };
 
+/// What a person asks of one process.
+struct ProcessFacts {
+    std::uint64_t startTime = 0;  // with the pid it identifies the process for ever
+    std::string user;             // the name, else the number
+    std::string command;          // the arguments with blanks between them; of one without, its name in brackets
+};
+
 /// A file system on a drive of the machine, bytes.
 struct FileSystem {
     std::string mountPoint;  // one of them, the topmost
@@ -44,6 +51,9 @@ public:
     virtual ~MachineDetails() = default;
     /// Of the processes that this user may look into, those whose cards' drivers count; empty: no driver does.
     virtual std::vector<GraphicsUser> graphicsUsers() = 0;
+    virtual bool isRunning(std::int32_t pid) = 0;
+    /// nullopt when there is no such process, or it may not be seen.
+    virtual std::optional<ProcessFacts> process(std::int32_t pid) = 0;
     /// Those on drives; not those of other machines, which may be away.
     virtual std::vector<FileSystem> fileSystems() = 0;
     /// Processes that run or wait to, on average over 1, 5 and 15 minutes.

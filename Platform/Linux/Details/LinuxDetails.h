@@ -13,6 +13,8 @@ public:
     LinuxDetails(const RootDirectory& root, Clock& clock) : root_(root), graphicsUsers_(root, clock) {}
 
     std::vector<GraphicsUser> graphicsUsers() override { return graphicsUsers_.read(); }
+    bool isRunning(std::int32_t pid) override { return root_.exists("/proc/" + std::to_string(pid)); }
+    std::optional<ProcessFacts> process(std::int32_t pid) override;
     std::vector<FileSystem> fileSystems() override { return readFileSystems(root_); }
     std::optional<std::array<double, 3>> loadAverages() override;
     std::optional<Seconds> uptime() override;
