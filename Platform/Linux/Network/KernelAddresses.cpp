@@ -6,7 +6,6 @@
 #include <sys/socket.h>
 
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -24,15 +23,16 @@ std::optional<std::uint32_t> addressOf(const rtattr* part) {
 
 /// Calls `take` with each attribute of a message that begins with a `Header`.
 template <class Header, class Take>
-void forEachAttribute(const nlmsghdr* message, Take take) {
-    const auto* header = static_cast<const char*>(NLMSG_DATA(message));
-    auto rest = static_cast<int>(message->nlmsg_len - NLMSG_SPACE(sizeof(Header)));
+void forEachAttribute(const nlmsghdr& message, Take take) {
+    const auto* header = static_cast<const char*>(NLMSG_DATA(&message));
+    auto rest = static_cast<int>(message.nlmsg_len - NLMSG_SPACE(sizeof(Header)));
     const auto* part = reinterpret_cast<const rtattr*>(header + NLMSG_ALIGN(sizeof(Header)));
     for (; RTA_OK(part, rest); part = RTA_NEXT(part, rest)) take(part);
 }
 
-std::optional<KernelAddress> parseAddress(const nlmsghdr* message) {
-    const auto* description = static_cast<const ifaddrmsg*>(NLMSG_DATA(message));
+std::optional<KernelAddress> parseAddress(const nlmsghdr& message) {
+    const auto description = recordOf<ifaddrmsg>(message);
+    if (message.nlmsg_type != RTM_NEWADDR || !description) return std::nullopt;
     if (description->ifa_family != AF_INET || description->ifa_flags & IFA_F_SECONDARY) return std::nullopt;
     KernelAddress address;
     bool hasAddress = false;
@@ -50,8 +50,9 @@ std::optional<KernelAddress> parseAddress(const nlmsghdr* message) {
     return hasAddress ? std::optional(std::move(address)) : std::nullopt;
 }
 
-std::optional<KernelAddress> parseRoute(const nlmsghdr* message) {
-    if (static_cast<const rtmsg*>(NLMSG_DATA(message))->rtm_type != RTN_UNICAST) return std::nullopt;
+std::optional<KernelAddress> parseRoute(const nlmsghdr& message) {
+    const auto route = recordOf<rtmsg>(message);
+    if (message.nlmsg_type != RTM_NEWROUTE || !route || route->rtm_type != RTN_UNICAST) return std::nullopt;
     KernelAddress address;
     forEachAttribute<rtmsg>(message, [&](const rtattr* part) {
         std::array<char, IF_NAMESIZE> name{};
@@ -72,12 +73,9 @@ std::optional<std::vector<KernelAddress>> KernelAddresses::list() {
     ifaddrmsg question{};
     question.ifa_family = AF_INET;
     std::vector<KernelAddress> addresses;
-    const bool isWhole = send(RTM_GETADDR, NLM_F_DUMP, question) && receive([&](const nlmsghdr* message) {
-                             if (message->nlmsg_type != RTM_NEWADDR) return;
-                             if (message->nlmsg_len < NLMSG_LENGTH(sizeof(ifaddrmsg))) return;
-                             if (auto address = parseAddress(message)) addresses.push_back(*std::move(address));
-                         });
-    if (!isWhole) socket_.reset();  // with whatever was still to come
+    const bool isWhole = kernel_.ask(RTM_GETADDR, NLM_F_DUMP, question, [&](const nlmsghdr& message) {
+        if (auto address = parseAddress(message)) addresses.push_back(*std::move(address));
+    });
     return isWhole ? std::optional(std::move(addresses)) : std::nullopt;
 }
 
@@ -95,51 +93,10 @@ std::optional<KernelAddress> KernelAddresses::leadingOut() {
     question.address = htonl(somewhere);
     std::optional<KernelAddress> found;
     // With an acknowledgement, so that the answer has an end as a dump's has.
-    const bool isWhole = send(RTM_GETROUTE, NLM_F_ACK, question) && receive([&](const nlmsghdr* message) {
-                             if (message->nlmsg_type != RTM_NEWROUTE) return;
-                             if (message->nlmsg_len >= NLMSG_LENGTH(sizeof(rtmsg))) found = parseRoute(message);
-                         });
-    if (!isWhole) socket_.reset();
+    const bool isWhole = kernel_.ask(RTM_GETROUTE, NLM_F_ACK, question, [&](const nlmsghdr& message) {
+        if (auto address = parseRoute(message)) found = std::move(address);
+    });
     return isWhole ? found : std::nullopt;
-}
-
-template <class Message>
-bool KernelAddresses::send(std::uint16_t type, std::uint16_t flags, const Message& message) {
-    if (!socket_) socket_.reset(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
-    struct {
-        nlmsghdr header;
-        Message message;
-    } request{};
-    request.header.nlmsg_len = sizeof request;
-    request.header.nlmsg_type = type;
-    request.header.nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | flags);
-    request.header.nlmsg_seq = ++sequence_;
-    request.message = message;
-    return socket_ &&
-           ::send(socket_.get(), &request, sizeof request, MSG_DONTWAIT) == static_cast<ssize_t>(sizeof request);
-}
-
-/// Calls `take` with each message of the answer; false when it breaks off. The kernel has the next piece ready before
-/// it hands one out: nothing is ever waited for.
-template <class Take>
-bool KernelAddresses::receive(Take take) {
-    alignas(nlmsghdr) std::array<char, 32768> buffer;  // the kernel makes no larger pieces
-    while (true) {
-        const ssize_t size = ::recv(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
-        if (size < 0 && errno == EINTR) continue;
-        if (size <= 0) return false;
-        auto rest = static_cast<std::uint32_t>(size);
-        const auto* message = reinterpret_cast<const nlmsghdr*>(buffer.data());
-        for (; NLMSG_OK(message, rest); message = NLMSG_NEXT(message, rest)) {
-            if (message->nlmsg_seq != sequence_) continue;
-            if (message->nlmsg_type == NLMSG_DONE) return true;
-            if (message->nlmsg_type == NLMSG_ERROR) {  // an error of 0 is an acknowledgement
-                const auto* answer = static_cast<const nlmsgerr*>(NLMSG_DATA(message));
-                return message->nlmsg_len >= NLMSG_LENGTH(sizeof *answer) && answer->error == 0;
-            }
-            take(message);
-        }
-    }
 }
 
 }  // namespace zqm

@@ -3,10 +3,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "Platform/Posix/Descriptor.h"
+#include "Platform/Linux/Kernel/Netlink.h"
 
 namespace zqm {
 
@@ -27,13 +26,7 @@ public:
     std::optional<KernelAddress> leadingOut();
 
 private:
-    template <class Message>
-    bool send(std::uint16_t type, std::uint16_t flags, const Message& message);
-    template <class Take>
-    bool receive(Take take);
-
-    Descriptor socket_;  // kept open
-    std::uint32_t sequence_ = 0;
+    Netlink kernel_{NETLINK_ROUTE};
 };
 
 }  // namespace zqm

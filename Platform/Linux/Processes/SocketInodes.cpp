@@ -2,14 +2,12 @@
 
 #include <fcntl.h>
 #include <linux/inet_diag.h>
-#include <linux/netlink.h>
 #include <linux/sock_diag.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -21,8 +19,6 @@
 namespace zqm {
 namespace {
 
-constexpr std::size_t bufferSize = std::size_t{64} << 10;
-
 using Inodes = std::vector<std::uint64_t>;
 
 /// Sockets without an inode belong to no process any more: those that linger after being closed.
@@ -30,86 +26,29 @@ void addInode(Inodes& inodes, std::uint64_t inode) {
     if (inode != 0) inodes.push_back(inode);
 }
 
-// The kernel's dumps. A record costs it a fraction of a line of text, and its text of UDP sockets is searched from the
-// beginning again for every page of it.
-
-Descriptor openDumps() {
-    Descriptor socket(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
-    const timeval patience{.tv_sec = 1, .tv_usec = 0};
-    if (socket) ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    return socket;
-}
-
-constexpr unsigned timeWait = 6;  // as the kernel numbers the states of TCP
-constexpr std::uint32_t wantedStates = ~(1U << timeWait);
-
+/// Asks for one dump of sockets in all states in which they have a process and a place in the kernel's tables.
 template <class Question>
-bool requestDump(int socket, std::uint16_t type, const Question& question) {
-    struct {
-        nlmsghdr header;
-        Question question;
-    } request{};
-    request.header.nlmsg_len = sizeof request;
-    request.header.nlmsg_type = type;
-    request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-    request.question = question;
-    return ::send(socket, &request, sizeof request, 0) == static_cast<ssize_t>(sizeof request);
+bool takeDump(Netlink& kernel, std::uint16_t type, Question question, Inodes& inodes) {
+    constexpr unsigned timeWait = 6, boundInactive = 13;  // as the kernel numbers the states of TCP
+    question.idiag_states = ~(1U << timeWait | 1U << boundInactive);
+    return kernel.ask(type, NLM_F_DUMP, question, [&](const nlmsghdr& message) {
+        if (const auto socket = recordOf<inet_diag_msg>(message)) addInode(inodes, socket->idiag_inode);
+    });
 }
 
-/// By the older of the two questions, which is about both families at once. The kernel walks its whole table for each
-/// dump, and that has its length from the machine's memory, not from the number of sockets.
-bool requestTcp(int socket) {
-    inet_diag_req question{};
-    question.idiag_family = AF_INET;
-    question.idiag_states = wantedStates;
-    return requestDump(socket, TCPDIAG_GETSOCK, question);
-}
-
-bool requestUdp(int socket, std::uint8_t family) {
-    inet_diag_req_v2 question{};
-    question.sdiag_family = family;
-    question.sdiag_protocol = IPPROTO_UDP;
-    question.idiag_states = wantedStates;
-    return requestDump(socket, SOCK_DIAG_BY_FAMILY, question);
-}
-
-enum class Dump { goesOn, complete, failed };
-
-/// What one datagram of an answer holds.
-Dump takeAnswer(std::string_view answer, Inodes& inodes) {
-    while (answer.size() >= sizeof(nlmsghdr)) {
-        nlmsghdr header;
-        std::memcpy(&header, answer.data(), sizeof header);
-        if (header.nlmsg_len < sizeof header || header.nlmsg_len > answer.size()) return Dump::failed;
-        if (header.nlmsg_type == NLMSG_DONE) return Dump::complete;
-        if (header.nlmsg_type == NLMSG_ERROR) return Dump::failed;
-        const bool isSocket = header.nlmsg_type == SOCK_DIAG_BY_FAMILY || header.nlmsg_type == TCPDIAG_GETSOCK;
-        if (isSocket && header.nlmsg_len >= NLMSG_LENGTH(sizeof(inet_diag_msg))) {
-            inet_diag_msg socket;
-            std::memcpy(&socket, answer.data() + NLMSG_HDRLEN, sizeof socket);
-            addInode(inodes, socket.idiag_inode);
-        }
-        answer.remove_prefix(std::min<std::size_t>(NLMSG_ALIGN(header.nlmsg_len), answer.size()));
-    }
-    return Dump::goesOn;
-}
-
-bool takeDump(int socket, std::vector<char>& buffer, Inodes& inodes) {
-    Dump state = Dump::goesOn;
-    while (state == Dump::goesOn) {
-        const ssize_t count = ::recv(socket, buffer.data(), buffer.size(), 0);
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return false;
-        state = takeAnswer({buffer.data(), static_cast<std::size_t>(count)}, inodes);
-    }
-    return state == Dump::complete;
-}
-
-bool readDumps(int socket, Inodes& inodes) {
-    std::vector<char> buffer(bufferSize);
-    if (!requestTcp(socket) || !takeDump(socket, buffer, inodes)) return false;
+/// A record of a dump costs the kernel a fraction of a line of text, and its text of UDP sockets is searched from the
+/// beginning again for every page of it. TCP by the older of the two questions, which is about both families at once:
+/// the kernel walks its whole table for each dump, and that has its length from the machine's memory, not from the
+/// number of sockets.
+bool takeDumps(Netlink& kernel, Inodes& inodes) {
+    inet_diag_req tcp{};
+    tcp.idiag_family = AF_INET;
+    if (!takeDump(kernel, TCPDIAG_GETSOCK, tcp, inodes)) return false;
     for (const std::uint8_t family : {AF_INET, AF_INET6}) {
-        if (!requestUdp(socket, family) || !takeDump(socket, buffer, inodes)) return false;
+        inet_diag_req_v2 udp{};
+        udp.sdiag_family = family;
+        udp.sdiag_protocol = IPPROTO_UDP;
+        if (!takeDump(kernel, SOCK_DIAG_BY_FAMILY, udp, inodes)) return false;
     }
     return true;
 }
@@ -137,14 +76,15 @@ bool takeTable(int file, std::vector<char>& buffer, Inodes& inodes) {
 }  // namespace
 
 bool SocketInodes::read() {
+    constexpr unsigned readingsByTables = 30;  // a minute's: the kernel may look for a module whenever it is asked
     inodes_.clear();
-    if (asksKernel_) {
-        const Descriptor socket = openDumps();
-        if (!socket && (errno == EMFILE || errno == ENFILE)) return false;  // will pass; the tables need one as well
-        asksKernel_ = socket && readDumps(socket.get(), inodes_);
-        if (!asksKernel_) inodes_.clear();
+    const bool asks = isThisMachine_ && byTables_ == 0;
+    const bool hasDumps = asks && takeDumps(kernel_, inodes_);
+    if (!hasDumps) {
+        byTables_ = asks ? readingsByTables : byTables_ - std::min(byTables_, 1U);
+        inodes_.clear();
+        if (!readTables()) return false;
     }
-    if (!asksKernel_ && !readTables()) return false;
     std::sort(inodes_.begin(), inodes_.end());
     return true;
 }
@@ -155,7 +95,7 @@ bool SocketInodes::contains(std::uint64_t inode) const {
 
 /// A table that does not exist (IPv6 switched off) has no sockets; without any the read has failed.
 bool SocketInodes::readTables() {
-    std::vector<char> buffer(bufferSize);
+    std::vector<char> buffer(std::size_t{64} << 10);
     bool any = false;
     for (const std::string_view table : {"tcp", "tcp6", "udp", "udp6"}) {
         const std::string path = root_.path("/proc/net/").append(table);

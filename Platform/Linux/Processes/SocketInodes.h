@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
+#include "Platform/Linux/Kernel/Netlink.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
 
 namespace zqm {
@@ -11,10 +11,10 @@ namespace zqm {
 /// The inode numbers of the TCP and UDP sockets in this process's network namespace. One thread at a time.
 class SocketInodes {
 public:
-    explicit SocketInodes(const RootDirectory& root) : root_(root), asksKernel_(root.path("").empty()) {}
+    explicit SocketInodes(const RootDirectory& root) : root_(root), isThisMachine_(root.path("").empty()) {}
 
-    /// Takes all of them anew: on this machine from the kernel's socket dumps, where those are refused and below
-    /// another root from /proc/net. False when neither can be read.
+    /// Takes all of them anew: on this machine from the kernel's socket dumps; for a minute after one of those failed,
+    /// and below another root, from /proc/net. False when that cannot be read.
     bool read();
     bool contains(std::uint64_t inode) const;
 
@@ -22,7 +22,9 @@ private:
     bool readTables();
 
     const RootDirectory& root_;
-    bool asksKernel_;
+    const bool isThisMachine_;
+    Netlink kernel_{NETLINK_SOCK_DIAG};
+    unsigned byTables_ = 0;              // readings to come before the dumps are asked for again
     std::vector<std::uint64_t> inodes_;  // ascending after a successful read
 };
 
