@@ -19,6 +19,7 @@ struct ProcessRow {
 /// How many internet sockets a process holds open.
 struct SocketOwner {
     std::int32_t pid = 0;
+    std::uint64_t startTime = 0;  // of the process, where the platform's rows have one
     std::string name;
     std::uint64_t sockets = 0;
 };

@@ -10,16 +10,14 @@ namespace zqm {
 
 /// The `count` rows of the table with the largest values, larger first, equal ones in the table's order. The rows stay
 /// where they are: a table may hold ten thousand.
-template <class Value>
-std::vector<const ProcessRow*> largest(const std::vector<ProcessRow>& table, std::size_t count,
-                                       Value ProcessRow::*value) {
-    std::vector<const ProcessRow*> rows(table.size());
-    std::transform(table.begin(), table.end(), rows.begin(), [](const ProcessRow& row) { return &row; });
+template <class Row, class Value>
+std::vector<const Row*> largest(const std::vector<Row>& table, std::size_t count, Value Row::*value) {
+    std::vector<const Row*> rows(table.size());
+    std::transform(table.begin(), table.end(), rows.begin(), [](const Row& row) { return &row; });
     count = std::min(count, rows.size());
-    std::partial_sort(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(count), rows.end(),
-                      [value](const ProcessRow* a, const ProcessRow* b) {
-                          return a->*value != b->*value ? a->*value > b->*value : a < b;
-                      });
+    std::partial_sort(
+        rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(count), rows.end(),
+        [value](const Row* a, const Row* b) { return a->*value != b->*value ? a->*value > b->*value : a < b; });
     rows.resize(count);
     return rows;
 }

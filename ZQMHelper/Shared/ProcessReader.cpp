@@ -162,10 +162,12 @@ ProcessReader::Ranking ProcessReader::topDisk(const Rows& busiest) {
 
 ProcessReader::Ranking ProcessReader::lsofConnections() {
     Ranking ranking;
-    for (SocketOwner& owner : socketOwners()) {
-        ranking.push_back({owner.pid, std::move(owner.name), static_cast<double>(owner.sockets)});
+    const auto owners = socketOwners();
+    for (const SocketOwner* owner : largest(owners, rankingLength, &SocketOwner::sockets)) {
+        const ProcessRow row{.pid = owner->pid, .startTime = owner->startTime, .name = owner->name};
+        ranking.push_back(entry(row, static_cast<double>(owner->sockets)));
     }
-    return ranked(std::move(ranking), rankingLength);
+    return ranking;
 }
 
 void ProcessReader::store(ProcessCategory category, Ranking ranking) {

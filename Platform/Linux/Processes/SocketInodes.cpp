@@ -78,7 +78,7 @@ bool takeTable(int file, std::vector<char>& buffer, Inodes& inodes) {
 bool SocketInodes::read() {
     constexpr unsigned readingsByTables = 30;  // a minute's: the kernel may look for a module whenever it is asked
     inodes_.clear();
-    const bool asks = isThisMachine_ && byTables_ == 0;
+    const bool asks = root_.isThisMachine() && byTables_ == 0;
     const bool hasDumps = asks && takeDumps(kernel_, inodes_);
     if (!hasDumps) {
         byTables_ = asks ? readingsByTables : byTables_ - std::min(byTables_, 1U);

@@ -11,7 +11,7 @@ namespace zqm {
 /// The inode numbers of the TCP and UDP sockets in this process's network namespace. One thread at a time.
 class SocketInodes {
 public:
-    explicit SocketInodes(const RootDirectory& root) : root_(root), isThisMachine_(root.path("").empty()) {}
+    explicit SocketInodes(const RootDirectory& root) : root_(root) {}
 
     /// Takes all of them anew: on this machine from the kernel's socket dumps; for a minute after one of those failed,
     /// and below another root, from /proc/net. False when that cannot be read.
@@ -22,7 +22,6 @@ private:
     bool readTables();
 
     const RootDirectory& root_;
-    const bool isThisMachine_;
     Netlink kernel_{NETLINK_SOCK_DIAG};
     unsigned byTables_ = 0;              // readings to come before the dumps are asked for again
     std::vector<std::uint64_t> inodes_;  // ascending after a successful read
