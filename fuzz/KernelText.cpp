@@ -67,11 +67,12 @@ void checkProxy(std::string_view text) {
     require(proxy->host.find_first_of("/@[] ") == proxy->host.npos, "the host is nothing but a host");
 }
 
-/// The text up to a line feed as the name that was cut, the rest as the arguments.
+/// The text up to a line feed as the name that was cut, the rest as the arguments and as the executable's path.
 void checkName(std::string_view text) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     const auto cut = text.substr(0, end);
-    require(completeProcessName(cut, text.substr(end)).starts_with(cut), "a name keeps its beginning");
+    require(completeProcessName(cut, text.substr(end), text.substr(end)).starts_with(cut),
+            "a name keeps its beginning");
 }
 
 void checkLines(std::string_view text) {

@@ -165,18 +165,21 @@ TEST_F(LinuxProcessTest, ThisMachineShowsThisProcess) {
     EXPECT_FALSE(realTable.known().find(child));
 }
 
-TEST(ProcessNames, AreCompletedFromTheArguments) {
+TEST(ProcessNames, AreCompletedFromTheArgumentsOrTheExecutable) {
     using namespace std::string_literals;
-    for (const auto& [cut, arguments, full] : std::initializer_list<std::array<std::string, 3>>{
-             {"chromium-browse", "/usr/lib/chromium-browser/chromium-browser\0--type=a\0"s, "chromium-browser"},
-             {"chromium-browse", "/usr/lib/chromium-browser --dir=/tmp/chromium-browse2\0"s, "chromium-browser"},
-             {"gunicorn: maste", "gunicorn: master [app]    \0\0\0\0"s, "gunicorn: master [app]"},
-             {"networkd-dispat", "/usr/bin/python3\0-u\0/usr/bin/networkd-dispatcher\0-r\0"s, "networkd-dispatcher"},
-             {"networkd-dispat", "/usr/bin/python3\0other\0networkd-dispatcher\0"s, "networkd-dispat"},
-             {"kernel-thread-1", "", "kernel-thread-1"},
-             {"aaaaaaaaaaaaaaa", std::string(255, 'a'), std::string(255, 'a')},
-             {"aaaaaaaaaaaaaaa", std::string(256, 'a'), "aaaaaaaaaaaaaaa"}}) {
-        EXPECT_EQ(completeProcessName(cut, arguments), full);
+    for (const auto& [cut, arguments, executable, full] : std::initializer_list<std::array<std::string, 4>>{
+             {"chromium-browse", "/usr/lib/chromium-browser/chromium-browser\0--type=a\0"s, "", "chromium-browser"},
+             {"chromium-browse", "/usr/lib/chromium-browser --dir=/tmp/chromium-browse2\0"s, "", "chromium-browser"},
+             {"chromium-browse", "/opt/a -b/chromium-browser\0--type=a\0"s, "/x", "chromium-browser"},
+             {"chromium-browse", "\0--type=a\0"s, "/opt/a -b/chromium-browser (deleted)", "chromium-browser"},
+             {"a-shell-for-all", "-a-shell-for-all-users\0"s, "/bin/a-shell-for-all-users", "a-shell-for-all-users"},
+             {"gunicorn: maste", "gunicorn: master [app]    \0\0\0\0"s, "/bin/python3", "gunicorn: master [app]"},
+             {"networkd-dispat", "python3\0-u\0/usr/bin/networkd-dispatcher\0-r\0"s, "", "networkd-dispatcher"},
+             {"networkd-dispat", "/usr/bin/python3\0other\0networkd-dispatcher\0"s, "/bin/python3", "networkd-dispat"},
+             {"kernel-thread-1", "", "", "kernel-thread-1"},
+             {"aaaaaaaaaaaaaaa", std::string(255, 'a'), "", std::string(255, 'a')},
+             {"aaaaaaaaaaaaaaa", std::string(256, 'a'), "", "aaaaaaaaaaaaaaa"}}) {
+        EXPECT_EQ(completeProcessName(cut, arguments, executable), full);
     }
 }
 

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include "Platform/Linux/Processes/LinuxProcessTable.h"
 #include "Platform/Posix/Descriptor.h"
+#include "Platform/Posix/PosixClock.h"
 #include "tests/fakes/TemporaryTree.h"
 #include "tests/fakes/VirtualClock.h"
 
@@ -29,10 +32,10 @@ struct LinuxSocketTest : testing::Test {
         for (const std::uint64_t inode : inodes) text += line(inode);
         tree.write("proc/net/" + std::string(name), text);
     }
-    void addProcess(int pid, const std::vector<std::string>& links, int startTime = 5) {
+    void addProcess(int pid, const std::vector<std::string>& links, int startTime = 5, int ticks = 2) {
         const std::string directory = "proc/" + std::to_string(pid);
-        tree.write(directory + "/stat",
-                   "1 (p) S 1 1 1 1 1 1 1 1 1 1 2 2 2 2 2 2 2 2 " + std::to_string(startTime) + " 1 1 1\n");
+        tree.write(directory + "/stat", "1 (p) S 1 1 1 1 1 1 1 1 1 1 " + std::to_string(ticks) + " 2 2 2 2 2 2 2 " +
+                                            std::to_string(startTime) + " 1 1 1\n");
         tree.remove(directory + "/fd");
         std::filesystem::create_directories(tree.path(directory + "/fd"));
         int number = 0;
@@ -70,6 +73,7 @@ TEST_F(LinuxSocketTest, EveryDescriptorOfAnInternetSocketCounts) {
     EXPECT_EQ(counts(), "10 3, 12 1, ");
     addTable("tcp6", {});
     addProcess(13, {socket(101)});
+    for (int call = 0; call < 5; ++call) counts();  // until it is the turn of each
     EXPECT_EQ(counts(), "10 3, 13 1, ");
 }
 
@@ -94,15 +98,55 @@ TEST_F(LinuxSocketTest, TablesMayBeMalformedOrMissing) {
 TEST_F(LinuxSocketTest, WhatTakesTooLongIsSpreadOverCalls) {
     addTable("tcp", {1});
     EXPECT_EQ(counts(), "") << "the first call, which has more time";
-    const std::vector<std::string> five(5, socket(1));
-    for (int pid = 10; pid <= 13; ++pid) addProcess(pid, five);
-    clock.perLook = Seconds(0.003);  // seven looks a call
-    EXPECT_EQ(counts(), "10 5, ");
-    EXPECT_EQ(counts(), "10 5, 11 5, ");
-    addProcess(12, {socket(1)}, 6);  // another process in the middle of the visit
-    EXPECT_EQ(counts(), "10 5, 11 5, 12 1, 13 5, ");
-    addProcess(13, five, 6);  // the count does not carry over
-    EXPECT_EQ(counts(), "10 5, 11 5, 12 1, ");
+    addProcess(10, std::vector<std::string>(40, socket(1)));
+    addProcess(11, {socket(1)});
+    clock.perLook = Seconds(0.001);
+    EXPECT_EQ(counts(), "") << "15 of 40 descriptors";
+    EXPECT_EQ(counts(), "11 1, ") << "nobody waits for 10";
+    EXPECT_EQ(counts(), "11 1, ");
+    for (int call = 0; call < 3; ++call) counts();
+    EXPECT_EQ(counts(), "10 40, 11 1, ");
+    addProcess(10, std::vector<std::string>(40, socket(1)), 5, 3);
+    counts();
+    addProcess(10, {socket(1)}, 6);  // another process in the middle of the visit
+    EXPECT_EQ(counts(), "10 1, 11 1, ");
+}
+
+TEST_F(LinuxSocketTest, WhoSleepsIsLookedAtInTurn) {
+    addTable("tcp", {1});
+    for (int pid = 10; pid < 60; ++pid) addProcess(pid, {socket(2)});
+    EXPECT_EQ(counts(), "");
+    for (int pid = 10; pid < 60; ++pid) addProcess(pid, {socket(1)}, 5, pid == 58 ? 3 : 2);
+    addProcess(59, std::vector<std::string>(1000, socket(1)));  // a directory of another size on any file system
+    EXPECT_EQ(counts(), "13 1, 14 1, 15 1, 58 1, 59 1000, ");
+    for (int call = 2; call < 17; ++call) counts();
+    const auto all = counts();
+    EXPECT_EQ(std::count(all.begin(), all.end(), ','), 50);
+}
+
+TEST(SocketOwners, HaveThoseOfOtherNetworkNamespacesToo) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+    const Descriptor here(ends[0]), there(ends[1]);
+    const pid_t child = ::fork();
+    char byte = 0;
+    if (child == 0) {
+        const bool isElsewhere = ::unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0;
+        const Descriptor stream(::socket(AF_INET, SOCK_STREAM, 0)), datagram(::socket(AF_INET6, SOCK_DGRAM, 0));
+        const bool isTold = ::write(there.get(), isElsewhere ? "y" : "n", 1) == 1;
+        ::_exit(isTold && ::read(there.get(), &byte, 1) == 1 ? 0 : 1);
+    }
+    ASSERT_EQ(::read(here.get(), &byte, 1), 1);
+    PosixClock clock;
+    const RootDirectory root("/");
+    LinuxProcessTable table(root, clock);
+    const auto owners = table.socketOwners().value();
+    const auto owner = std::find_if(owners.begin(), owners.end(), [&](const auto& any) { return any.pid == child; });
+    EXPECT_EQ(::write(here.get(), &byte, 1), 1);
+    EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+    if (byte == 'n') GTEST_SKIP() << "this user may make no namespace";
+    ASSERT_NE(owner, owners.end());
+    EXPECT_EQ(owner->sockets, 2u);
 }
 
 TEST(SocketInodes, OfThisMachineHoldThoseOfThisProcess) {

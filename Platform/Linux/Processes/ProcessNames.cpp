@@ -1,6 +1,7 @@
 #include "Platform/Linux/Processes/ProcessNames.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -14,29 +15,40 @@ namespace {
 constexpr std::size_t longestKernelName = 15;
 constexpr std::size_t longestFileName = 255;
 
+std::string_view lastComponent(std::string_view path) {
+    return path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+}
+
 /// The last path component of an argument. A process that rewrites its title joins its options to it with spaces; they
 /// may hold paths of their own.
 std::string_view programName(std::string_view argument) {
-    const std::string_view path = argument.substr(0, argument.find(" -"));
-    const std::string_view name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
-    return name.substr(0, name.find_last_not_of(' ') + 1);           // titles are padded
+    const std::string_view name = lastComponent(argument.substr(0, argument.find(" -")));
+    return name.substr(0, name.find_last_not_of(' ') + 1);  // titles are padded
 }
 
-bool completes(std::string_view name, std::string_view cut) {
-    return name.starts_with(cut) && name.size() <= longestFileName;
+/// The script of an interpreter's arguments: the first that is no option.
+std::string_view scriptName(std::string_view arguments) {
+    while (!arguments.empty()) {
+        const std::string_view argument = takeUntil(arguments, '\0');
+        if (!argument.starts_with('-')) return lastComponent(argument);
+    }
+    return {};
+}
+
+/// The name of a file that may have been replaced since.
+std::string_view executableName(std::string_view path) {
+    constexpr std::string_view removed = " (deleted)";
+    if (path.ends_with(removed)) path.remove_suffix(removed.size());
+    return lastComponent(path);
 }
 
 }  // namespace
 
-std::string completeProcessName(std::string_view cut, std::string_view arguments) {
-    const std::string_view program = programName(takeUntil(arguments, '\0'));
-    if (completes(program, cut)) return std::string(program);
-    // A script bears its own name, while its arguments begin with the interpreter and its options.
-    while (!arguments.empty()) {
-        const std::string_view argument = takeUntil(arguments, '\0');
-        if (argument.starts_with('-')) continue;
-        const std::string_view script = argument.substr(argument.rfind('/') + 1);
-        return std::string(completes(script, cut) ? script : cut);
+std::string completeProcessName(std::string_view cut, std::string_view arguments, std::string_view executable) {
+    const std::string_view first = takeUntil(arguments, '\0');
+    for (const std::string_view name :
+         {programName(first), lastComponent(first), scriptName(arguments), executableName(executable)}) {
+        if (name.starts_with(cut) && name.size() <= longestFileName) return std::string(name);
     }
     return std::string(cut);
 }
@@ -54,9 +66,13 @@ std::string ProcessNames::fullName(const ProcessRow& row) {
 }
 
 std::string ProcessNames::complete(const ProcessRow& row) const {
-    std::array<char, 4096> buffer;
-    const std::string path = root_.path("/proc/") + ProcessPath(row.pid, "cmdline").text();
-    return completeProcessName(row.name, readProcessFile(AT_FDCWD, path.c_str(), buffer).value_or(""));
+    std::array<char, 4096> arguments, executable;
+    const std::string directory = root_.path("/proc/");
+    const std::string commandLine = directory + ProcessPath(row.pid, "cmdline").text();
+    const std::string link = directory + ProcessPath(row.pid, "exe").text();
+    const ssize_t size = ::readlink(link.c_str(), executable.data(), executable.size());
+    return completeProcessName(row.name, readProcessFile(AT_FDCWD, commandLine.c_str(), arguments).value_or(""),
+                               {executable.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))});
 }
 
 }  // namespace zqm

@@ -32,7 +32,8 @@ private:
     std::size_t oldest_ = 0;
 };
 
-/// The name that `cut` is the beginning of, from a process's arguments, each ended by NUL; `cut` when there is none.
-std::string completeProcessName(std::string_view cut, std::string_view arguments);
+/// The name that `cut` is the beginning of, from a process's arguments, each ended by NUL, or the path of its
+/// executable; `cut` when there is none.
+std::string completeProcessName(std::string_view cut, std::string_view arguments, std::string_view executable);
 
 }  // namespace zqm
