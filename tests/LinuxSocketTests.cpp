@@ -164,6 +164,9 @@ TEST(SocketInodes, OfThisMachineHoldThoseOfThisProcess) {
     ASSERT_GE(sockets.size(), 2U);  // where there is no IPv6
     const std::size_t inet = sockets.size();
     sockets.emplace_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockets.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));  // with an address, but unused
+    const sockaddr_in any{.sin_family = AF_INET, .sin_port = 0, .sin_addr = {}, .sin_zero = {}};
+    ASSERT_EQ(::bind(sockets.back().get(), reinterpret_cast<const sockaddr*>(&any), sizeof any), 0);
     for (const char* directory : {"/", "/proc/self/root"}) {  // by the kernel's dumps and by its tables
         const RootDirectory root(directory);
         SocketInodes inodes(root);
