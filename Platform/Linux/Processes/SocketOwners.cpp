@@ -100,7 +100,7 @@ void SocketOwners::visitInTurn(MonotonicTime deadline) {
     const std::size_t count = std::min({records_.size() / calls + 1, records_.size(), most});
     for (std::size_t step = 0; step < count && clock_.monotonic() < deadline; ++step) {
         Record& record = records_[(first + step) % records_.size()];
-        nextTurn_ = record.pid + 1;
+        nextTurn_ = std::int64_t{record.pid} + 1;
         if (!visit(record, deadline)) return;
     }
 }
@@ -181,9 +181,9 @@ bool SocketOwners::isInternet(Visit& visit, std::uint64_t inode, const char* des
     return protocol == "TCP" || protocol == "TCPv6" || protocol == "UDP" || protocol == "UDPv6";
 }
 
-std::size_t SocketOwners::indexOf(std::int32_t pid) const {
+std::size_t SocketOwners::indexOf(std::int64_t pid) const {
     const auto found = std::lower_bound(records_.begin(), records_.end(), pid,
-                                        [](const Record& record, std::int32_t before) { return record.pid < before; });
+                                        [](const Record& record, std::int64_t before) { return record.pid < before; });
     return static_cast<std::size_t>(found - records_.begin());
 }
 

@@ -57,7 +57,7 @@ private:
     bool visit(Record& record, MonotonicTime deadline);
     bool count(Visit& visit, Record& record, MonotonicTime deadline);
     bool isInternet(Visit& visit, std::uint64_t inode, const char* descriptor) const;
-    std::size_t indexOf(std::int32_t pid) const;
+    std::size_t indexOf(std::int64_t pid) const;
 
     const RootDirectory& root_;
     Clock& clock_;
@@ -69,8 +69,8 @@ private:
     Visit unfinished_;              // no directory: none is under way
     bool isFirst_ = true;
     bool sizesTell_ = false;     // the number of descriptors
-    std::int32_t next_ = 0;      // the pid to go on from
-    std::int32_t nextTurn_ = 0;  // the pid whose turn is next
+    std::int64_t next_ = 0;      // the pid to go on from
+    std::int64_t nextTurn_ = 0;  // the pid whose turn is next
 };
 
 }  // namespace zqm
