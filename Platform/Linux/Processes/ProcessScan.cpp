@@ -153,7 +153,7 @@ void ProcessScan::take(LinuxProcess& process, bool isNew, const ProcessStat& sta
     if (isNew) process.renewal = now + Seconds(1 + process.row.pid % renewalSeconds);  // not all in the same pass
     if (!isNew && (now >= process.renewal || process.row.name != stat.name)) {
         process.renewal = now + Seconds(renewalSeconds);
-        process.hidesDescriptors = process.hidesDisk = false;
+        process.hidesDisk = false;
     }
     process.row.startTime = stat.startTicks;
     process.row.name = stat.name;

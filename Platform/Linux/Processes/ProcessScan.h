@@ -37,11 +37,9 @@ struct LinuxProcess {
     std::uint64_t processorTime = 0;  // nanoseconds
     double activity = 0;              // mean of cpuPercent that fades within half a minute
     double energy = 0;                // nanojoules since the first pass
-    std::uint64_t sockets = 0;        // internet sockets, when last looked at
     MonotonicTime renewal;            // when it is read even if it has not run, and refusals are forgotten
     bool hasRun = true;               // new, or used processor time since the last pass
     bool isKernelThread = false;
-    bool hidesDescriptors = false;  // this user was refused their list; forgotten every minute, and with the name
     bool hidesDisk = false;         // the same of its disk counters
 };
 
