@@ -119,12 +119,10 @@ TEST_F(LinuxProcessTest, StandByWhatTheyMayTellAndDidLately) {
     EXPECT_THAT(order(30), ElementsAre(60, 5, 3, 4, 2)) << "the latest work counts most";
     // A refusal ends with another name, and after a minute.
     for (const bool isRenamed : {true, false}) {
-        for (const int pid : {3, 5})
-            table.known().find(pid)->hidesDisk = table.known().find(pid)->hidesDescriptors = true;
+        for (const int pid : {3, 5}) table.known().find(pid)->hidesDisk = true;
         EXPECT_THAT(order(2), ElementsAre(60, 4, 2, 5, 3));
         if (isRenamed) write(5, {.name = "b", .user = 2, .start = 1});
         EXPECT_EQ(order(isRenamed ? 2 : 61)[1], 5);
-        EXPECT_EQ(table.known().find(3)->hidesDescriptors, isRenamed);
     }
 }
 

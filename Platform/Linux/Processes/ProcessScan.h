@@ -40,7 +40,7 @@ struct LinuxProcess {
     MonotonicTime renewal;            // when it is read even if it has not run, and refusals are forgotten
     bool hasRun = true;               // new, or used processor time since the last pass
     bool isKernelThread = false;
-    bool hidesDisk = false;         // the same of its disk counters
+    bool hidesDisk = false;  // this user was refused its disk counters; forgotten every minute, and with the name
 };
 
 /// The processes of the machine, as the last pass over /proc found them. One thread at a time.
