@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Platform/Linux/Details/FileSystems.h"
+#include "Platform/Linux/Details/GraphicsUsers.h"
 #include "Platform/Linux/Hardware/Batteries.h"
 #include "Platform/Linux/Hardware/Memory.h"
 #include "Platform/Linux/Network/Interfaces.h"
@@ -90,11 +92,30 @@ void checkLines(std::string_view text) {
 }
 
 void checkRoutes(std::string_view text) {
-    require(isPartOf(defaultRouteInterface(text), text), "an interface is a part of the table");
+    for (const auto& interfaces : {defaultRoutes(text), defaultRoutes6(text)}) {
+        for (const std::string& name : interfaces) {
+            require(text.find(name) != std::string_view::npos, "an interface is a part of the table");
+        }
+    }
 }
 
-constexpr void (*checks[])(std::string_view){checkMemory, checkNumberList, checkProcessStat, checkBatteries,
-                                             checkProxy,  checkName,       checkLines,       checkRoutes};
+void checkGraphicsClient(std::string_view text) {
+    const auto client = parseGraphicsClient(text, MonotonicTime(Seconds(1000)));
+    if (!client) return;
+    for (const EngineUse& use : client->engines) {
+        require(std::isfinite(use.busy) && use.busy >= 0, "work is counted upwards");
+        require(std::isfinite(use.passed) && use.passed >= 0, "time is, too");
+    }
+}
+
+void checkMounts(std::string_view text) {
+    const auto points = mountPoints(text);
+    require(std::is_sorted(points.begin(), points.end()), "mount points are sorted");
+}
+
+constexpr void (*checks[])(std::string_view){checkMemory,         checkNumberList, checkProcessStat, checkBatteries,
+                                             checkProxy,          checkName,       checkLines,       checkRoutes,
+                                             checkGraphicsClient, checkMounts};
 
 }  // namespace
 }  // namespace zqm
