@@ -30,7 +30,7 @@ struct GraphicsUsersTest : testing::Test {
     TemporaryTree tree;
     VirtualClock clock;
     RootDirectory root{tree.root()};
-    LinuxDetails details{root, clock};
+    LinuxDetails details{root, clock, ZQM_FAKE_NVML};
 };
 
 std::string client(int id, std::string_view figures) {
@@ -58,6 +58,9 @@ TEST_F(GraphicsUsersTest, AreRankedByTheirBusiestEngine) {
         process(15, "no count", "/dev/dri/card1", {client(8, "drm-cycles-gpu:\t7\n"), "drm-engine-gfx:\t1 ns\n", ""});
         process(16, "cut", "/dev/dri/card1", {client(9, "drm-engine-gfx:\t" + count(100'000'000))});
     };
+    // Of a card of NVIDIA's: 30 % of its cores and 55 % of its encoder, each second anew.
+    process(20, "trainer", "/dev/nvidia0", {""});
+    tree.write("sys/bus/pci/drivers/nvidia/0000:01:00.0/power/runtime_status", "active\n");
     GraphicsRanking ranking;
     write(0);
     EXPECT_EQ(ranking.look(details), std::nullopt);
@@ -66,11 +69,11 @@ TEST_F(GraphicsUsersTest, AreRankedByTheirBusiestEngine) {
     write(2);
     const auto near = [](double share) { return DoubleNear(share, 1e-6); };
     EXPECT_THAT(ranking.look(details).value(),
-                ElementsAre(FieldsAre(12, "game", near(0.9)), FieldsAre(11, "encoder", near(0.5)),
-                            FieldsAre(10, "player", near(0.4))));
+                ElementsAre(FieldsAre(12, "game", near(0.9)), FieldsAre(20, "trainer", near(0.55)),
+                            FieldsAre(11, "encoder", near(0.5)), FieldsAre(10, "player", near(0.4))));
     clock.advance(Seconds(1));
     write(1);  // set back
-    EXPECT_THAT(ranking.look(details).value(), ElementsAre());
+    EXPECT_THAT(ranking.look(details).value(), ElementsAre(FieldsAre(20, "trainer", near(0.55))));
     tree.remove("proc");
     EXPECT_EQ(ranking.look(details), std::nullopt);
     EXPECT_FALSE(ranking.hasCounters());

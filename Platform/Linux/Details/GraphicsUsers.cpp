@@ -96,22 +96,29 @@ std::vector<GraphicsUser> GraphicsUsers::read() {
             if (const auto pid = parseProcessNumber(entry->d_name)) pids_.push_back(*pid);
         }
     }
-    std::vector<GraphicsUser> users;
+    std::map<std::int32_t, std::vector<EngineUse>> engines = nvidia_.read();
+    std::vector<std::int32_t> holders;
     for (const std::int32_t pid : pids_) {
-        if (auto user = readProcess(::dirfd(directory.get()), pid)) users.push_back(std::move(*user));
+        const std::vector<EngineUse> clients = readClients(::dirfd(directory.get()), pid);
+        if (clients.empty()) continue;
+        holders.push_back(pid);
+        engines[pid].insert(engines[pid].end(), clients.begin(), clients.end());
     }
-    pids_.clear();
-    for (const GraphicsUser& user : users) pids_.push_back(user.pid);
+    pids_ = std::move(holders);
+    std::vector<GraphicsUser> users;
+    for (auto& [pid, uses] : engines) {
+        if (auto user = makeUser(::dirfd(directory.get()), pid, std::move(uses))) users.push_back(std::move(*user));
+    }
     return users;
 }
 
-std::optional<GraphicsUser> GraphicsUsers::readProcess(int directory, std::int32_t pid) {
+std::vector<EngineUse> GraphicsUsers::readClients(int directory, std::int32_t pid) {
     const DirectoryStream descriptors = openDirectory(directory, ProcessPath(pid, "fd").text());
     const DirectoryStream facts = openDirectory(directory, ProcessPath(pid, "fdinfo").text());
-    if (!descriptors || !facts) return std::nullopt;
+    if (!descriptors || !facts) return {};
     std::array<char, 4096> buffer;
     std::set<std::pair<std::string, std::uint64_t>> counted;
-    GraphicsUser user{.pid = pid, .startTime = 0, .name = {}, .engines = {}};
+    std::vector<EngineUse> engines;
     while (const dirent* entry = ::readdir(descriptors.get())) {
         std::array<char, 32> link;
         const ssize_t size = ::readlinkat(::dirfd(descriptors.get()), entry->d_name, link.data(), link.size());
@@ -120,15 +127,22 @@ std::optional<GraphicsUser> GraphicsUsers::readProcess(int directory, std::int32
         const auto text = readProcessFile(::dirfd(facts.get()), entry->d_name, buffer);
         const auto client = text ? parseGraphicsClient(*text, clock_.monotonic()) : std::nullopt;
         if (!client || !counted.emplace(client->device, client->id).second) continue;
-        for (const EngineUse& use : client->engines) addTo(user.engines, use);
+        for (const EngineUse& use : client->engines) addTo(engines, use);
     }
-    if (user.engines.empty()) return std::nullopt;
+    return engines;
+}
+
+/// nullopt when the process is gone.
+std::optional<GraphicsUser> GraphicsUsers::makeUser(int directory, std::int32_t pid, std::vector<EngineUse> engines) {
+    std::array<char, 4096> buffer;
     const auto text = readProcessFile(directory, ProcessPath(pid, "stat").text(), buffer);
     const auto stat = text ? parseProcessStat(*text) : std::nullopt;
     if (!stat) return std::nullopt;
-    user.startTime = stat->startTicks;
-    user.name = names_.fullName({.pid = pid, .startTime = user.startTime, .name = std::string(stat->name)});
-    return user;
+    ProcessRow row;
+    row.pid = pid;
+    row.startTime = stat->startTicks;
+    row.name = stat->name;
+    return GraphicsUser{pid, row.startTime, names_.fullName(row), std::move(engines)};
 }
 
 }  // namespace zqm

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/Linux/Details/NvidiaUsers.h"
 #include "Platform/Linux/Kernel/Cadence.h"
 #include "Platform/Linux/Kernel/RootDirectory.h"
 #include "Platform/Linux/Processes/ProcessNames.h"
@@ -30,21 +31,24 @@ struct GraphicsClient {
 std::optional<GraphicsClient> parseGraphicsClient(std::string_view text, MonotonicTime now);
 
 /// Processes that use the graphics cards: amdgpu, i915, xe, nouveau, v3d, panfrost and other drivers count the time of
-/// each client's work in its descriptor. Which processes hold such descriptors is looked for every five seconds. One
-/// thread at a time.
+/// each client's work in its descriptor; of NVIDIA's cards their library tells. Which processes hold such descriptors
+/// is looked for every five seconds. One thread at a time.
 class GraphicsUsers {
 public:
-    GraphicsUsers(const RootDirectory& root, Clock& clock) : root_(root), clock_(clock), names_(root) {}
+    GraphicsUsers(const RootDirectory& root, Clock& clock, std::string nvidiaLibrary)
+        : root_(root), clock_(clock), names_(root), nvidia_(root, clock, std::move(nvidiaLibrary)) {}
 
     std::vector<GraphicsUser> read();
 
 private:
-    std::optional<GraphicsUser> readProcess(int directory, std::int32_t pid);
+    std::vector<EngineUse> readClients(int directory, std::int32_t pid);
+    std::optional<GraphicsUser> makeUser(int directory, std::int32_t pid, std::vector<EngineUse> engines);
 
     const RootDirectory& root_;
     Clock& clock_;
     ProcessNames names_;
     Cadence search_{Seconds(5)};
+    NvidiaUsers nvidia_;
     std::vector<std::int32_t> pids_;  // that held such a descriptor at the last search
 };
 

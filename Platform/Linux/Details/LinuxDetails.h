@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <utility>
+
 #include "Platform/Linux/Details/FileSystems.h"
 #include "Platform/Linux/Details/GraphicsUsers.h"
 #include "Platform/Linux/Details/NamedSensors.h"
@@ -10,7 +13,8 @@ namespace zqm {
 /// What a Linux machine tells people besides its figures.
 class LinuxDetails final : public MachineDetails {
 public:
-    LinuxDetails(const RootDirectory& root, Clock& clock) : root_(root), graphicsUsers_(root, clock) {}
+    LinuxDetails(const RootDirectory& root, Clock& clock, std::string nvidiaLibrary)
+        : root_(root), graphicsUsers_(root, clock, std::move(nvidiaLibrary)) {}
 
     std::vector<GraphicsUser> graphicsUsers() override { return graphicsUsers_.read(); }
     bool isRunning(std::int32_t pid) override { return root_.exists("/proc/" + std::to_string(pid)); }

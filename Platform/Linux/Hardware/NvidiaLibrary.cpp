@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace zqm {
@@ -17,6 +18,12 @@ constexpr unsigned impossibleMilliwatts = 3'000'000;
 struct Utilization {
     unsigned gpu;
     unsigned memory;
+};
+
+struct ProcessUtilization {
+    unsigned pid;
+    unsigned long long timeStamp;
+    unsigned cores, memory, encoder, decoder;
 };
 
 template <class Function>
@@ -35,6 +42,7 @@ struct NvidiaLibrary::Functions {
     int (*clock)(void*, int, unsigned*) = nullptr;
     int (*mostClock)(void*, int, unsigned*) = nullptr;
     int (*temperature)(void*, int, unsigned*) = nullptr;
+    int (*processes)(void*, ProcessUtilization*, unsigned*, unsigned long long) = nullptr;
     int (*power)(void*, unsigned*) = nullptr;  // mW, of the whole board; on most cards the mean of a second
 };
 
@@ -62,7 +70,10 @@ bool NvidiaLibrary::open() {
                             find(library_, "nvmlDeviceGetClockInfo", found->clock) &&
                             find(library_, "nvmlDeviceGetMaxClockInfo", found->mostClock) &&
                             find(library_, "nvmlDeviceGetTemperature", found->temperature);
-    if (isComplete) find(library_, "nvmlDeviceGetPowerUsage", found->power);
+    if (isComplete) {
+        find(library_, "nvmlDeviceGetPowerUsage", found->power);
+        find(library_, "nvmlDeviceGetProcessUtilization", found->processes);
+    }
     if (isComplete && found->init() == success) {
         functions_ = std::move(found);
     } else {
@@ -90,6 +101,23 @@ NvidiaReading NvidiaLibrary::read(const std::string& address) {
     const bool tellsPower = functions_->power && functions_->power(card, &value) == success;
     if (tellsPower && value < impossibleMilliwatts) reading.watts = value / 1000.0;
     return reading;
+}
+
+std::vector<NvidiaProcess> NvidiaLibrary::processes(const std::string& address, std::uint64_t since) {
+    void* card = device(address);
+    if (!card || !functions_->processes) return {};
+    constexpr unsigned most = 1000;
+    std::vector<ProcessUtilization> samples(most);
+    unsigned count = most;
+    if (functions_->processes(card, samples.data(), &count, since) != success) return {};
+    std::vector<NvidiaProcess> processes;
+    for (unsigned i = 0; i < std::min(count, most); ++i) {
+        const ProcessUtilization& sample = samples[i];
+        if (sample.pid == 0 || sample.timeStamp <= since) continue;
+        processes.push_back(
+            {static_cast<std::int32_t>(sample.pid), sample.timeStamp, sample.cores, sample.encoder, sample.decoder});
+    }
+    return processes;
 }
 
 std::optional<double> NvidiaLibrary::mostMegahertz(const std::string& address) {

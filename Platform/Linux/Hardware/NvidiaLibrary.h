@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace zqm {
 
@@ -13,6 +14,13 @@ struct NvidiaReading {
     std::optional<double> megahertz;
     std::optional<double> celsius;
     std::optional<double> watts;
+};
+
+/// How much of a card's parts a process used in the driver's latest sampling period.
+struct NvidiaProcess {
+    std::int32_t pid = 0;
+    std::uint64_t microseconds = 0;  // when, by the driver's clock
+    unsigned corePercent = 0, encoderPercent = 0, decoderPercent = 0;
 };
 
 /// NVIDIA's management library, opened when it is asked. One thread at a time.
@@ -30,6 +38,8 @@ public:
     NvidiaReading read(const std::string& address);
     /// The highest clock of its cores in MHz; nullopt when it is not told.
     std::optional<double> mostMegahertz(const std::string& address);
+    /// The processes that worked after `since`, a time of the driver's; empty where it does not tell.
+    std::vector<NvidiaProcess> processes(const std::string& address, std::uint64_t since);
     bool isOpen() const { return functions_ != nullptr; }
     void close();
 
