@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Client/Terminal.h"
+#include "Client/Units.h"
 #include "Platform/Process/Dispatch.h"
 #include "Platform/Process/Log.h"
 #include "Platform/Process/LoopbackListener.h"
@@ -16,7 +17,7 @@ namespace {
 
 constexpr std::size_t mostRequest = 16384;  // bytes that are looked at
 constexpr Seconds requestPatience{10};
-constexpr std::string_view hostHeader = "host";
+constexpr Seconds machineLasts{60};  // of a look, while the next one waits for a device
 constexpr std::string_view plainType = "text/plain; charset=utf-8";
 constexpr std::string_view pageType = "text/html; charset=utf-8";
 constexpr std::string_view page =
@@ -27,23 +28,64 @@ std::string response(std::string_view status, std::string_view type, std::string
     return httpResponse(status, std::string("Content-Type: ").append(type).append("\r\n"), body);
 }
 
-/// What a GET asks for, without its query; empty for everything else.
-std::string_view pathOf(std::string_view request) {
+/// The reply to a HEAD: what a GET would get, without the body.
+std::string headOf(std::string response) {
+    constexpr std::string_view end = "\r\n\r\n";
+    response.resize(response.find(end) + end.size());
+    return response;
+}
+
+/// What a GET or HEAD asks for, without its query; empty for everything else.
+struct Target {
+    std::string_view path;
+    bool isHead = false;
+};
+Target targetOf(std::string_view request) {
     RequestLine line = takeRequestLine(request);
-    return line.method == "GET" ? takeUntil(line.target, '?') : std::string_view();
+    const bool isHead = line.method == "HEAD";
+    return {isHead || line.method == "GET" ? takeUntil(line.target, '?') : std::string_view(), isHead};
+}
+
+/// The value of the request's header; empty when it has none.
+std::string_view headerOf(std::string_view request, std::string_view header) {
+    for (auto value = takeHttpLine(request); !value.empty(); value = takeHttpLine(request)) {
+        const std::string_view name = takeUntil(value, ':');
+        const bool isIt = std::equal(name.begin(), name.end(), header.begin(), header.end(),
+                                     [](char a, char b) { return (a | 0x20) == b; });
+        if (isIt) return trimWhitespace(value);
+    }
+    return {};
 }
 
 /// The host that the client believes to talk to, without its port; empty when it does not say.
 std::string_view hostOf(std::string_view request) {
-    for (auto value = takeHttpLine(request); !value.empty(); value = takeHttpLine(request)) {
-        const std::string_view name = takeUntil(value, ':');
-        const bool isHost = std::equal(name.begin(), name.end(), hostHeader.begin(), hostHeader.end(),
-                                       [](char a, char b) { return (a | 0x20) == b; });
-        if (!isHost) continue;
-        value = trimWhitespace(value);
-        return value.substr(0, value.find(':', value.starts_with('[') ? value.find(']') : 0));
+    const std::string_view host = headerOf(request, "host");
+    return host.substr(0, host.find(':', host.starts_with('[') ? host.find(']') : 0));
+}
+
+/// How much the client wants a type, 0…1; 0 where it does not name it. The version of ours is the one wanted, if any.
+double weightOf(std::string_view accepted, std::string_view type, std::string_view version) {
+    while (!accepted.empty()) {
+        std::string_view range = takeUntil(accepted, ',');
+        if (trimWhitespace(takeUntil(range, ';')) != type) continue;
+        double weight = 1;
+        bool isOurs = true;
+        while (!range.empty()) {
+            std::string_view value = takeUntil(range, ';');
+            const std::string_view name = trimWhitespace(takeUntil(value, '='));
+            if (name == "version") isOurs = trimWhitespace(value) == version;
+            if (name == "q") weight = parseDouble(trimWhitespace(value)).value_or(0);
+        }
+        if (isOurs) return weight;
     }
-    return {};
+    return 0;
+}
+
+MetricsFormat formatFor(std::string_view request) {
+    const std::string_view accepted = headerOf(request, "accept");
+    const double wanted = weightOf(accepted, "application/openmetrics-text", "1.0.0");
+    return wanted > 0 && wanted >= weightOf(accepted, "text/plain", "0.0.4") ? MetricsFormat::openMetrics
+                                                                             : MetricsFormat::text;
 }
 
 bool isName(std::string_view host) {
@@ -65,15 +107,38 @@ std::optional<ListenAddress> parseListenAddress(std::string_view text) {
     return ListenAddress{std::string(host), static_cast<std::uint16_t>(*port)};
 }
 
-Exporter::Exporter(std::function<HelperAnswer()> ask, const Services& services)
-    : ask_(std::move(ask)), services_(services), questions_(services.dispatch.makeQueue("zqm.exporter", 1)) {}
+std::string ListenAddress::text() const {
+    const bool isIPv6 = host.find(':') != std::string::npos;
+    return (isIPv6 ? "[" + host + "]:" : host + ":") + std::to_string(port);
+}
+
+std::string listenAddressFault(std::string_view text) {
+    const std::string given(text);
+    const auto address = parseListenAddress(text);
+    if (!address) return given + " is not ADDRESS:PORT or [ADDRESS]:PORT, such as 127.0.0.1:9932";
+    const bool isIPv6 = address->host.find(':') != std::string::npos;
+    if (isIPv6 || !(isName(address->host) || address->host == "localhost")) return {};
+    const std::string port = ":" + std::to_string(address->port);
+    return address->host +
+           " is a name, and a name may lead to other machines: give the address to listen on, 127.0.0.1" + port +
+           " for this machine alone or one that hostname -I prints for the network";
+}
+
+Exporter::Exporter(Sources sources, Seconds interval, const Services& services)
+    : sources_(std::move(sources)),
+      interval_(std::clamp(interval, Seconds(0.1), Seconds(60))),
+      services_(services),
+      counters_(interval),
+      looks_(services.dispatch.makeQueue("zqm.machine", 1)),
+      questions_(services.dispatch.makeQueue("zqm.exporter", 1)) {}
 
 Exporter::~Exporter() {
-    services_.listener.stop();  // from here on nothing calls this object but a question that runs
+    services_.listener.stop();  // from here on nothing calls this object but what its queues run
 }
 
 std::optional<std::string> Exporter::start(const ListenAddress& address) {
     refusesNames_ = address.isLoopback();
+    services_.mainLoop.post([this] { questions_->post([this] { question(); }); });
     return services_.listener.start(address.port,
                                     [this](const std::shared_ptr<Connection>& accepted) { greet(accepted); });
 }
@@ -87,31 +152,75 @@ void Exporter::greet(const std::shared_ptr<Connection>& connection) {
 }
 
 void Exporter::answer(const std::shared_ptr<Connection>& connection, std::string_view request) {
-    const std::string_view path = pathOf(request);
+    const Target target = targetOf(request);
+    const auto send = [&](std::string_view status, std::string_view type, std::string_view body) {
+        const std::string whole = response(status, type, body);
+        connection->send(target.isHead ? headOf(whole) : whole);
+    };
     if (refusesNames_ && isName(hostOf(request))) {
-        return connection->send(response("403 Forbidden", plainType, "ask for the address, not for a name\n"));
+        return send("403 Forbidden", plainType, "ask for the address, not for a name\n");
     }
-    if (path == "/") return connection->send(response("200 OK", pageType, page));
-    if (path != "/metrics") return connection->send(response("404 Not Found", plainType, "not found\n"));
-    bool isFirst = false;
-    {
-        const MutexLock hold(mutex_);
-        isFirst = scrapes_.empty();
-        scrapes_.push_back(connection);
+    if (target.path == "/") return send("200 OK", pageType, page);
+    if (target.path != "/metrics") return send("404 Not Found", plainType, "not found\n");
+    const MutexLock hold(mutex_);
+    const Scrape scrape{connection, formatFor(request), target.isHead};
+    if (known_) {
+        answer(scrape);
+    } else {
+        scrapes_.push_back(scrape);
     }
-    if (isFirst) questions_->post([this] { answerScrapes(); });
 }
 
-void Exporter::answerScrapes() {
-    const HelperAnswer answer = ask_();
-    const std::string text = response("200 OK", expositionType, exposition(answer));
-    std::vector<std::shared_ptr<Connection>> scrapes;
-    {
-        const MutexLock hold(mutex_);
-        scrapes.swap(scrapes_);
+/// What is known may have grown old since, when a question is under way or the machine has slept.
+void Exporter::answer(const Scrape& scrape) {
+    const auto* const reply = std::get_if<SnapshotReply>(&*known_);
+    if (reply && ageIfOld(reply->snapshot, interval_, services_.clock.wall())) {
+        known_ = HelperError{ExitStatus::helperSilent, "the latest answer is too old"};
+        texts_ = {};
     }
-    for (const auto& scrape : scrapes) scrape->send(text);
+    const MonotonicTime now = services_.clock.monotonic();
+    std::string& text = texts_[static_cast<std::size_t>(scrape.format)];
+    if (text.empty()) {
+        const bool hasMachine = machine_ && now - machineAt_ < machineLasts;
+        text =
+            response("200 OK", contentType(scrape.format),
+                     exposition(*known_, {hasMachine ? &*machine_ : nullptr, &counters_, &names_, now}, scrape.format));
+    }
+    scrape.connection->send(scrape.isHead ? headOf(text) : text);
+}
+
+void Exporter::question() {
+    HelperAnswer answer = sources_.ask();
     noteProblem(answer);
+    services_.mainLoop.postAfter(untilNextQuestion(answer), [this] { questions_->post([this] { question(); }); });
+    const MutexLock hold(mutex_);
+    if (const auto* reply = std::get_if<SnapshotReply>(&answer)) {
+        counters_.count(reply->snapshot, services_.clock.monotonic());
+        if (!std::exchange(isLooking_, true)) {
+            looks_->post([this, sample = reply->snapshot] { look(sample); });
+        }
+    } else {
+        counters_.miss();
+    }
+    known_ = std::move(answer);
+    texts_ = {};
+    for (const Scrape& scrape : std::exchange(scrapes_, {})) this->answer(scrape);
+}
+
+void Exporter::look(const SystemSnapshot& sample) {
+    auto figures = sources_.look(sample);
+    const MutexLock hold(mutex_);
+    machine_ = std::move(figures);
+    machineAt_ = services_.clock.monotonic();
+    isLooking_ = false;
+}
+
+/// In the middle between two samples none is missed, and none seen twice.
+Seconds Exporter::untilNextQuestion(const HelperAnswer& answer) const {
+    const auto* const reply = std::get_if<SnapshotReply>(&answer);
+    if (!reply) return std::clamp(interval_, Seconds(1), Seconds(15));
+    const Seconds age = services_.clock.wall() - reply->snapshot.timestamp;
+    return std::clamp(1.5 * interval_ - age, 0.5 * interval_, 1.5 * interval_);
 }
 
 void Exporter::noteProblem(const HelperAnswer& answer) {

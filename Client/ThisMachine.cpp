@@ -54,14 +54,18 @@ std::vector<TransferRate> rates(const std::vector<Reading>& before, const std::v
 
 }  // namespace
 
-MachineDetails* ThisMachine::detailsBeside(const SystemSnapshot& sample) {
+MachineReadings* ThisMachine::readingsBeside(const SystemSnapshot& sample) {
     MachineReadings* const readings = machine_->services().readings;
     if (!readings) return nullptr;
     const auto memory = readings->memory();
     const auto ticks = readings->processorTicks();
     const bool isThis =
         memory && memory->total == sample.memory.totalBytes && ticks && ticks->size() == sample.cpu.perCoreUsage.size();
-    return isThis ? machine_->details() : nullptr;
+    return isThis ? readings : nullptr;
+}
+
+MachineDetails* ThisMachine::detailsBeside(const SystemSnapshot& sample) {
+    return readingsBeside(sample) ? machine_->details() : nullptr;
 }
 
 std::optional<MachineFacts> ThisMachine::factsBeside(const SystemSnapshot& sample) {

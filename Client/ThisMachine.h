@@ -40,7 +40,9 @@ public:
     explicit ThisMachine(std::string_view root) : machine_(makeNativeMachine(root)) {}
 
     /// Null where the sample is of another machine (as much memory and as many processors make it this one), or where
-    /// this one tells no details.
+    /// this one tells no plain facts.
+    MachineReadings* readingsBeside(const SystemSnapshot& sample);
+    /// The same for its details.
     MachineDetails* detailsBeside(const SystemSnapshot& sample);
     /// nullopt for another machine's sample.
     std::optional<MachineFacts> factsBeside(const SystemSnapshot& sample);

@@ -6,6 +6,7 @@
 #include "Client/HelperClient.h"
 #include "Platform/Posix/AsioListener.h"
 #include "Platform/Posix/AsioMainLoop.h"
+#include "Platform/Posix/PosixClock.h"
 #include "Platform/Posix/PosixLog.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "Platform/Posix/ThreadQueues.h"
@@ -13,25 +14,30 @@
 namespace zqm {
 namespace {
 
-ExitStatus serveMetrics(std::uint16_t helperPort, const ListenAddress& address) {
+ExitStatus serveMetrics(const Invocation& invocation, ListenAddress address) {
     raiseDescriptorLimit();
     shareOneHeap();
     PosixLog log;
+    PosixClock clock;
     AsioMainLoop mainLoop;
     ThreadQueues queues;
     AsioNetworkListener listener(address.host);
-    const auto ask = [helper = HelperClient(helperPort),
-                      interval = Seconds(readSettings()->updateInterval())]() -> HelperAnswer {
-        return helper.freshSnapshot(interval);
-    };
-    Exporter exporter(ask, {listener, queues, mainLoop, log});
-    const bool isIPv6 = address.host.find(':') != std::string::npos;
-    const std::string place = (isIPv6 ? "[" + address.host + "]" : address.host) + ":";
+    MachineFiguresReader machine(invocation.root, clock);
+    const Seconds interval(readSettings()->updateInterval());
+    Exporter exporter({[helper = HelperClient(invocation.port), interval]() -> HelperAnswer {
+                           return helper.freshSnapshot(interval);
+                       },
+                       [&machine](const SystemSnapshot& sample) { return machine.look(sample); }},
+                      interval, {listener, queues, mainLoop, log, clock});
     if (const auto error = exporter.start(address)) {
-        return complain("cannot listen on " + place + std::to_string(address.port) + ": " + *error,
-                        ExitStatus::failure);
+        return complain("cannot listen on " + address.text() + ": " + *error, ExitStatus::failure);
     }
-    log.print("zephlon: serving http://" + place + std::to_string(listener.port()) + "/metrics");
+    address.port = listener.port();
+    log.print("zephlon: serving http://" + address.text() + "/metrics");
+    if (!address.isLoopback()) {
+        log.print("zephlon: whoever reaches " + address.text() +
+                  " reads the figures and the names of programs, without a password; 127.0.0.1 is this machine alone");
+    }
     mainLoop.run();
     return ExitStatus::success;
 }
@@ -43,15 +49,13 @@ void declareExporter(CLI::App& app, Invocation& invocation) {
     auto text = std::make_shared<std::string>("127.0.0.1:9932");
     command->add_option("--listen", *text, "Numeric address and port to serve on (127.0.0.1:9932)")
         ->option_text("ADDRESS:PORT")
-        ->check([](const std::string& given) {
-            return parseListenAddress(given) ? std::string() : given + " is not ADDRESS:PORT or [ADDRESS]:PORT";
-        });
+        ->check([](const std::string& given) { return listenAddressFault(given); });
     command->footer(
         "Whoever reaches the address reads the figures, the names of processes included: on 127.0.0.1 every user of\n"
         "this machine, on another address the network. The token never leaves.\n"
         "Example: zephlon exporter --listen 192.0.2.7:9932");
     command->callback([&invocation, text] {
-        invocation.command = [&invocation, text] { return serveMetrics(invocation.port, *parseListenAddress(*text)); };
+        invocation.command = [&invocation, text] { return serveMetrics(invocation, *parseListenAddress(*text)); };
     });
 }
 

@@ -148,7 +148,11 @@ void declareMetrics(CLI::App& app, Invocation& invocation) {
         invocation.command = [&invocation, file] {
             const Seconds interval(readSettings()->updateInterval());
             const HelperAnswer answer = HelperClient(invocation.port).freshSnapshot(interval);
-            const std::string text = exposition(answer);
+            PosixClock clock;
+            const auto* const reply = std::get_if<SnapshotReply>(&answer);
+            const auto machine =
+                reply ? MachineFiguresReader(invocation.root, clock).look(reply->snapshot) : std::nullopt;
+            const std::string text = exposition(answer, {.machine = machine ? &*machine : nullptr});
             if (file->empty() && !printOut(text)) return cannotWrite();
             const auto problem = file->empty() ? std::nullopt : PosixFiles().replacePublic(*file, text);
             if (problem) return complain("cannot write " + *problem, ExitStatus::failure);
