@@ -46,39 +46,10 @@ Target targetOf(std::string_view request) {
     return {isHead || line.method == "GET" ? takeUntil(line.target, '?') : std::string_view(), isHead};
 }
 
-/// The value of the request's header; empty when it has none.
-std::string_view headerOf(std::string_view request, std::string_view header) {
-    for (auto value = takeHttpLine(request); !value.empty(); value = takeHttpLine(request)) {
-        const std::string_view name = takeUntil(value, ':');
-        const bool isIt = std::equal(name.begin(), name.end(), header.begin(), header.end(),
-                                     [](char a, char b) { return (a | 0x20) == b; });
-        if (isIt) return trimWhitespace(value);
-    }
-    return {};
-}
-
 /// The host that the client believes to talk to, without its port; empty when it does not say.
 std::string_view hostOf(std::string_view request) {
     const std::string_view host = headerOf(request, "host");
     return host.substr(0, host.find(':', host.starts_with('[') ? host.find(']') : 0));
-}
-
-/// How much the client wants a type, 0…1; 0 where it does not name it. The version of ours is the one wanted, if any.
-double weightOf(std::string_view accepted, std::string_view type, std::string_view version) {
-    while (!accepted.empty()) {
-        std::string_view range = takeUntil(accepted, ',');
-        if (trimWhitespace(takeUntil(range, ';')) != type) continue;
-        double weight = 1;
-        bool isOurs = true;
-        while (!range.empty()) {
-            std::string_view value = takeUntil(range, ';');
-            const std::string_view name = trimWhitespace(takeUntil(value, '='));
-            if (name == "version") isOurs = trimWhitespace(value) == version;
-            if (name == "q") weight = parseDouble(trimWhitespace(value)).value_or(0);
-        }
-        if (isOurs) return weight;
-    }
-    return 0;
 }
 
 MetricsFormat formatFor(std::string_view request) {

@@ -1,5 +1,7 @@
 #include "Support/HttpText.h"
 
+#include <algorithm>
+
 #include "Support/Text.h"
 
 namespace zqm {
@@ -25,6 +27,33 @@ RequestLine takeRequestLine(std::string_view& request) {
     auto line = takeHttpLine(request);
     const auto method = takePiece(line);
     return {method, takePiece(line)};
+}
+
+std::string_view headerOf(std::string_view request, std::string_view name) {
+    for (auto value = takeHttpLine(request); !value.empty(); value = takeHttpLine(request)) {
+        const std::string_view its = takeUntil(value, ':');
+        const bool isIt = std::equal(its.begin(), its.end(), name.begin(), name.end(),
+                                     [](char a, char b) { return (a | 0x20) == b; });
+        if (isIt) return trimWhitespace(value);
+    }
+    return {};
+}
+
+double weightOf(std::string_view accepted, std::string_view type, std::string_view version) {
+    while (!accepted.empty()) {
+        std::string_view range = takeUntil(accepted, ',');
+        if (trimWhitespace(takeUntil(range, ';')) != type) continue;
+        double weight = 1;
+        bool isOurs = true;
+        while (!range.empty()) {
+            std::string_view value = takeUntil(range, ';');
+            const std::string_view name = trimWhitespace(takeUntil(value, '='));
+            if (name == "version") isOurs = trimWhitespace(value) == version;
+            if (name == "q") weight = std::clamp(parseDouble(trimWhitespace(value)).value_or(0), 0.0, 1.0);
+        }
+        if (isOurs) return weight;
+    }
+    return 0;
 }
 
 std::string httpResponse(std::string_view status, std::string_view headers, std::string_view body) {

@@ -16,6 +16,13 @@ struct RequestLine {
 };
 RequestLine takeRequestLine(std::string_view& request);
 
+/// The value of the request's first header of that name, which is given in small letters; empty when it has none.
+std::string_view headerOf(std::string_view request, std::string_view name);
+
+/// How much a client wants a type of content by the value of its "Accept", 0…1; 0 where it does not name the type, or
+/// only in another version.
+double weightOf(std::string_view accepted, std::string_view type, std::string_view version);
+
 /// A whole response, the last of its connection. `status` is "200 OK", `headers` are whole lines beside the length of
 /// the body and the end of the connection.
 std::string httpResponse(std::string_view status, std::string_view headers, std::string_view body);

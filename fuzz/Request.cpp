@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "Support/HttpText.h"
 #include "ZQMHelper/HTTPServer.h"
 #include "fuzz/CommandModel.h"
 #include "fuzz/Fuzzing.h"
@@ -114,5 +115,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto input = textOf(data, size);
     const std::string sent = input.starts_with('~') ? acrossTheBound(input.substr(1)) : std::string(input);
     for (Host& host : hosts) host.serve(sent);
+    for (const std::string_view accepted : {headerOf(sent, "accept"), std::string_view(sent)}) {
+        const double weight = weightOf(accepted, "text/plain", "0.0.4");
+        require(weight >= 0 && weight <= 1, "a weight is a share of 1");
+    }
     return 0;
 }
