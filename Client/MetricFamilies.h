@@ -30,8 +30,8 @@ struct MetricOrigin {
 /// whichever places they come from.
 class MetricFamilies {
 public:
-    /// A value that is not finite is left out, and so is a second one with the same labels: one such line would cost a
-    /// server all the others.
+    /// A value that is not finite is left out, and so is a second one with the same labels, for which some readers
+    /// refuse the whole text.
     void add(const MetricOrigin& origin, std::initializer_list<Label> labels, double value);
     std::string text(MetricsFormat format) const;
 

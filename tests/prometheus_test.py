@@ -14,7 +14,7 @@ import urllib.error
 import urllib.parse
 import urllib.request
 
-from harness import PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, free_port, ok, until
+from harness import PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, free_port, ok, read_all, until
 
 SHIPPED = ROOT / "packaging" / "prometheus"
 OLD = (ROOT / "tests" / "transcripts" / "laptop.json").read_text()  # of a machine that tells everything
@@ -26,7 +26,7 @@ OPEN = "application/openmetrics-text; version=1.0.0; charset=utf-8"
 MACHINE = {"proc/meminfo": "MemTotal: 16777216 kB\nMemAvailable: 1 kB\n", "proc/uptime": "1000.5 9\n",
            "proc/stat": "".join(f"cpu{i} 1 1 1 1 1 1 1 1 1 1\n" for i in range(4)), "proc/loadavg": "1 2 3 1/2 3\n",
            "proc/net/dev": "a|b\nc|d\n eth0: 7 1 2 3 4 5 6 7 8 1 2 3 4 5 6 7\n",
-           "proc/diskstats": "8 0 sda 10 0 8 0 20 0 16 0 0 0 0\n", "sys/block/sda/device/type": "0\n",
+           "proc/diskstats": "8 0 sda 10 0 8 0 20 0 16 0 0 0 0\n" * 2, "sys/block/sda/device/type": "0\n",
            "sys/class/hwmon/hwmon0/name": "acpi\n",
            "sys/class/hwmon/hwmon0/temp1_input": "41500\n", "sys/class/hwmon/hwmon0/fan1_input": "1200\n"}
 needs_prometheus = unittest.skipUnless(shutil.which("prometheus") and shutil.which("promtool"),
@@ -95,9 +95,9 @@ class PrometheusTest(ProgramTest):
                                  ("application/openmetrics-text;version=2.0.0", PLAIN), ("application/openmetrics-text;q=0", PLAIN)):
                 status, got, text = get(url + "/metrics", headers={"Accept": accept})
                 self.assertEqual((got, text.endswith("# EOF\n")), (type, type == OPEN), accept)
-            with urllib.request.urlopen(urllib.request.Request(url + "/metrics", method="HEAD")) as head:
-                self.assertIn(int(head.headers["Content-Length"]), {len(text.encode()) for text in texts})
-                self.assertEqual(head.read(), b"")
+            with socket.create_connection((place.hostname, place.port)) as client:
+                client.sendall(b"HEAD /metrics HTTP/1.1\r\n\r\n")
+                self.assertRegex(read_all(client), rb"\AHTTP/1.1 200 OK\r\n(.+\r\n)*Content-Length: \d{4}\r\n(.+\r\n)*\r\n\Z")
         exporter.send_signal(signal.SIGTERM)
         self.assertEqual(exporter.wait(PATIENCE), 0)
         self.assertRegex(exporter.stdout.read(), r"\Azephlon: the helper on \S+ does not answer\n"
@@ -120,6 +120,8 @@ class PrometheusTest(ProgramTest):
         until(lambda: all(name in get(url + "/metrics")[2] for name in ("zqm_energy", "zqm_fan")))
         until(lambda: "zqm_filesystem" in get(here_url + "/metrics")[2])
         text, here_text = get(url + "/metrics")[2], get(here_url + "/metrics")[2]
+        series = re.findall(r"^(zqm.*) \S+$", text, re.MULTILINE)
+        self.assertEqual(len(series), len(set(series)))
         for words in (("check", "config", SHIPPED / "prometheus.yml"), ("check", "rules", SHIPPED / "zqm.rules.yml"),
                       ("test", "rules", ROOT / "tests" / "prometheus_rules_test.yml"), ("check", "metrics")):
             done = subprocess.run(["promtool", *words], input=text, capture_output=True, text=True, timeout=PATIENCE)
