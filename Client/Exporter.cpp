@@ -97,7 +97,7 @@ std::string listenAddressFault(std::string_view text) {
 
 Exporter::Exporter(Sources sources, Seconds interval, const Services& services)
     : sources_(std::move(sources)),
-      interval_(std::clamp(interval, Seconds(0.1), Seconds(60))),
+      interval_(interval),
       services_(services),
       counters_(interval),
       looks_(services.dispatch.makeQueue("zqm.machine", 1)),
@@ -191,7 +191,8 @@ Seconds Exporter::untilNextQuestion(const HelperAnswer& answer) const {
     const auto* const reply = std::get_if<SnapshotReply>(&answer);
     if (!reply) return std::clamp(interval_, Seconds(1), Seconds(15));
     const Seconds age = services_.clock.wall() - reply->snapshot.timestamp;
-    return std::clamp(1.5 * interval_ - age, 0.5 * interval_, 1.5 * interval_);
+    const Seconds untilMiddle = std::clamp(1.5 * interval_ - age, 0.5 * interval_, 1.5 * interval_);
+    return std::clamp(untilMiddle, Seconds(0.1), Seconds(60));  // whatever the preferences say
 }
 
 void Exporter::noteProblem(const HelperAnswer& answer) {

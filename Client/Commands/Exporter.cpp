@@ -51,8 +51,11 @@ void declareExporter(CLI::App& app, Invocation& invocation) {
         ->option_text("ADDRESS:PORT")
         ->check([](const std::string& given) { return listenAddressFault(given); });
     command->footer(
-        "Whoever reaches the address reads the figures, the names of processes included: on 127.0.0.1 every user of\n"
-        "this machine, on another address the network. The token never leaves.\n"
+        "Asks the helper once an interval and sums what the samples tell per second in counters, so that rate() "
+        "works.\n"
+        "Whoever reaches the address reads the figures, names of programs and mount points included: on 127.0.0.1 "
+        "every\n"
+        "user of this machine, on another address the network. The token never leaves.\n"
         "Example: zephlon exporter --listen 192.0.2.7:9932");
     command->callback([&invocation, text] {
         invocation.command = [&invocation, text] { return serveMetrics(invocation, *parseListenAddress(*text)); };
