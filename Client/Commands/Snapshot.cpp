@@ -135,7 +135,8 @@ void declareBar(CLI::App& app, Invocation& invocation) {
 }
 
 void declareMetrics(CLI::App& app, Invocation& invocation) {
-    auto* command = app.add_subcommand("metrics", "The snapshot, and what this machine adds, in the text format of Prometheus");
+    auto* command =
+        app.add_subcommand("metrics", "The snapshot, and what this machine adds, in the text format of Prometheus");
     auto file = std::make_shared<std::string>();
     command->add_option("--output", *file, "Replace FILE whole, for the textfile collector of node_exporter")
         ->option_text("FILE");
