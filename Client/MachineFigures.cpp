@@ -46,7 +46,7 @@ std::optional<MachineFigures> MachineFiguresReader::look(const SystemSnapshot& s
 void MachineFiguresReader::readFacts(const SystemSnapshot& sample) {
     factsAt_ = clock_.monotonic();
     readings_ = machine_.readingsBeside(sample);
-    auto facts = machine_.factsBeside(sample, false, clock_);
+    auto facts = machine_.factsBeside(sample);
     figures_.facts = facts ? std::move(*facts) : MachineFacts{};
     if (MachineDetails* const details = machine_.detailsBeside(sample)) {
         figures_.facts.temperatures = details->temperatures();

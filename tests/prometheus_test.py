@@ -22,12 +22,12 @@ SNAPSHOT = ok(json.dumps(json.loads(OLD) | {"timestamp": 4e9}))
 DOWN = "# HELP zqm_up Whether the helper answered with a sample of now.\n# TYPE zqm_up gauge\nzqm_up 0\n"
 PLAIN = "text/plain; version=0.0.4; charset=utf-8"
 OPEN = "application/openmetrics-text; version=1.0.0; charset=utf-8"
-# Of the machine that OLD is of: what the client reads itself.
+# Of the machine that OLD is of: what the client reads itself. Process 640 has ended meanwhile.
 MACHINE = {"proc/meminfo": "MemTotal: 16777216 kB\nMemAvailable: 1 kB\n", "proc/uptime": "1000.5 9\n",
            "proc/stat": "".join(f"cpu{i} 1 1 1 1 1 1 1 1 1 1\n" for i in range(4)), "proc/loadavg": "1 2 3 1/2 3\n",
            "proc/net/dev": "a|b\nc|d\n eth0: 7 1 2 3 4 5 6 7 8 1 2 3 4 5 6 7\n",
            "proc/diskstats": "8 0 sda 10 0 8 0 20 0 16 0 0 0 0\n" * 2, "sys/block/sda/device/type": "0\n",
-           "sys/class/hwmon/hwmon0/name": "acpi\n",
+           "proc/777/stat": "", "proc/901/stat": "", "sys/class/hwmon/hwmon0/name": "acpi\n",
            "sys/class/hwmon/hwmon0/temp1_input": "41500\n", "sys/class/hwmon/hwmon0/fan1_input": "1200\n"}
 needs_prometheus = unittest.skipUnless(shutil.which("prometheus") and shutil.which("promtool"),
                                        "the Debian package prometheus is not installed (scripts/setup --checks)")
@@ -122,6 +122,8 @@ class PrometheusTest(ProgramTest):
         text, here_text = get(url + "/metrics")[2], get(here_url + "/metrics")[2]
         series = re.findall(r"^(zqm.*) \S+$", text, re.MULTILINE)
         self.assertEqual(len(series), len(set(series)))
+        self.assertIn('name="Browser"', text)
+        self.assertNotIn('name="计算器"', text)
         for words in (("check", "config", SHIPPED / "prometheus.yml"), ("check", "rules", SHIPPED / "zqm.rules.yml"),
                       ("test", "rules", ROOT / "tests" / "prometheus_rules_test.yml"), ("check", "metrics")):
             done = subprocess.run(["promtool", *words], input=text, capture_output=True, text=True, timeout=PATIENCE)

@@ -148,9 +148,10 @@ void declareMetrics(CLI::App& app, Invocation& invocation) {
     command->callback([&invocation, file] {
         invocation.command = [&invocation, file] {
             const Seconds interval(readSettings()->updateInterval());
-            const HelperAnswer answer = HelperClient(invocation.port).freshSnapshot(interval);
+            HelperAnswer answer = HelperClient(invocation.port).freshSnapshot(interval);
             PosixClock clock;
-            const auto* const reply = std::get_if<SnapshotReply>(&answer);
+            auto* const reply = std::get_if<SnapshotReply>(&answer);
+            if (reply) ThisMachine(invocation.root).dropEnded(*reply);
             const auto machine =
                 reply ? MachineFiguresReader(invocation.root, clock).look(reply->snapshot) : std::nullopt;
             const std::string text = exposition(answer, {.machine = machine ? &*machine : nullptr});
