@@ -160,11 +160,11 @@ def compare(seconds):
     return results
 
 
-AIMS = (  # the helper's figure as a share of a peer's: at most
-    (NodeExporter, "cpu_percent", 0.5),
-    (NodeExporterWithProcesses, "cpu_percent", 0.5),
-    (NodeExporter, "pss_mib", 0.25),
-    (NodeExporter, "p50_ms", 0.1),
+AIMS = (  # the helper's figure as a share of a peer's: at most, on the machine as it is and in a crowd
+    (NodeExporter, "cpu_percent", 0.5, 1.2),
+    (NodeExporterWithProcesses, "cpu_percent", 0.5, 0.2),
+    (NodeExporter, "pss_mib", 0.25, 0.25),
+    (NodeExporter, "p50_ms", 0.1, 0.1),
 )
 
 
@@ -176,7 +176,8 @@ def print_table(results):
         for name, row in rows.items():
             cells = (f"{row[figure]:10.{0 if figure == 'bytes' else 3}f} {row['ratios'][figure]:7.2f}" for figure in FIGURES)
             print(f"{name:14}" + "".join(cells))
-        for peer, figure, most in AIMS:
+        for peer, figure, *limits in AIMS:
+            most = limits[state == "crowded"]
             share = rows[Helper.name][figure] / (rows[peer.name][figure] or float("nan"))
             print(f"{'met' if share <= most else 'MISSED':7} {FIGURES[figure]} is {share:.3f} of {peer.name}'s, at most {most}")
         print()
