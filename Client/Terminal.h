@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "Client/Levels.h"
 #include "Client/Units.h"
 
 namespace zqm {
@@ -41,9 +42,9 @@ public:
     explicit Style(bool isColoured) : isColoured_(isColoured) {}
     std::string label(std::string_view text) const { return wrapped("1;36", text); }
     std::string dim(std::string_view text) const { return wrapped("2", text); }
-    /// Green, yellow or red by how full something is, 0–1.
-    std::string level(double fraction, std::string_view text) const {
-        return wrapped(fraction >= criticalFrom ? "31" : fraction >= warningFrom ? "33" : "32", text);
+    /// Yellow or red where it wants attention.
+    std::string level(Level level, std::string_view text) const {
+        return level == Level::normal ? std::string(text) : wrapped(level == Level::critical ? "31" : "33", text);
     }
 
 private:

@@ -2,6 +2,7 @@
 #include <clocale>
 
 #include "Client/Commands/Commands.h"
+#include "Client/Texts.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "ZQMHelper/PortOption.h"
 
@@ -38,6 +39,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return static_cast<int>(complain(error.what(), ExitStatus::usage));
     }
+    L10n::language = clientLanguage(userDefaults());
     return static_cast<int>(invocation.command());
 }
 

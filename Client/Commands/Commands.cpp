@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "Client/Commands/LiveSettings.h"
 #include "Client/Terminal.h"
+#include "Client/Texts.h"
 #include "Platform/Posix/PosixFiles.h"
 
 namespace zqm {
@@ -16,7 +18,7 @@ ExitStatus complain(std::string message, ExitStatus status) {
 }
 
 ExitStatus cannotWrite() {
-    return errno == EPIPE ? ExitStatus::failure : complain("cannot write the output", ExitStatus::failure);
+    return errno == EPIPE ? ExitStatus::failure : complain(said("cannot write the output"), ExitStatus::failure);
 }
 
 ExitStatus printed(const std::string& text) {
@@ -29,9 +31,16 @@ JsonUserDefaults& userDefaults() {
     return defaults;
 }
 
-std::shared_ptr<SettingsStore> readSettings() {
-    for (const std::string& problem : userDefaults().problems()) complain(problem, ExitStatus::success);
-    return std::make_shared<SettingsStore>(userDefaults());
+std::shared_ptr<const SettingsStore> readSettings() {
+    static LiveSettings settings(JsonUserDefaults::standardFile(),
+                                 [](const std::string& problem) { complain(problem, ExitStatus::success); });
+    return settings.now();
+}
+
+std::size_t rankingRows() {
+    constexpr std::size_t all = 10;
+    const bool isStored = userDefaults().hasObjectForKey("topProcessCount");
+    return isStored ? static_cast<std::size_t>(readSettings()->topProcessCount()) : all;
 }
 
 }  // namespace zqm

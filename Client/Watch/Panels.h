@@ -22,7 +22,7 @@ struct Curve {
 };
 
 struct Panel {
-    std::string_view title;
+    std::string title;
     std::vector<Figure> figures;  // the last matters most
     std::vector<Curve> curves;    // the second one hangs from the middle; none: the processors one by one
     double low = 0;
