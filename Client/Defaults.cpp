@@ -108,9 +108,9 @@ constexpr std::array preferences{
     Preference{"segmentGap", positive, "a number of points greater than 0", "", effective<&Store::segmentGap>,
                "points between two figures in a bar (6)"},
     Preference{"topProcessCount", upToTen, "a whole number from 1 to 10", "", effective<&Store::topProcessCount>,
-               "rows of each list of the menu-bar program (5), and of top without --count if stored"},
+               "rows of a list of processes: in the menu-bar program (5), and if stored in top and watch"},
     Preference{"showProcessSidebar", flag, "one of {}", "true,false", effective<&Store::showProcessSidebar>,
-               "whether the menu-bar program shows its lists of processes (true); zephlon does not read it"},
+               "whether watch and the menu-bar program show lists of processes (true)"},
     Preference{"language", choice<AppLanguage>, "one of {}", "zh,en", effective<&Store::language>,
                "Chinese or English; without it zephlon goes by the locale, the helper takes zh"}};
 
@@ -190,7 +190,7 @@ std::string preferencesHelp() {
     for (const Preference& preference : preferences) {
         const std::string choices(preference.choices);
         text += "  " + std::string(preference.key) + ' ';
-        text += choices.empty() ? "NUMBER" : '{' + choices + '}';
+        text += choices.empty() ? "NUMBER" : (choices == metricNames ? "NAME[,NAME...]:{" : "{") + choices + '}';
         text += "\n        " + std::string(preference.help) + '\n';
     }
     return text;

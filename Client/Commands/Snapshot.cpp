@@ -226,7 +226,7 @@ void declareWatch(CLI::App& app, Invocation& invocation) {
     command->footer("Keys: q quits; ? shows the others.");
     command->callback([&invocation] {
         invocation.command = [&invocation] {
-            const auto error = watch(invocation.port, invocation.root, *readSettings());
+            const auto error = watch(invocation.port, invocation.root, *readSettings(), rankingRows());
             return error ? complain(error->message, error->status) : ExitStatus::success;
         };
     });

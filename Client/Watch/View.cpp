@@ -291,7 +291,8 @@ void draw(Screen& screen, const Picture& picture, const SettingsStore& settings)
         return screen.show();
     }
     const std::vector<Panel> panels = panelsFor(*picture.reply, picture.history, settings);
-    const Layout layout = layoutFor(screen.size(), panels.size(), categories);
+    Layout layout = layoutFor(screen.size(), panels.size(), settings.showProcessSidebar() ? categories : 0);
+    for (Rectangle& ranking : layout.rankings) ranking.rows = std::min(ranking.rows, 1 + picture.rankingRows);
     const std::size_t graphColumns = layout.panels.empty() ? 0 : layout.panels[0].columns;
     const auto slots = static_cast<double>(graphColumns * valuesPerCell(screen.glyphs()));
     const bool hasLoad = layout.panels.size() < panels.size();  // its panel is among the last

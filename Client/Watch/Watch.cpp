@@ -30,7 +30,8 @@ std::string hostName() {
 /// The loop. Time runs in slots of one interval, each with one question and one value in the histories.
 class Watch {
 public:
-    Watch(std::uint16_t port, std::string_view root, const SettingsStore& settings, Signals& signals, Screen& screen)
+    Watch(std::uint16_t port, std::string_view root, const SettingsStore& settings, std::size_t rankingRows,
+          Signals& signals, Screen& screen)
         : settings_(settings),
           usualInterval_(std::clamp(settings.updateInterval(), 1.0, 3600.0)),
           machine_(root),
@@ -39,6 +40,7 @@ public:
           screen_(screen) {
         picture_.host = hostName();
         picture_.interval = usualInterval_;
+        picture_.rankingRows = rankingRows;
     }
 
     void run() {
@@ -182,7 +184,8 @@ private:
 
 }  // namespace
 
-std::optional<HelperError> watch(std::uint16_t port, std::string_view root, const SettingsStore& settings) {
+std::optional<HelperError> watch(std::uint16_t port, std::string_view root, const SettingsStore& settings,
+                                 std::size_t rankingRows) {
     if (::isatty(STDIN_FILENO) != 1 || ::isatty(STDOUT_FILENO) != 1) {
         return HelperError{ExitStatus::failure, "watch needs a terminal"};
     }
@@ -193,7 +196,7 @@ std::optional<HelperError> watch(std::uint16_t port, std::string_view root, cons
         return HelperError{ExitStatus::failure, "watch does not know the terminal \"" + std::string(type ? type : "") +
                                                     "\"; TERM=xterm-256color may do"};
     }
-    Watch(port, root, settings, signals, *screen).run();
+    Watch(port, root, settings, rankingRows, signals, *screen).run();
     return std::nullopt;
 }
 
