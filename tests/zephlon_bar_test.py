@@ -7,6 +7,7 @@ import signal
 import subprocess
 import time
 import unittest
+from xml.etree import ElementTree
 
 from harness import PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, ok, until
 
@@ -87,6 +88,19 @@ class BarTest(ProgramTest):
             next(line for line in lines if "内存" in line)
             self.assertEqual([shown(pressure)[-1][1] for pressure in (1, 4, 4, 4, 2, 1)],
                              ["normal", "normal", "normal", "critical", "warning", "normal"])
+
+    def test_markup_is_well_formed_also_of_a_problem(self):
+        self.leave_token()
+        problem = dict(self.environment, XDG_DATA_HOME=f"{self.home}/<a&b>")
+        (self.home / "<a&b>" / self.token.parent.name / "helper-token").mkdir(parents=True)
+        with FakeServer(ok((ROOT / "tests" / "transcripts" / "laptop.json").read_text())) as server:
+            for form in ("waybar", "i3status-rust", "genmon"):
+                for environment in (self.environment, problem):
+                    text = subprocess.run([ZEPHLON, "--port", str(server.port), "bar", "--format", form], env=environment,
+                                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, timeout=PATIENCE).stdout
+                    parts = [text] if form == "genmon" else filter(lambda part: isinstance(part, str), json.loads(text).values())
+                    for part in parts:
+                        ElementTree.fromstring(f"<markup>{part}</markup>")
 
 
 if __name__ == "__main__":

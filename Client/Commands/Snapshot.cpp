@@ -83,6 +83,17 @@ std::variant<BarOptions, std::string> barOptions(const BarWords& words) {
     return options;
 }
 
+/// One line, also when the helper gives no sample: what stands in a bar is all that most people see of it.
+ExitStatus printBar(const Invocation& invocation, BarWriter& writer) {
+    const auto settings = readSettings();
+    const auto reply = HelperClient(invocation.port).snapshot();
+    const auto* error = std::get_if<HelperError>(&reply);
+    const std::string line =
+        error ? writer.line(*error) : writer.line(std::get<SnapshotReply>(reply).snapshot, *settings, wallTimeNow());
+    const ExitStatus status = printed(line + writer.end());
+    return error ? complain(error->message, error->status) : status;
+}
+
 constexpr const char* barFooter =
     R"help(What is not given here the preferences choose, which are read again when they change: see zephlon defaults.
 Limits of --levels are in percent and degrees Celsius; without it temperature=85,95,memory=90,97,battery=20,10.
@@ -179,12 +190,7 @@ void declareBar(CLI::App& app, Invocation& invocation) {
             const auto options = barOptions(*words);
             if (const auto* problem = std::get_if<std::string>(&options)) return complain(*problem, ExitStatus::usage);
             BarWriter writer(std::get<BarOptions>(options));
-            if (!words->isFollowing) {
-                const auto settings = readSettings();
-                return printSnapshot(invocation, [&](const SnapshotReply& reply) {
-                    return writer.line(reply.snapshot, *settings, wallTimeNow()) + writer.end();
-                });
-            }
+            if (!words->isFollowing) return printBar(invocation, writer);
             const auto status = followBar(HelperClient(invocation.port), writer, readSettings);
             return status == ExitStatus::success ? status : complain(said("cannot write the output"), status);
         };
