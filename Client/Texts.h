@@ -17,7 +17,7 @@ struct Translation {
 };
 
 /// "{}" is where a figure or a name belongs, in the same order in both.
-constexpr std::array translations{
+inline constexpr std::array translations{
     // Families and figures
     Translation{"Load", "负载"},
     Translation{"CPU", "CPU"},
