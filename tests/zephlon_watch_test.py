@@ -133,15 +133,15 @@ class WatchTest(ProgramTest):
             coloured = re.search(r"\x1b\[[0-9;]*(?<![0-9])(3[1-7]|38;5;\d+)[;m]", text)
             self.assertTrue(colour in text if colour else not coloured, variables)
             self.assertEqual(text.isascii(), "LC_ALL" in variables)
+        for variables, end in (({"TERM": "dumb"}, "; exit $?"), ({}, " | cat; exit ${PIPESTATUS[0]}")):
+            terminal = self.watch(["bash", "-c", f"{ZEPHLON} watch {end}"], shows=b"", **variables)
+            self.assertEqual(terminal.quit(b""), 1)
+            self.assertRegex(terminal.written, rb"\A\r?zephlon: .*terminal.*\r\n\Z")
         self.preferences.parent.mkdir()
         self.preferences.write_text('{"showProcessSidebar": false, "language": "zh"}')
         terminal = self.watch(shows="温度".encode())
         terminal.quit()
         self.assertNotIn(SHOWN, terminal.written)
-        for variables, end in (({"TERM": "dumb"}, "; exit $?"), ({}, " | cat; exit ${PIPESTATUS[0]}")):
-            terminal = self.watch(["bash", "-c", f"{ZEPHLON} watch {end}"], shows=b"", **variables)
-            self.assertEqual(terminal.quit(b""), 1)
-            self.assertRegex(terminal.written, rb"\A\r?zephlon: .*terminal.*\r\n\Z")
 
 
 if __name__ == "__main__":

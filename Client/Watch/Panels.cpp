@@ -22,10 +22,6 @@ constexpr std::array kinds{Kind{CoreKind::performance, 'P', Role::performance},
                            Kind{CoreKind::efficiency, 'E', Role::efficiency},
                            Kind{CoreKind::unknown, 'C', Role::otherKind}};
 
-Role roleOf(Level level) {
-    return level == Level::critical ? Role::critical : level == Level::warning ? Role::warning : Role::plain;
-}
-
 Figure percent(double fraction, Level level = Level::normal) {
     return {fittedRight(percentText(fraction), 4), roleOf(level)};
 }
@@ -162,6 +158,10 @@ Panel batteryPanel(const BatteryMetrics& battery, Level level) {
 }
 
 }  // namespace
+
+Role roleOf(Level level) {
+    return level == Level::critical ? Role::critical : level == Level::warning ? Role::warning : Role::plain;
+}
 
 std::vector<Panel> panelsFor(const SnapshotReply& reply, const History& history, const SettingsStore& settings) {
     const SystemSnapshot& snapshot = reply.snapshot;

@@ -32,6 +32,8 @@ struct Panel {
     std::string (*scaleText)(double) = nullptr;
 };
 
+Role roleOf(Level level);
+
 /// The panels of what this machine has, the most important first.
 std::vector<Panel> panelsFor(const SnapshotReply& reply, const History& history, const SettingsStore& settings);
 
