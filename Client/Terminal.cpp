@@ -1,5 +1,6 @@
 #include "Client/Terminal.h"
 
+#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <wchar.h>
@@ -91,6 +92,10 @@ std::string broken(std::string_view text, std::size_t columns, std::size_t inden
         result += row + '\n';
     }
     return result;
+}
+
+bool isUtf8Shown() {
+    return std::string_view(::nl_langinfo(CODESET)) == "UTF-8";
 }
 
 bool wantsColour() {

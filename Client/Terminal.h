@@ -15,6 +15,9 @@ bool printOut(std::string_view text);
 /// Whether standard output is a terminal that shows colours and the user has not asked for none (NO_COLOR).
 bool wantsColour();
 
+/// Whether the locale's characters are those of UTF-8.
+bool isUtf8Shown();
+
 /// Text from outside as a terminal may show it: without control characters, which could move the cursor or worse, and
 /// as well-formed UTF-8.
 std::string printable(std::string_view text);

@@ -222,7 +222,10 @@ std::string said(Phrase phrase, const Parts&... parts) {
     return filled(phrase.in(L10n::language), {parts...});
 }
 
-/// What the user has stored, else what the locale speaks: Chinese or English.
+/// Takes the locale's characters: those of C.UTF-8 where it is a locale of UTF-8 that is not installed. Once, first.
+void takeLocale();
+
+/// What the user has stored, else what the locale speaks: Chinese, where its characters can show that, or English.
 AppLanguage clientLanguage(UserDefaults& defaults);
 
 }  // namespace zqm

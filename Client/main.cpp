@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <clocale>
 
 #include "Client/Commands/Commands.h"
 #include "Client/Texts.h"
@@ -11,7 +10,7 @@ namespace {
 
 int run(int argc, char** argv) {
     fillStandardStreams();
-    std::setlocale(LC_CTYPE, "");
+    takeLocale();
     ignoreWriteSignals();
     Invocation invocation;
     CLI::App app("Shows what ZQMHelper, which must be running, knows of this machine.", "zephlon");

@@ -1,6 +1,5 @@
 #include "Client/Watch/Screen.h"
 
-#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -77,7 +76,7 @@ std::unique_ptr<Screen> Screen::open(bool isColoured) {
         ::delscreen(terminal);
         return nullptr;
     }
-    const bool isUtf8 = std::string_view(::nl_langinfo(CODESET)) == "UTF-8";
+    const bool isUtf8 = isUtf8Shown();
     const bool hasBraille = isUtf8 && std::string_view(type) != "linux";  // the console's fonts have none
     return std::unique_ptr<Screen>(
         new Screen(terminal, isColoured, isUtf8, hasBraille ? Glyphs::braille : Glyphs::ascii));
