@@ -141,6 +141,14 @@ inline constexpr std::array translations{
     Translation{"helper refuses", "监视助手拒绝访问"},
     Translation{"helper of another version", "监视助手版本不符"},
     Translation{"helper away", "监视助手未运行"},
+    // The exporter
+    Translation{"cannot listen on {}: {}", "无法在 {} 上监听：{}"},
+    Translation{"serving {}", "正在提供 {}"},
+    Translation{"whoever reaches {} reads the figures and the names of programs, without a password; 127.0.0.1 is this "
+                "machine alone",
+                "能访问 {} 的人无需密码即可读取数据和程序名称；127.0.0.1 仅限本机"},
+    Translation{"the latest answer is too old", "最近的应答太旧"},
+    Translation{"the helper answers again", "监视助手恢复应答"},
     // The command line
     Translation{"--metrics takes names, separated by commas, of {}", "--metrics 接受用逗号分隔的名称：{}"},
     Translation{"--levels takes NAME=WARNING,CRITICAL, in percent or °C, separated by commas, of {}",
