@@ -5,6 +5,7 @@
 #include <charconv>
 #include <vector>
 
+#include "Client/Nearest.h"
 #include "Client/Terminal.h"
 #include "Client/Texts.h"
 #include "Support/Text.h"
@@ -225,6 +226,10 @@ std::optional<std::vector<MenuBarMetric>> parseMetrics(std::string_view list) {
 }
 
 std::string unknownPreference(std::string_view key) {
+    std::vector<std::string> keys;
+    for (const Preference& preference : preferences) keys.emplace_back(preference.key);
+    const std::string meant = nearest(key, keys);
+    if (!meant.empty()) return said("there is no preference \"{}\"; did you mean {}?", key, meant);
     return said("there is no preference \"{}\"; there are {}", key, spoken(preferenceKeys()));
 }
 

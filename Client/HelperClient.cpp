@@ -21,12 +21,24 @@ bool isSampled(const SystemSnapshot& snapshot) {
     return snapshot.memory.totalBytes > 0 || !snapshot.cpu.perCoreUsage.empty();
 }
 
-std::variant<std::string, HelperError> readToken() {
+/// How to come to a helper, as the end of a message.
+std::string wayToHelper(std::uint16_t port) {
+    constexpr std::uint16_t usualPort = 18932;
+    if (isUnderSudo()) return std::string(said("; this is root's home, under sudo yours is not looked at"));
+    if (hasUserService("zephlon-helper")) return said("; start it with: {}", "systemctl --user start zephlon-helper");
+    auto program = findProgram("ZQMHelper");
+    if (!program) return {};
+    if (port != usualPort) *program += " --port " + std::to_string(port);
+    return said("; start it with: {}", *program);
+}
+
+std::variant<std::string, HelperError> readToken(std::uint16_t port) {
     const auto container = sharedContainerPath(appGroup);
     if (!container) return HelperError{ExitStatus::helperAway, said("there is no home directory to find the token in")};
     const OwnFile file = readOwnFile(tokenFile(*container));
     if (file.isMissing)
-        return HelperError{ExitStatus::helperAway, said("the helper has not run yet: it has left no token")};
+        return HelperError{ExitStatus::helperAway,
+                           said("the helper has not run yet: it has left no token{}", wayToHelper(port))};
     if (!file.text) return HelperError{ExitStatus::tokenRefused, file.problem};
     const std::string token(trimWhitespace(*file.text));
     if (!token.empty() && isValidUtf8(token) && !tokenFault(token)) return token;
@@ -65,7 +77,7 @@ std::variant<std::string, HelperError> bodyOf(std::string_view response) {
 }  // namespace
 
 std::variant<std::string, HelperError> HelperClient::get(std::string_view path, Seconds patience) const {
-    auto token = readToken();
+    auto token = readToken(port_);
     if (auto* error = std::get_if<HelperError>(&token)) return std::move(*error);
     std::string request = "GET ";
     request += path;
@@ -76,7 +88,7 @@ std::variant<std::string, HelperError> HelperClient::get(std::string_view path, 
         case Outcome::complete:
             return bodyOf(reply.bytes);
         case Outcome::absent:
-            return HelperError{ExitStatus::helperAway, said("no helper listens on {}", place)};
+            return HelperError{ExitStatus::helperAway, said("no helper listens on {}{}", place, wayToHelper(port_))};
         case Outcome::foreign:
             return HelperError{ExitStatus::helperAway, said("another user's program listens on {}; set ZQM_PORT to a "
                                                             "port of your own for the helper and zephlon",

@@ -1,12 +1,40 @@
 #include <CLI/CLI.hpp>
 
 #include "Client/Commands/Commands.h"
+#include "Client/Nearest.h"
 #include "Client/Texts.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "ZQMHelper/PortOption.h"
 
 namespace zqm {
 namespace {
+
+/// The parser's complaint, with what may have been meant.
+std::string wayOut(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<CLI::App*> chosen = app.get_subcommands();
+    std::vector<const CLI::App*> commands(chosen.begin(), chosen.end());
+    const bool isChosen = !commands.empty();
+    if (!isChosen) commands = app.get_subcommands({});
+    const std::vector<std::string> unknown = app.remaining(true);
+    std::vector<std::string> candidates{"--port", "--root"};
+    for (const CLI::App* known : commands) {
+        if (!isChosen) candidates.push_back(known->get_name());
+        for (const CLI::App* part : known->get_subcommands({})) candidates.push_back(part->get_name());
+        for (const CLI::Option* option : known->get_options()) {
+            for (const std::string& name : option->get_lnames()) candidates.push_back("--" + name);
+        }
+    }
+    std::string text = error.what();
+    if (!isChosen) {
+        text =
+            unknown.empty() ? std::string("a command is missing") : "there is no command \"" + unknown.front() + "\"";
+    }
+    for (const std::string& word : unknown) {
+        const std::string meant = nearest(word, candidates);
+        if (!meant.empty()) return text + "; did you mean " + meant + "?";
+    }
+    return isChosen ? text : text + "; zephlon --help lists the commands";
+}
 
 int run(int argc, char** argv) {
     fillStandardStreams();
@@ -36,7 +64,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::Success& help) {
         return app.exit(help);
     } catch (const CLI::ParseError& error) {
-        return static_cast<int>(complain(error.what(), ExitStatus::usage));
+        return static_cast<int>(complain(wayOut(app, error), ExitStatus::usage));
     }
     L10n::language = clientLanguage(userDefaults());
     return static_cast<int>(invocation.command());
