@@ -23,5 +23,7 @@ namespace zqm {
     SYMBOL(IOReportStateGetResidency, std::int64_t(CFTypeRef channel, std::int32_t index))
 // clang-format on
 ZQM_CALL_TABLE(IOReportCalls, "/usr/lib/libIOReport.dylib", ZQM_IO_REPORT);
+/// Where systems keep it that have it not at its first place.
+inline constexpr const char* ioReportFramework = "/System/Library/PrivateFrameworks/IOReport.framework/IOReport";
 
 }  // namespace zqm
