@@ -43,12 +43,12 @@ ZQM_FIELD(Link, family, sockaddr_dl, sdl_family);
 ZQM_FIELD(Link, nameLength, sockaddr_dl, sdl_nlen);
 ZQM_FIELD(Link, name, sockaddr_dl, sdl_data);
 
-ZQM_FIELD(KernelAddress, next, ifaddrs, ifa_next);
-ZQM_FIELD(KernelAddress, name, ifaddrs, ifa_name);
-ZQM_FIELD(KernelAddress, address, ifaddrs, ifa_addr);
-static_assert(sizeof(KernelAddress) == sizeof(ifaddrs));
-ZQM_FIELD(KernelAddress::Socket, family, sockaddr_in, sin_family);
-ZQM_FIELD(KernelAddress::Socket, ipv4, sockaddr_in, sin_addr);
+ZQM_FIELD(AddressRecord, next, ifaddrs, ifa_next);
+ZQM_FIELD(AddressRecord, name, ifaddrs, ifa_name);
+ZQM_FIELD(AddressRecord, address, ifaddrs, ifa_addr);
+static_assert(sizeof(AddressRecord) == sizeof(ifaddrs));
+ZQM_FIELD(AddressRecord::Socket, family, sockaddr_in, sin_family);
+ZQM_FIELD(AddressRecord::Socket, ipv4, sockaddr_in, sin_addr);
 
 ZQM_FIELD(TaskPowerRecord, user, task_power_info_v2, cpu_energy.total_user);
 ZQM_FIELD(TaskPowerRecord, system, task_power_info_v2, cpu_energy.total_system);

@@ -11,11 +11,11 @@ constexpr std::uint8_t ipv4Family = 2;  // AF_INET
 
 std::optional<std::vector<InterfaceAddress>> MacAddresses::ipv4() {
     if (!calls_.isWhole()) return std::nullopt;
-    KernelAddress* first = nullptr;
+    AddressRecord* first = nullptr;
     if (calls_.getifaddrs(&first) != 0) return std::nullopt;
-    const std::unique_ptr<KernelAddress, void (*)(KernelAddress*)> list(first, calls_.freeifaddrs);
+    const std::unique_ptr<AddressRecord, void (*)(AddressRecord*)> list(first, calls_.freeifaddrs);
     std::vector<InterfaceAddress> addresses;
-    for (const KernelAddress* entry = first; entry; entry = entry->next) {
+    for (const AddressRecord* entry = first; entry; entry = entry->next) {
         if (!entry->name || !entry->address || entry->address->family != ipv4Family) continue;
         std::uint32_t address = 0;
         for (const std::uint8_t byte : entry->address->ipv4) address = address << 8 | byte;

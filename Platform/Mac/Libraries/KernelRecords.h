@@ -43,8 +43,8 @@ struct InterfaceMessage {
 static_assert(offsetof(InterfaceMessage, link) == 160);
 
 /// An entry of the list of getifaddrs.
-struct KernelAddress {
-    KernelAddress* next;
+struct AddressRecord {
+    AddressRecord* next;
     char* name;
     unsigned flags;
     struct Socket {

@@ -27,8 +27,8 @@ inline constexpr const char* libSystemPath = "/usr/lib/libSystem.B.dylib";
     SYMBOL(sysctl, int(int* name, unsigned count, void* value, std::size_t* size, void* replacement, std::size_t))
 
 #define ZQM_ADDRESSES(SYMBOL)                                                                                          \
-    SYMBOL(getifaddrs, int(KernelAddress** list))                                                                      \
-    SYMBOL(freeifaddrs, void(KernelAddress* list))
+    SYMBOL(getifaddrs, int(AddressRecord** list))                                                                      \
+    SYMBOL(freeifaddrs, void(AddressRecord* list))
 
 #define ZQM_TASKS(SYMBOL)                                                                                              \
     SYMBOL(task_name_for_pid, KernelReturn(MachPort task, int pid, MachPort* name))                                    \
