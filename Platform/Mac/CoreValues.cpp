@@ -1,6 +1,5 @@
 #include "Platform/Mac/CoreValues.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace zqm {
@@ -86,12 +85,15 @@ bool isDictionary(const CoreFoundation& calls, CFTypeRef object) {
 std::optional<std::string> textOf(const CoreFoundation& calls, CFTypeRef object) {
     if (!isOf(calls, calls.CFStringGetTypeID(), object)) return std::nullopt;
     const CFRange whole{0, calls.CFStringGetLength(object)};
-    CFIndex size = 0;
-    calls.CFStringGetBytes(object, whole, cfUtf8, '?', false, nullptr, 0, &size);
-    std::string text(static_cast<std::size_t>(std::max(size, CFIndex{0})), '\0');
-    calls.CFStringGetBytes(object, whole, cfUtf8, '?', false, reinterpret_cast<std::uint8_t*>(text.data()), size,
-                           &size);
-    return text;
+    const auto bytesOf = [&](std::uint8_t* buffer, CFIndex size) {
+        CFIndex used = 0;
+        calls.CFStringGetBytes(object, whole, cfUtf8, '?', false, buffer, size, &used);
+        return used;
+    };
+    const CFIndex size = whole.length > 0 ? bytesOf(nullptr, 0) : 0;
+    if (size <= 0) return whole.length == 0 ? std::optional(std::string()) : std::nullopt;
+    std::string text(static_cast<std::size_t>(size), '\0');
+    return bytesOf(reinterpret_cast<std::uint8_t*>(text.data()), size) == size ? std::optional(text) : std::nullopt;
 }
 
 std::optional<PropertyValue> propertyOf(const CoreFoundation& calls, CFTypeRef object) {
@@ -109,7 +111,9 @@ std::optional<std::vector<CFTypeRef>> elementsOf(const CoreFoundation& calls, CF
     const CFIndex count = calls.CFArrayGetCount(object);
     if (count < 0 || count > mostElements) return std::nullopt;
     std::vector<CFTypeRef> elements;
-    for (CFIndex i = 0; i < count; ++i) elements.push_back(calls.CFArrayGetValueAtIndex(object, i));
+    for (CFIndex i = 0; i < count; ++i) {
+        if (const CFTypeRef element = calls.CFArrayGetValueAtIndex(object, i)) elements.push_back(element);
+    }
     return elements;
 }
 

@@ -86,6 +86,7 @@ public:
                                                         std::optional<std::string_view> subgroup) override {
         const CFOwned groupText = makeText(core_, group);
         const CFOwned subgroupText = subgroup ? makeText(core_, *subgroup) : own(core_, nullptr);
+        if (!groupText || (subgroup && !subgroupText)) return nullptr;
         CFOwned copied = own(core_, calls_.IOReportCopyChannelsInGroup(groupText.get(), subgroupText.get(), 0, 0, 0));
         if (!isDictionary(core_, copied.get())) return nullptr;
         return std::make_unique<MacChannels>(core_, std::move(copied));

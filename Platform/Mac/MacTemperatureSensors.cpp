@@ -22,6 +22,7 @@ public:
 
     std::optional<std::string> product() const override {
         const CFOwned key = makeText(core_, "Product");
+        if (!key) return std::nullopt;
         return textOf(core_, own(core_, calls_.IOHIDServiceClientCopyProperty(service_, key.get())).get());
     }
     std::optional<double> temperature() const override {
@@ -44,6 +45,7 @@ CFOwned MacTemperatureSensors::makeClient() const {
     if (!client) return client;
     const CFOwned keys[] = {makeText(core_, "PrimaryUsagePage"), makeText(core_, "PrimaryUsage")};
     const CFOwned values[] = {makeNumber(core_, vendorPage), makeNumber(core_, temperatureUsage)};
+    if (!keys[0] || !keys[1] || !values[0] || !values[1]) return own(core_, nullptr);
     const CFTypeRef keyList[] = {keys[0].get(), keys[1].get()};
     const CFTypeRef valueList[] = {values[0].get(), values[1].get()};
     const CFOwned matching =
