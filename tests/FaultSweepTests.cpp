@@ -145,6 +145,10 @@ const Feeding fedByCall{
     {"sysctl", {"network"}},
     {"getifaddrs", {"ip"}},
     {"freeifaddrs", {"ip"}},
+    {"/usr/lib/libIOReport", {"cpu", "gpu", "load", "power"}},
+    {"/usr/lib/libSystem", {"cpu", "ip", "load", "memory", "network", "power"}},
+    {"/System/Library/Frameworks/CFNetwork", {"ip"}},
+    {"/System/Library/Frameworks/", {"battery", "cpu", "disk", "gpu", "ip", "load", "power"}},
 };
 const std::regex askedAlways("^(IOPS|IOHID|IOReportCreateSamples|host_(proc|stat)|getif|CFNetwork)");
 

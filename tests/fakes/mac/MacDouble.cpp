@@ -351,8 +351,10 @@ int IOHIDEventSystemClientSetMatching(CFTypeRef client, CFTypeRef matching) {
     return 1;
 }
 CFTypeRef IOHIDEventSystemClientCopyServices(CFTypeRef client) {
-    FAIL_WITH(nullptr);
-    require(at(client, "client").position == 1, "every service there is");
+    auto& state = at(client, "client").position;
+    FAIL_WITH((state = 2, nullptr));  // its server is gone, for this client
+    if (state == 2) return nullptr;
+    require(state == 1, "every service there is");
     auto sensors = now->machine.temperatureSensors.sensors();
     if (!sensors) return nullptr;
     Object list{"", PropertyArray()};
@@ -689,6 +691,7 @@ std::vector<std::string> MacDouble::symbols() {
     std::vector<std::string> names;
     for (const auto& [path, library] : exported) {
         if (path == ioReportFramework) continue;
+        names.emplace_back(path);
         for (const auto& [name, address] : library) names.emplace_back(name);
     }
     return names;

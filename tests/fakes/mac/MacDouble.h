@@ -23,10 +23,10 @@ public:
 
     /// What was misused, and what was handed out and not given back, a line each.
     std::string complaints() const;
-    /// The names of all functions and variables.
+    /// The paths of all libraries and the names of their functions and variables.
     static std::vector<std::string> symbols();
 
-    std::set<std::string, std::less<>> missing;                    // symbols that this system lacks
+    std::set<std::string, std::less<>> missing;                    // those of them that this system lacks
     std::function<bool(std::string_view symbol)> fails = nullptr;  // asked in each call that may fail
     bool isIntel = false;
 };
