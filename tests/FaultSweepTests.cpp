@@ -62,7 +62,7 @@ std::optional<Snapshots> samplesOf(const Json& description, bool isOnMac = false
     auto parsed = DescribedMachine::parse(description.dump(), fakes.clock);
     auto* machine = std::get_if<std::unique_ptr<DescribedMachine>>(&parsed);
     if (!machine) return std::nullopt;
-    std::optional<DoubledMac> mac;
+    std::optional<MacDouble> mac;
     if (isOnMac) mac.emplace(**machine, fakes.clock, prepare);
     auto snapshots = sample(mac ? *mac : static_cast<Machine&>(**machine), fakes, 4, [](int) {});
     if (mac) askTheRest(mac->services());
@@ -155,8 +155,8 @@ const std::regex askedAlways("^(IOPS|IOHID|IOReportCreateSamples|host_(proc|stat
 TEST(MacTaskCounters, TellNoEnergyOfProcessorsThatCountNone) {
     DescribedPlatform described(R"({"processes": {"7": {"energy": 5000, "bytesRead": 1, "bytesWritten": 2}}})");
     for (const bool isIntel : {false, true}) {
-        DoubledMac mac(*described.machine, described.process.clock,
-                       [&](MacDouble& double_) { double_.isIntel = isIntel; });
+        MacDouble mac(*described.machine, described.process.clock,
+                      [&](MacDouble& libraries) { libraries.isIntel = isIntel; });
         EXPECT_EQ(mac.services().taskCounters.taskName(7)->power()->energy, isIntel ? 0u : 5000u);
     }
 }
@@ -171,10 +171,10 @@ TEST_F(FaultSweep, EachFunctionOfAMacMayFail) {
         };
         expect("is missing", false, [&](MacDouble& mac) { mac.missing.insert(symbol); });
         expect("fails", false,
-               [&](MacDouble& mac) { mac.fails = [&](std::string_view called) { return called == symbol; }; });
+               [&](MacDouble& mac) { mac.failing = [&](std::string_view called) { return called == symbol; }; });
         for (const int time : {1, 2}) {
             expect("fails once", std::regex_search(symbol, askedAlways), [&](MacDouble& mac) {
-                mac.fails = [&, left = time](std::string_view called) mutable {
+                mac.failing = [&, left = time](std::string_view called) mutable {
                     return called == symbol && --left == 0;
                 };
             });

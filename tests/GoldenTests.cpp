@@ -111,7 +111,7 @@ TEST_P(GoldenMachine, LooksTheSameOnAMac) {
     const auto machine =
         machineOf(DescribedMachine::load(fs::path(ZQM_MACHINES) / (GetParam() + ".json"), process.clock));
     for (const auto& [ending, text] : [&] {
-             DoubledMac mac(*machine, process.clock);
+             MacDouble mac(*machine, process.clock);
              return looksOf(mac, process);
          }()) {
         const std::string mended = GetParam() + "-on-mac" + ending;
