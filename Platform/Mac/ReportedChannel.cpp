@@ -6,17 +6,20 @@
 namespace zqm {
 namespace {
 
+bool isNumber(std::string_view text) {
+    return text.find_first_not_of("0123456789") == text.npos;
+}
+
 /// The name that readers know for a channel of one die; empty: they know none.
 std::string plainName(std::string_view name) {
     constexpr std::string_view prefix = "DIE_";
     if (!name.starts_with(prefix)) return {};
     name.remove_prefix(prefix.size());
-    const std::string_view die = name.substr(0, name.find_first_not_of("0123456789"));
-    name.remove_prefix(die.size());
-    if (die.empty() || !name.starts_with('_')) return {};
-    name.remove_prefix(1);
+    const std::string_view die = name.substr(0, name.find('_'));
+    if (die.size() == name.size() || die.empty() || !isNumber(die)) return {};
+    name.remove_prefix(die.size() + 1);
     const std::string_view kind = name.substr(0, 4);
-    if (kind != "ECPU" && kind != "PCPU" && kind != "MCPU") return {};
+    if ((kind != "ECPU" && kind != "PCPU" && kind != "MCPU") || !isNumber(name.substr(kind.size()))) return {};
     return name == kind ? std::string(kind) : std::string(kind).append(die).append(name.substr(kind.size()));
 }
 

@@ -54,8 +54,9 @@ struct MacKernel : MacFunctions {
         return 0;
     }
     static KernelReturn host_page_size(MachPort host, std::uintptr_t* size) {
+        require(now->at(host, "port").kind == "port", "another question");
         const auto told = now->machine.hostStatistics.pageSize();
-        *size = told.value_or(now->at(host, "port").state);
+        *size = told.value_or(0);
         return told ? 0 : 5;
     }
 
