@@ -8,8 +8,8 @@
 
 namespace zqm {
 
-/// The registry of devices through IOKit. Two of its properties are told as the readers of older systems expect them,
-/// see `RegistryEntry::property` in the source. Callable from any thread.
+/// The registry of devices through IOKit; kinds of processors and the battery's capacities as readers expect them,
+/// however this system tells them. Callable from any thread.
 class MacRegistry final : public Registry {
 public:
     /// `calls` and `mach` outlive everything that is handed out.

@@ -62,15 +62,17 @@ std::optional<std::vector<std::unique_ptr<TemperatureSensor>>> MacTemperatureSen
     if (!client_ || now - made_ >= clientLifetime) {
         client_ = makeClient();
         made_ = now;
+        hasListed_ = false;
     }
     if (!client_) return std::nullopt;
     const auto list = std::make_shared<const SensorList>(
         SensorList{client_, own(core_, calls_.IOHIDEventSystemClientCopyServices(client_.get()))});
     const auto services = elementsOf(core_, list->services.get());
     if (!services) {
-        client_ = nullptr;  // one that has lost its server never lists again
+        if (hasListed_) client_ = nullptr;  // one that has lost its server never lists again
         return std::nullopt;
     }
+    hasListed_ = true;
     std::vector<std::unique_ptr<TemperatureSensor>> sensors;
     for (CFTypeRef service : *services) sensors.push_back(std::make_unique<MacSensor>(core_, calls_, list, service));
     return sensors;

@@ -26,6 +26,7 @@ private:
     Clock& clock_;
     std::shared_ptr<const void> client_;
     MonotonicTime made_{};
+    bool hasListed_ = false;  // services, by this client
 };
 
 }  // namespace zqm

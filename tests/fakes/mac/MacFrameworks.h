@@ -78,7 +78,10 @@ struct MacFrameworks : MacFunctions {
     }
     static void CFDictionaryGetKeysAndValues(CFTypeRef dictionary, CFTypeRef* keys, CFTypeRef* values) {
         const auto& parts = at(dictionary).parts;
-        for (std::size_t i = 0; i < parts.size(); ++i) (i % 2 ? values : keys)[i / 2] = refOf(parts[i]);
+        for (std::size_t i = 0; i < parts.size(); i += 2) {
+            keys[i / 2] = refOf(parts[i]);
+            values[i / 2] = refOf(parts[i + 1]);
+        }
     }
     static constexpr char kCFTypeDictionaryKeyCallBacks = 1, kCFTypeDictionaryValueCallBacks = 2;
     static CFTypeRef CFDictionaryCreate(CFTypeRef, const CFTypeRef* keys, const CFTypeRef* values, CFIndex count,
@@ -173,11 +176,13 @@ struct MacFrameworks : MacFunctions {
     }
     static CFTypeRef IOHIDEventSystemClientCopyServices(CFTypeRef client) {
         int& state = at(client, "client").state;
-        if (now->fails("IOHIDEventSystemClientCopyServices")) state = 2;  // its server is gone, for this client
         require(state > 0, "every service there is");
-        auto sensors = state == 1 ? now->machine.temperatureSensors.sensors() : std::nullopt;
-        MacObject list{"", PropertyArray()};
+        const bool isRefused = now->fails("IOHIDEventSystemClientCopyServices");
+        if (isRefused && state == 2) state = 3;  // one that has listed services has lost its server, for ever
+        auto sensors = isRefused || state == 3 ? std::nullopt : now->machine.temperatureSensors.sensors();
         if (!sensors) return nullptr;
+        state = 2;
+        MacObject list{"", PropertyArray()};
         for (auto& sensor : *sensors) list.parts.push_back(now->add({"service", {}, shared(std::move(sensor))}));
         return add(std::move(list));
     }
