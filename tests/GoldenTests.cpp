@@ -96,6 +96,11 @@ std::map<std::string, std::string> looksOf(Machine& machine, FakePlatform& proce
     return looks;
 }
 
+std::map<std::string, std::string> looksOnMac(Machine& described, FakePlatform& process) {
+    MacDouble mac(described, process.clock);
+    return looksOf(mac, process);
+}
+
 TEST_P(GoldenMachine, LooksAsReviewed) {
     FakePlatform process;
     const auto machine =
@@ -110,10 +115,7 @@ TEST_P(GoldenMachine, LooksTheSameOnAMac) {
     FakePlatform process;
     const auto machine =
         machineOf(DescribedMachine::load(fs::path(ZQM_MACHINES) / (GetParam() + ".json"), process.clock));
-    for (const auto& [ending, text] : [&] {
-             MacDouble mac(*machine, process.clock);
-             return looksOf(mac, process);
-         }()) {
+    for (const auto& [ending, text] : looksOnMac(*machine, process)) {
         const std::string mended = GetParam() + "-on-mac" + ending;
         const bool isMended = fs::exists(fs::path(ZQM_TEST_DATA) / "golden" / mended);
         if (isMended || ending != ".sources") expectGolden(isMended ? mended : GetParam() + ending, text);

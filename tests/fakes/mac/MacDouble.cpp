@@ -17,6 +17,7 @@ struct Calls : MacFrameworks, MacReports, MacKernel {};
 
 /// What gives something back succeeds, and some fail in ways of their own.
 constexpr std::string_view infallible =
+    "IORegistryEntryGetName "
     "CFRelease CFStringGetLength CFDataGetLength IOServiceGetMatchingServices IOHIDEventSystemClientSetMatching "
     "IOHIDEventSystemClientCopyServices IOReportStateGetCount IOObjectRelease IOServiceClose mach_port_deallocate "
     "vm_deallocate freeifaddrs IOReportMergeChannels CFDictionaryGetKeysAndValues";

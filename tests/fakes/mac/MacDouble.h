@@ -53,8 +53,10 @@ public:
     }
     void giveBack(Handle handle, std::string_view kind) {
         const auto found = live.find(handle);
-        const bool isThere = found != live.end() && kind.find(found->second.kind) != kind.npos;
-        isThere ? void(live.erase(found)) : mistakes.push_back("not given back as a " + std::string(kind));
+        const bool isThere = found != live.end() && !found->second.kind.empty();
+        isThere&& kind.find(found->second.kind) != kind.npos
+            ? void(live.erase(found))
+            : mistakes.push_back("not given back as a " + std::string(kind));
     }
     /// Gives back an object of CoreFoundation with what belongs to it.
     void release(Handle handle) {
@@ -70,8 +72,9 @@ public:
         if (const auto* array = std::get_if<PropertyArray>(&value)) {
             for (const auto& element : *array) object.parts.push_back(make(element));
         } else if (const auto* dictionary = asDictionary(&value)) {
-            for (const auto& [key, member] : *dictionary)
+            for (const auto& [key, member] : *dictionary) {
                 object.parts.insert(object.parts.end(), {make(key), make(member)});
+            }
         }
         return add(std::move(object));
     }

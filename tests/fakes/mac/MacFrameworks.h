@@ -126,6 +126,7 @@ struct MacFrameworks : MacFunctions {
     }
     static KernelReturn IOObjectRelease(IOObject object) { return now->giveBack(object, "entry or iterator"), 0; }
     static KernelReturn IORegistryEntryGetName(IOObject entry, char* name) {
+        if (now->fails("IORegistryEntryGetName")) return std::memset(name, 0xFF, sizeof(IOName)), 0;  // no text
         const auto told = seamOf<RegistryEntry>(entry, "entry").name();
         if (told) std::strncpy(name, told->c_str(), sizeof(IOName));
         return told ? 0 : 5;
