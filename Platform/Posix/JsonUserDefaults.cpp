@@ -13,6 +13,7 @@
 #include "Platform/Posix/ObjectText.h"
 #include "Platform/Posix/UserDirectories.h"
 #include "Platform/Process/Files.h"
+#include "Support/Number.h"
 #include "Support/Saturated.h"
 #include "Support/Text.h"
 
@@ -52,20 +53,8 @@ std::string_view numberPrefix(std::string_view text) {
     return negative ? text : digits;
 }
 
-/// Whether a number that does not fit a double is too large (not too small): its exponent, explicit and of its digits.
-bool isHuge(std::string_view number) {
-    const auto exponent = number.find_first_of("eE");
-    if (exponent != std::string_view::npos && exponent + 1 < number.size()) return number[exponent + 1] != '-';
-    return std::any_of(number.begin(), std::find(number.begin(), number.end(), '.'), [](char c) { return c > '0'; });
-}
-
 double doublePrefix(std::string_view text) {
-    const auto number = numberPrefix(text);
-    double value = 0;
-    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
-    if (error != std::errc::result_out_of_range) return value;
-    if (!isHuge(number.substr(0, static_cast<std::size_t>(end - number.data())))) return 0;
-    return finite(number.front() == '-' ? -HUGE_VAL : HUGE_VAL);
+    return finite(leadingNumber(numberPrefix(text)).value);
 }
 
 std::int64_t integerPrefix(std::string_view text) {
@@ -91,9 +80,8 @@ std::string numberText(double value) {
     for (int digits = 15;; ++digits) {
         const auto end =
             std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::general, digits).ptr;
-        double back = 0;
-        std::from_chars(buffer.data(), end, back);
-        if (back == value || digits == 17) return {buffer.data(), end};
+        const std::string text(buffer.data(), end);
+        if (leadingNumber(text).value == value || digits == 17) return text;
     }
 }
 
