@@ -5,6 +5,7 @@
 
 #include "Client/Units.h"
 #include "Platform/Posix/LocalClient.h"
+#include "Platform/UserServices.h"
 #include "Support/Text.h"
 #include "ZQMHelper/AccessToken.h"
 

@@ -5,7 +5,6 @@
 #include <cstdio>
 
 #include "Client/Terminal.h"
-#include "Platform/Posix/PosixFiles.h"
 
 namespace zqm {
 
@@ -23,10 +22,13 @@ ExitStatus printed(const std::string& text) {
     return printOut(text) ? ExitStatus::success : cannotWrite();
 }
 
-JsonUserDefaults& userDefaults() {
-    static PosixFiles files;
-    static JsonUserDefaults defaults(files, JsonUserDefaults::standardFile());
-    return defaults;
+UserServices& userServices() {
+    static const auto services = makeUserServices();
+    return *services;
+}
+
+StoredDefaults& userDefaults() {
+    return userServices().userDefaults();
 }
 
 std::shared_ptr<SettingsStore> readSettings() {

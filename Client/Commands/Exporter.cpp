@@ -6,9 +6,9 @@
 #include "Client/HelperClient.h"
 #include "Platform/Posix/AsioListener.h"
 #include "Platform/Posix/AsioMainLoop.h"
-#include "Platform/Posix/PosixLog.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "Platform/Posix/ThreadQueues.h"
+#include "Platform/Process/Log.h"
 
 namespace zqm {
 namespace {
@@ -16,7 +16,7 @@ namespace {
 ExitStatus serveMetrics(std::uint16_t helperPort, const ListenAddress& address) {
     raiseDescriptorLimit();
     shareOneHeap();
-    PosixLog log;
+    Log& log = userServices().log();
     AsioMainLoop mainLoop;
     ThreadQueues queues;
     AsioNetworkListener listener(address.host);

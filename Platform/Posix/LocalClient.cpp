@@ -26,7 +26,6 @@
 
 #include "Platform/Posix/Descriptor.h"
 #include "Platform/Posix/Problem.h"
-#include "Platform/Posix/UserDirectories.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -193,11 +192,6 @@ std::optional<std::string> findProgram(std::string_view name) {
         if (file.is_absolute() && isProgram(file)) return file.string();
     }
     return std::nullopt;
-}
-
-std::optional<std::string> sharedContainerPath(std::string_view identifier) {
-    const auto directory = userDirectory("XDG_DATA_HOME", ".local/share");
-    return directory ? std::optional(pathBelow(*directory, identifier)) : std::nullopt;
 }
 
 }  // namespace zqm

@@ -42,7 +42,4 @@ OwnFile readOwnFile(const std::string& file);
 /// run; nullopt when there is none.
 std::optional<std::string> findProgram(std::string_view name);
 
-/// Where the helper keeps what it shares; nullopt when the user has no home. Makes nothing.
-std::optional<std::string> sharedContainerPath(std::string_view identifier);
-
 }  // namespace zqm
