@@ -45,17 +45,25 @@ std::string rootFault(const std::string& directory) {
     return directory + (fault ? ": " + fault.message() : " holds neither proc nor sys");
 }
 
+/// Null where there is no such option: the machine is not read through files.
+CLI::Option* declareRoot(CLI::App& app, Options& options) {
+    if (!nativeMachineHasRoot()) return nullptr;
+    return app.add_option("--root", options.root, "Read DIR/proc, DIR/sys and DIR/etc in place of the system's")
+        ->option_text("DIR")
+        ->check(rootFault, "");
+}
+
 void declare(CLI::App& app, Options& options) {
     app.set_version_flag("--version", "ZQMHelper " ZQM_VERSION);
     addPortOption(app, options.port, "Port on 127.0.0.1 to serve on");
-    auto* root = app.add_option("--root", options.root, "Read DIR/proc, DIR/sys and DIR/etc in place of the system's")
-                     ->option_text("DIR")
-                     ->check(rootFault, "");
-    app.add_option("--machine", options.machine, "Run on the machine that FILE describes")
-        ->option_text("FILE")
-        ->check([](const std::string& file) { return file.empty() ? "the name of the file is empty" : std::string(); },
-                "")
-        ->excludes(root);
+    auto* root = declareRoot(app, options);
+    auto* machine =
+        app.add_option("--machine", options.machine, "Run on the machine that FILE describes")
+            ->option_text("FILE")
+            ->check(
+                [](const std::string& file) { return file.empty() ? "the name of the file is empty" : std::string(); },
+                "");
+    if (root) machine->excludes(root);
     app.add_flag("--sources", options.sources, "Print where each figure comes from and what it is now, and exit");
 }
 

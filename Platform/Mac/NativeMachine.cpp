@@ -1,15 +1,9 @@
-#include <dlfcn.h>
-
 #include "Platform/Mac/MacMachine.h"
+#include "Platform/Mac/SystemLibraries.h"
 #include "Platform/Posix/PosixClock.h"
 
 namespace zqm {
 namespace {
-
-struct SystemLibraries final : DynamicLibraries {
-    void* open(const char* path) override { return ::dlopen(path, RTLD_LAZY); }
-    void* find(void* library, const char* symbol) override { return ::dlsym(library, symbol); }
-};
 
 class ThisMachine final : public Machine {
 public:
@@ -22,6 +16,10 @@ private:
 };
 
 }  // namespace
+
+bool nativeMachineHasRoot() {
+    return false;
+}
 
 std::unique_ptr<Machine> makeNativeMachine(std::string_view) {
     return std::make_unique<ThisMachine>();
