@@ -18,11 +18,8 @@ public:
     Pool& operator=(const Pool&) = delete;
 
     /// Null from a null receiver, as the system has it.
-    template <class... Arguments>
-    void* send(void* receiver, const char* selector, Arguments... arguments) const {
-        using Method = void* (*)(void*, void*, Arguments...);
-        if (!receiver) return nullptr;
-        return reinterpret_cast<Method>(calls_.objc_msgSend)(receiver, calls_.sel_registerName(selector), arguments...);
+    void* send(void* receiver, const char* selector, const void* argument = nullptr) const {
+        return receiver ? calls_.objc_msgSend(receiver, calls_.sel_registerName(selector), argument) : nullptr;
     }
 
 private:

@@ -78,28 +78,25 @@ CFOwned MacUserDefaults::makeList(const std::vector<std::string>& texts) const {
     return own(core_, calls_.CFArrayCreate(nullptr, references.data(), count, calls_.kCFTypeArrayCallBacks));
 }
 
+/// A flag is kept as the number that every reader takes for it.
+CFOwned MacUserDefaults::makeObject(const DefaultsValue& value) const {
+    if (const auto* flag = std::get_if<bool>(&value)) return makeNumber(core_, *flag);
+    if (const auto* whole = std::get_if<std::int64_t>(&value)) return makeNumber(core_, *whole);
+    if (const auto* text = std::get_if<std::string>(&value)) return makeText(core_, *text);
+    if (const auto* texts = std::get_if<std::vector<std::string>>(&value)) return makeList(*texts);
+    const double number = finite(std::get<double>(value));
+    return own(core_, core_.CFNumberCreate(nullptr, cfFloat64, &number));
+}
+
 std::optional<std::string> MacUserDefaults::store(std::string_view key, const std::optional<DefaultsValue>& value) {
     if (!obstacle().empty()) return obstacle();
-    CFOwned object(nullptr, CFReleaser{&core_});
-    CFTypeRef flag = nullptr;
-    if (value) {
-        if (const auto* set = std::get_if<bool>(&*value))
-            flag = *set ? *calls_.kCFBooleanTrue : *calls_.kCFBooleanFalse;
-        if (const auto* whole = std::get_if<std::int64_t>(&*value)) object = makeNumber(core_, *whole);
-        if (const auto* text = std::get_if<std::string>(&*value)) object = makeText(core_, *text);
-        if (const auto* texts = std::get_if<std::vector<std::string>>(&*value)) object = makeList(*texts);
-        if (const auto* number = std::get_if<double>(&*value)) {
-            const double kept = finite(*number);
-            object = own(core_, core_.CFNumberCreate(nullptr, cfFloat64, &kept));
-        }
-    }
     const CFOwned name = makeText(core_, key);
-    const CFTypeRef kept = flag ? flag : object.get();
-    if (!domain_ || !name || (value && !kept)) return "the system makes no value of it";
-    calls_.CFPreferencesSetAppValue(name.get(), kept, domain_.get());
-    values_.insert_or_assign(std::string(key), kept ? valueOf(kept) : Json());
-    return calls_.CFPreferencesAppSynchronize(domain_.get()) ? std::nullopt
-                                                             : std::optional<std::string>("the system refuses them");
+    const CFOwned object = value ? makeObject(*value) : nullptr;
+    if (!domain_ || !name || (value && !object)) return "the system makes no value of it";
+    calls_.CFPreferencesSetAppValue(name.get(), object.get(), domain_.get());
+    values_.insert_or_assign(std::string(key), object ? valueOf(object.get()) : Json());
+    const bool isKept = calls_.CFPreferencesAppSynchronize(domain_.get());
+    return isKept ? std::nullopt : std::optional<std::string>("the system does not keep it");
 }
 
 }  // namespace zqm

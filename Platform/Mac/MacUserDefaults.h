@@ -23,6 +23,7 @@ private:
     const nlohmann::ordered_json& valueFor(std::string_view key) override;
     nlohmann::ordered_json read(std::string_view key) const;
     nlohmann::ordered_json valueOf(CFTypeRef object) const;
+    CFOwned makeObject(const DefaultsValue& value) const;
     CFOwned makeList(const std::vector<std::string>& texts) const;
     std::string obstacle() const;
 

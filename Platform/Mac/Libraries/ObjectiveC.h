@@ -7,11 +7,11 @@ namespace zqm {
 inline constexpr const char* foundationPath = "/System/Library/Frameworks/Foundation.framework/Foundation";
 
 // clang-format off
-/// objc_msgSend is called as the method that it is to find: the receiver, the selector, the method's own arguments.
+/// Calls methods that take one object or, of their own accord, less.
 #define ZQM_OBJECTIVE_C(SYMBOL)                                                                                        \
     SYMBOL(objc_getClass, void*(const char* name))                                                                     \
     SYMBOL(sel_registerName, void*(const char* name))                                                                  \
-    SYMBOL(objc_msgSend, void())                                                                                       \
+    SYMBOL(objc_msgSend, void*(void* receiver, void* selector, const void* argument))                                  \
     SYMBOL(objc_autoreleasePoolPush, void*())                                                                          \
     SYMBOL(objc_autoreleasePoolPop, void(void* pool))
 // clang-format on

@@ -5,16 +5,14 @@
 namespace zqm {
 
 // clang-format off
-/// A null value removes the key. The flags are borrowed.
+/// A null value removes the key.
 #define ZQM_PREFERENCES(SYMBOL)                                                                                        \
     SYMBOL(CFPreferencesCopyAppValue, CFTypeRef(CFTypeRef key, CFTypeRef domain))                                      \
     SYMBOL(CFPreferencesSetAppValue, void(CFTypeRef key, CFTypeRef value, CFTypeRef domain))                           \
     SYMBOL(CFPreferencesAppSynchronize, CFFlag(CFTypeRef domain))                                                      \
     SYMBOL(CFArrayCreate, CFTypeRef(CFTypeRef allocator, const CFTypeRef* values, CFIndex count,                       \
                                     const void* callBacks))                                                            \
-    SYMBOL(kCFTypeArrayCallBacks, const char)                                                                          \
-    SYMBOL(kCFBooleanTrue, const CFTypeRef)                                                                            \
-    SYMBOL(kCFBooleanFalse, const CFTypeRef)
+    SYMBOL(kCFTypeArrayCallBacks, const char)
 // clang-format on
 ZQM_CALL_TABLE(PreferenceCalls, CoreFoundation::path, ZQM_PREFERENCES);
 

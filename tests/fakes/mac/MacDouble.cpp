@@ -8,19 +8,21 @@
 #include "tests/fakes/mac/MacFrameworks.h"
 #include "tests/fakes/mac/MacKernel.h"
 #include "tests/fakes/mac/MacReports.h"
+#include "tests/fakes/mac/MacUserFunctions.h"
 
 namespace zqm {
 namespace {
 
 MacDouble*& now = MacFunctions::now;
-struct Calls : MacFrameworks, MacReports, MacKernel {};
+struct Calls : MacFrameworks, MacReports, MacKernel, MacUserFunctions {};
 
 /// What gives something back succeeds, and some fail in ways of their own.
 constexpr std::string_view infallible =
     "IORegistryEntryGetName "
     "CFRelease CFStringGetLength CFDataGetLength IOServiceGetMatchingServices IOHIDEventSystemClientSetMatching "
     "IOHIDEventSystemClientCopyServices IOReportStateGetCount IOObjectRelease IOServiceClose mach_port_deallocate "
-    "vm_deallocate freeifaddrs IOReportMergeChannels CFDictionaryGetKeysAndValues";
+    "vm_deallocate freeifaddrs IOReportMergeChannels CFPreferencesSetAppValue objc_autoreleasePoolPush "
+    "objc_autoreleasePoolPop CFDictionaryGetKeysAndValues";
 
 template <class Result>
 constexpr Result failure() {
@@ -58,13 +60,18 @@ struct Exported<name, function> {
     {#name, Exported<#name, static_cast<std::add_pointer_t<__VA_ARGS__>>(&Calls::name)>::address()},
 using Library = std::vector<std::pair<std::string_view, void*>>;
 const std::map<std::string_view, Library> exported{
-    {CoreFoundation::path, {ZQM_CORE_FOUNDATION(EXPORT) ZQM_BUNDLE(EXPORT)}},
+    {CoreFoundation::path, {ZQM_CORE_FOUNDATION(EXPORT) ZQM_BUNDLE(EXPORT) ZQM_PREFERENCES(EXPORT)}},
+    {ObjectiveC::path, {ZQM_OBJECTIVE_C(EXPORT)}},
+    {foundationPath, {}},
     {ioKitPath,
      {ZQM_REGISTRY(EXPORT) ZQM_USER_CLIENT(EXPORT) ZQM_POWER_SOURCES(EXPORT) ZQM_ADAPTER(EXPORT) ZQM_SENSORS(EXPORT)}},
     {IOReportCalls::path, {ZQM_IO_REPORT(EXPORT)}},
     {ioReportFramework, {ZQM_IO_REPORT(EXPORT)}},
     {libSystemPath, {ZQM_MACH(EXPORT) ZQM_HOST(EXPORT) ZQM_SYSCTL(EXPORT) ZQM_ADDRESSES(EXPORT) ZQM_TASKS(EXPORT)}},
     {ProxyCalls::path, {ZQM_PROXIES(EXPORT)}}};
+
+#define NAME(name, ...) #name,
+const std::set<std::string_view> ofUser{ObjectiveC::path, foundationPath, ZQM_PREFERENCES(NAME) ZQM_OBJECTIVE_C(NAME)};
 
 }  // namespace
 
@@ -113,9 +120,11 @@ void* MacDouble::find(void* library, const char* symbol) {
 std::vector<std::string> MacDouble::symbols() {
     std::vector<std::string> names;
     for (const auto& [path, library] : exported) {
-        if (path == ioReportFramework) continue;
+        if (path == ioReportFramework || ofUser.contains(path)) continue;
         names.emplace_back(path);
-        for (const auto& [name, address] : library) names.emplace_back(name);
+        for (const auto& [name, address] : library) {
+            if (!ofUser.contains(name)) names.emplace_back(name);
+        }
     }
     return names;
 }

@@ -35,7 +35,7 @@ public:
     MachineServices services() override;
     void* open(const char* path) override;
     void* find(void* library, const char* symbol) override;
-    /// The paths of all libraries and the names of their functions and variables.
+    /// The paths of all libraries that a machine is read through, the names of their functions and variables.
     static std::vector<std::string> symbols();
 
     std::set<std::string, std::less<>> missing;                      // those of them that this system lacks

@@ -24,6 +24,7 @@ struct MacFrameworks : MacFunctions {
     static CFTypeID CFDictionaryGetTypeID() { return 7; }
     static CFFlag CFBooleanGetValue(CFTypeRef flag) { return valueOf<bool>(flag); }
     static CFTypeRef CFNumberCreate(CFTypeRef, CFIndex type, const void* value) {
+        if (type == cfFloat64) return make(*static_cast<const double*>(value));
         require(type == cfSInt64, "a type of number that is not known");
         return make(*static_cast<const std::int64_t*>(value));
     }
