@@ -65,7 +65,7 @@ std::string numberText(double value) {
     for (int digits = 15;; ++digits) {
         const auto end =
             std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::general, digits).ptr;
-        const std::string text(buffer.data(), end);
+        std::string text(buffer.data(), end);
         if (leadingNumber(text).value == value || digits == 17) return text;
     }
 }

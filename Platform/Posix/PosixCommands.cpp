@@ -194,6 +194,7 @@ std::unique_ptr<Child> PosixCommands::launch(std::string_view path, const std::v
     std::vector<std::string> words{std::string(path)};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string& word : words) pointers.push_back(word.data());
     pointers.push_back(nullptr);
 
