@@ -6,6 +6,7 @@
 #include "Client/Texts.h"
 #include "Client/Units.h"
 #include "Platform/Posix/LocalClient.h"
+#include "Platform/UserServices.h"
 #include "Support/Text.h"
 #include "ZQMHelper/AccessToken.h"
 
@@ -25,7 +26,9 @@ bool isSampled(const SystemSnapshot& snapshot) {
 std::string wayToHelper(std::uint16_t port) {
     constexpr std::uint16_t usualPort = 18932;
     if (isUnderSudo()) return std::string(said("; this is root's home, under sudo yours is not looked at"));
-    if (hasUserService("zephlon-helper")) return said("; start it with: {}", "systemctl --user start zephlon-helper");
+    if (const std::string command = serviceStartCommand(); !command.empty()) {
+        return said("; start it with: {}", command);
+    }
     auto program = findProgram("ZQMHelper");
     if (!program) return {};
     if (port != usualPort) *program += " --port " + std::to_string(port);

@@ -3,6 +3,7 @@
 #include "Client/Commands/Commands.h"
 #include "Client/Nearest.h"
 #include "Client/Texts.h"
+#include "Platform/Machine.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "ZQMHelper/PortOption.h"
 
@@ -44,8 +45,10 @@ int run(int argc, char** argv) {
     CLI::App app("Shows what ZQMHelper, which must be running, knows of this machine.", "zephlon");
     app.set_version_flag("--version", "zephlon " ZQM_VERSION);
     addPortOption(app, invocation.port, "Port on 127.0.0.1 on which the helper serves");
-    app.add_option("--root", invocation.root, "Where the machine's files lie, for a helper that was given the same")
-        ->option_text("DIR");
+    if (nativeMachineHasRoot()) {
+        app.add_option("--root", invocation.root, "Where the machine's files lie, for a helper that was given the same")
+            ->option_text("DIR");
+    }
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(

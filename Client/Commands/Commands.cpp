@@ -7,7 +7,6 @@
 #include "Client/Commands/LiveSettings.h"
 #include "Client/Terminal.h"
 #include "Client/Texts.h"
-#include "Platform/Posix/PosixFiles.h"
 
 namespace zqm {
 
@@ -25,14 +24,17 @@ ExitStatus printed(const std::string& text) {
     return printOut(text) ? ExitStatus::success : cannotWrite();
 }
 
-JsonUserDefaults& userDefaults() {
-    static PosixFiles files;
-    static JsonUserDefaults defaults(files, JsonUserDefaults::standardFile());
-    return defaults;
+UserServices& userServices() {
+    static const auto services = makeUserServices();
+    return *services;
+}
+
+StoredDefaults& userDefaults() {
+    return userServices().userDefaults();
 }
 
 std::shared_ptr<const SettingsStore> readSettings() {
-    static LiveSettings settings(JsonUserDefaults::standardFile(),
+    static LiveSettings settings(userServices(),
                                  [](const std::string& problem) { complain(problem, ExitStatus::success); });
     return settings.now();
 }

@@ -6,7 +6,8 @@
 #include <string>
 
 #include "Client/ExitStatus.h"
-#include "Platform/Posix/JsonUserDefaults.h"
+#include "Platform/Process/UserDefaults.h"
+#include "Platform/UserServices.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
 
 namespace CLI {
@@ -45,7 +46,8 @@ ExitStatus cannotWrite();
 /// Prints the text, or says that it cannot.
 ExitStatus printed(const std::string& text);
 
-JsonUserDefaults& userDefaults();
+UserServices& userServices();
+StoredDefaults& userDefaults();
 
 /// The user's preferences as the helper would read them at its next start; says on standard error what of their file
 /// cannot be used. The same object as long as the file has not changed.

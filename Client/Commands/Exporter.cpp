@@ -8,9 +8,9 @@
 #include "Platform/Posix/AsioListener.h"
 #include "Platform/Posix/AsioMainLoop.h"
 #include "Platform/Posix/PosixClock.h"
-#include "Platform/Posix/PosixLog.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "Platform/Posix/ThreadQueues.h"
+#include "Platform/Process/Log.h"
 
 namespace zqm {
 namespace {
@@ -18,7 +18,7 @@ namespace {
 ExitStatus serveMetrics(const Invocation& invocation, ListenAddress address) {
     raiseDescriptorLimit();
     shareOneHeap();
-    PosixLog log;
+    Log& log = userServices().log();
     PosixClock clock;
     AsioMainLoop mainLoop;
     ThreadQueues queues;

@@ -68,6 +68,7 @@ std::string asciiText(std::string_view text) {
 std::unique_ptr<Screen> Screen::open(bool isColoured) {
     const char* type = std::getenv("TERM");
     if (!type) return nullptr;
+    ::setenv("ESCDELAY", "25", 0);  // ms after Escape in which a key's code goes on; every ncurses reads it
     SCREEN* terminal = ::newterm(nullptr, stdout, stdin);
     if (!terminal) return nullptr;
     const char* move = ::tigetstr("cup");
@@ -99,7 +100,6 @@ Screen::Screen(screen* terminal, bool isColoured, bool isUtf8, Glyphs glyphs)
     ::noecho();
     ::nonl();
     ::curs_set(0);
-    ::set_escdelay(25);
     ::keypad(stdscr, TRUE);
     ::nodelay(stdscr, TRUE);
 }

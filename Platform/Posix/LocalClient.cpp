@@ -26,7 +26,6 @@
 
 #include "Platform/Posix/Descriptor.h"
 #include "Platform/Posix/Problem.h"
-#include "Platform/Posix/UserDirectories.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -195,27 +194,9 @@ std::optional<std::string> findProgram(std::string_view name) {
     return std::nullopt;
 }
 
-bool hasUserService(std::string_view name) {
-    std::error_code ignored;
-    if (!std::filesystem::exists("/run/systemd/system", ignored)) return false;
-    const char* const home = std::getenv("HOME");
-    const std::string unit = "/systemd/user/" + std::string(name) + ".service";
-    for (const std::string folder :
-         {"/etc", "/usr/lib", "/usr/share", "/usr/local/lib", "/usr/local/share", "~/.config", "~/.local/share"}) {
-        const std::string place = folder.starts_with('~') ? (home ? home : "") + folder.substr(1) : folder;
-        if (std::filesystem::exists(place + unit, ignored)) return true;
-    }
-    return false;
-}
-
 bool isUnderSudo() {
     const char* const user = std::getenv("SUDO_UID");
     return ::geteuid() == 0 && user && std::string_view(user) != "0";
-}
-
-std::optional<std::string> sharedContainerPath(std::string_view identifier) {
-    const auto directory = userDirectory("XDG_DATA_HOME", ".local/share");
-    return directory ? std::optional(pathBelow(*directory, identifier)) : std::nullopt;
 }
 
 }  // namespace zqm

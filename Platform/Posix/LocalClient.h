@@ -42,13 +42,7 @@ OwnFile readOwnFile(const std::string& file);
 /// run; nullopt when there is none.
 std::optional<std::string> findProgram(std::string_view name);
 
-/// Whether a service manager of the user's runs, as on systems with systemd, and knows the unit `name`.
-bool hasUserService(std::string_view name);
-
 /// Whether this process runs as root for another user, in root's home.
 bool isUnderSudo();
-
-/// Where the helper keeps what it shares; nullopt when the user has no home. Makes nothing.
-std::optional<std::string> sharedContainerPath(std::string_view identifier);
 
 }  // namespace zqm
