@@ -18,6 +18,11 @@ bool wantsColour();
 /// Whether the locale's characters are those of UTF-8.
 bool isUtf8Shown();
 
+/// What is written where only ASCII can be: one character for each, as wide as most of them are.
+std::string asciiText(std::string_view text);
+/// The text as the terminal's locale can show it.
+std::string shownText(std::string text);
+
 /// Text from outside as a terminal may show it: without control characters, which could move the cursor or worse, and
 /// as well-formed UTF-8.
 std::string printable(std::string_view text);

@@ -129,7 +129,7 @@ void declareStatus(CLI::App& app, Invocation& invocation) {
                 const std::string text =
                     statusText(reply, facts ? &*facts : nullptr, *readSettings(), Style(wantsColour()), wallTimeNow());
                 const auto columns = terminalColumns();
-                return columns ? broken(text, *columns, statusIndent) : text;
+                return shownText(columns ? broken(text, *columns, statusIndent) : text);
             });
         };
     });
@@ -162,7 +162,7 @@ void declareTop(CLI::App& app, Invocation& invocation) {
                 std::string text = rankingText(measured ? *measured : reply.ranking(category), category, rows, style);
                 if (category == ProcessCategory::gpu)
                     text += style.dim(said(measured ? measuredNote : estimateNote)) + '\n';
-                return text;
+                return shownText(std::move(text));
             });
         };
     });

@@ -43,26 +43,6 @@ constexpr std::array<Look, 17> looks{{
 }};
 static_assert(looks.size() == static_cast<std::size_t>(Role::selected) + 1);
 
-/// What is written where only ASCII can be: each as wide as what it stands for.
-std::string asciiText(std::string_view text) {
-    static constexpr std::array<std::pair<std::string_view, char>, 8> marks{
-        {{"─", '-'}, {"↓", 'v'}, {"↑", '^'}, {"←", '<'}, {"→", '>'}, {"…", '~'}, {"·", '-'}, {"°", ' '}}};
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (static_cast<unsigned char>(text[i]) < 0x80) {
-            result += text[i];
-            continue;
-        }
-        if ((static_cast<unsigned char>(text[i]) & 0xC0u) == 0x80) continue;  // of the character before
-        char mark = '?';
-        for (const auto& [character, ascii] : marks) {
-            if (text.substr(i).starts_with(character)) mark = ascii;
-        }
-        result += mark;
-    }
-    return result;
-}
-
 }  // namespace
 
 std::unique_ptr<Screen> Screen::open(bool isColoured) {
