@@ -122,10 +122,8 @@ void declareStatus(CLI::App& app, Invocation& invocation) {
         invocation.command = [&invocation, json, all] {
             return printSnapshot(invocation, [&](const SnapshotReply& reply) {
                 if (*json) return statusJson(reply);
-                PosixClock clock;
                 ThisMachine machine(invocation.root);
-                const auto facts =
-                    *all ? machine.allFactsBeside(reply.snapshot, clock) : machine.factsBeside(reply.snapshot);
+                const auto facts = *all ? machine.allFactsBeside(reply.snapshot) : machine.factsBeside(reply.snapshot);
                 const std::string text =
                     statusText(reply, facts ? &*facts : nullptr, *readSettings(), Style(wantsColour()), wallTimeNow());
                 const auto columns = terminalColumns();

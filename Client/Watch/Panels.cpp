@@ -115,6 +115,17 @@ Panel diskPanel(const DiskMetrics& disk) {
             rateText};
 }
 
+/// Before the figures of all, where there are several, each one's traffic in both directions together.
+Panel withParts(Panel panel, const std::vector<TransferRate>& parts) {
+    if (parts.size() < 2) return panel;
+    std::vector<Figure> figures;
+    for (const TransferRate& part : parts) {
+        figures.push_back(detail(printable(part.name) + " " + rateText(part.in + part.out)));
+    }
+    panel.figures.insert(panel.figures.begin(), figures.begin(), figures.end());
+    return panel;
+}
+
 Panel temperaturePanel(const SystemSnapshot& snapshot, const Levels& levels, TempUnit unit) {
     Panel panel{said("Temperature"), {}, {{Quantity::temperature, Role::heat}}, coolest, hottest};
     const double cpu = snapshot.cpu.temperatureC;
@@ -163,15 +174,17 @@ Role roleOf(Level level) {
     return level == Level::critical ? Role::critical : level == Level::warning ? Role::warning : Role::plain;
 }
 
-std::vector<Panel> panelsFor(const SnapshotReply& reply, const History& history, const SettingsStore& settings) {
+std::vector<Panel> panelsFor(const SnapshotReply& reply, const MachineFacts* facts, const History& history,
+                             const SettingsStore& settings) {
     const SystemSnapshot& snapshot = reply.snapshot;
     const Levels& levels = history.levels();
     std::vector<Panel> panels{processorPanel(reply)};
     if (!snapshot.cpu.perCoreUsage.empty()) panels.push_back(coresPanel(snapshot.cpu, settings.freqUnit()));
     panels.push_back(memoryPanel(snapshot.memory, levels.of(Aspect::memory)));
     if (history.isKnown(Quantity::gpu)) panels.push_back(graphicsPanel(snapshot.gpu, settings.freqUnit()));
-    panels.push_back(networkPanel(snapshot.network));
-    panels.push_back(diskPanel(snapshot.disk));
+    const MachineFacts told = facts ? *facts : MachineFacts{};
+    panels.push_back(withParts(networkPanel(snapshot.network), told.interfaces));
+    panels.push_back(withParts(diskPanel(snapshot.disk), told.drives));
     if (history.isKnown(Quantity::temperature))
         panels.push_back(temperaturePanel(snapshot, levels, settings.tempUnit()));
     if (history.isKnown(Quantity::power)) panels.push_back(powerPanel(snapshot.power));

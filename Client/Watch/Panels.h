@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Client/ThisMachine.h"
 #include "Client/Watch/History.h"
 #include "Client/Watch/Screen.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
@@ -34,8 +35,10 @@ struct Panel {
 
 Role roleOf(Level level);
 
-/// The panels of what this machine has, the most important first.
-std::vector<Panel> panelsFor(const SnapshotReply& reply, const History& history, const SettingsStore& settings);
+/// The panels of what this machine has, the most important first. `facts` are told beside the sample, null where
+/// they are not known.
+std::vector<Panel> panelsFor(const SnapshotReply& reply, const MachineFacts* facts, const History& history,
+                             const SettingsStore& settings);
 
 struct Core {
     std::size_t index = 0;  // in the kernel's order

@@ -300,7 +300,8 @@ void draw(Screen& screen, const Picture& picture, const SettingsStore& settings)
         if (picture.choices.showsHelp) putHelp(screen);
         return screen.show();
     }
-    const std::vector<Panel> panels = panelsFor(*picture.reply, picture.history, settings);
+    const std::vector<Panel> panels =
+        panelsFor(*picture.reply, picture.facts ? &*picture.facts : nullptr, picture.history, settings);
     Layout layout = layoutFor(screen.size(), panels.size(), settings.showProcessSidebar() ? categories : 0);
     for (Rectangle& ranking : layout.rankings) ranking.rows = std::min(ranking.rows, 1 + picture.rankingRows);
     const std::size_t graphColumns = layout.panels.empty() ? 0 : layout.panels[0].columns;
