@@ -1,6 +1,10 @@
 # Run by cpack on what it has installed into its own folder: what distributions want in other places, or compressed.
 set(usr ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr)
 set(documents ${usr}/share/doc/${CPACK_PACKAGE_NAME})
+file(STRINGS ${documents}/CHANGELOG.md latest REGEX "^## " LIMIT_COUNT 1)
+if(NOT latest STREQUAL "## ${CPACK_PACKAGE_VERSION}")
+  message(FATAL_ERROR "CHANGELOG.md begins with another version than ${CPACK_PACKAGE_VERSION}: ${latest}")
+endif()
 file(GLOB texts ${usr}/share/man/man1/*.1)
 file(COPY ${usr}/share/systemd DESTINATION ${usr}/lib NO_SOURCE_PERMISSIONS)
 file(REMOVE_RECURSE ${usr}/share/systemd)
