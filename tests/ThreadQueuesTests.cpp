@@ -34,7 +34,8 @@ TEST(ThreadQueues, RunsAsManyAtOnceAsTheWidthAllows) {
     for (int i = 0; i < 60; ++i) {
         queue->post([&] {
             const int now = ++running;
-            if (now > most) most = now;
+            int seen = most;
+            while (now > seen && !most.compare_exchange_weak(seen, now)) continue;
             if (now == 3 && done == 0) three.set_value();
             if (done == 0) gate.wait();  // the first three prove that three run at once
             --running;

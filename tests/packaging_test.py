@@ -104,12 +104,13 @@ class PackagingTest(unittest.TestCase):
             os.write(terminal, b"\x15")  # clears the line
 
     @unittest.skipUnless("CMAKE_BUILD_TYPE:STRING=MinSizeRel" in (BUILD / "CMakeCache.txt").read_text(), "not a release")
-    def test_programs_are_hardened(self):
+    def test_programs_are_hardened_and_carry_no_symbols(self):
         for program in ("ZQMHelper", "zephlon"):
             found = output("readelf", "--wide", "--file-header", "--segments", "--dynamic", "--dyn-syms",
-                           self.prefix / "bin" / program)
+                           "--sections", self.prefix / "bin" / program)
             for mark in (r"Type: +DYN", r"\bGNU_RELRO\b", r"Flags: NOW PIE", r"\b__stack_chk_fail@", r"\b__\w+_chk@"):
                 self.assertTrue(re.search(mark, found), f"{program}: {mark}")
+            self.assertNotIn(".symtab", found, program)
 
     def test_units_start_the_programs_that_were_installed_with_them(self):
         units = list((self.prefix / "share/systemd/user").iterdir())
