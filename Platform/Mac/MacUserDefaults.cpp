@@ -56,7 +56,7 @@ Json MacUserDefaults::valueOf(CFTypeRef object) const {
     if (!value) return Json::object();
     if (const auto* flag = std::get_if<bool>(&*value)) return *flag;
     if (const auto* whole = std::get_if<std::int64_t>(&*value)) return *whole;
-    if (const auto* number = std::get_if<double>(&*value)) return finite(*number);
+    if (const auto* number = std::get_if<double>(&*value)) return nearestFinite(*number);
     if (const auto* text = std::get_if<std::string>(&*value)) return *text;
     return Json::object();
 }
@@ -84,7 +84,7 @@ CFOwned MacUserDefaults::makeObject(const DefaultsValue& value) const {
     if (const auto* whole = std::get_if<std::int64_t>(&value)) return makeNumber(core_, *whole);
     if (const auto* text = std::get_if<std::string>(&value)) return makeText(core_, *text);
     if (const auto* texts = std::get_if<std::vector<std::string>>(&value)) return makeList(*texts);
-    const double number = finite(std::get<double>(value));
+    const double number = nearestFinite(std::get<double>(value));
     return own(core_, core_.CFNumberCreate(nullptr, cfFloat64, &number));
 }
 

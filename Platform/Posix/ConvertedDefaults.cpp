@@ -39,7 +39,7 @@ std::string_view numberPrefix(std::string_view text) {
 }
 
 double doublePrefix(std::string_view text) {
-    return finite(leadingNumber(numberPrefix(text)).value);
+    return nearestFinite(leadingNumber(numberPrefix(text)).value);
 }
 
 std::int64_t integerPrefix(std::string_view text) {
@@ -72,7 +72,7 @@ std::string numberText(double value) {
 
 }  // namespace
 
-double finite(double value) {
+double nearestFinite(double value) {
     constexpr double largest = std::numeric_limits<double>::max();
     return std::isnan(value) ? 0 : std::clamp(value, -largest, largest);
 }
@@ -80,7 +80,7 @@ double finite(double value) {
 double ConvertedDefaults::doubleForKey(std::string_view key) {
     const auto& value = valueFor(key);
     if (value.is_boolean()) return value.get<bool>() ? 1 : 0;
-    if (value.is_number()) return finite(value.get<double>());
+    if (value.is_number()) return nearestFinite(value.get<double>());
     return value.is_string() ? doublePrefix(value.get_ref<const std::string&>()) : 0;
 }
 

@@ -10,7 +10,7 @@
 namespace zqm {
 
 /// The nearest finite number, 0 for NaN.
-double finite(double value);
+double nearestFinite(double value);
 
 /// Preferences whose values are told as JSON, with the conversions that the platform promises.
 class ConvertedDefaults : public StoredDefaults {

@@ -19,7 +19,7 @@ constexpr std::size_t mostProblems = 8;
 constexpr std::size_t longestName = 80;  // bytes of a key that are told
 
 Json jsonOf(const DefaultsValue& value) {
-    if (const auto* number = std::get_if<double>(&value)) return finite(*number);
+    if (const auto* number = std::get_if<double>(&value)) return nearestFinite(*number);
     return std::visit([](const auto& plain) { return Json(plain); }, value);
 }
 
