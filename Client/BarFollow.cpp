@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <utility>
 
 #include "Client/Terminal.h"
 #include "Client/Units.h"
@@ -37,8 +38,8 @@ public:
 private:
     static constexpr Seconds longest{5};  // after which a helper that went away is noticed
 
-    const Seconds interval_;
-    const Seconds nudge_;
+    Seconds interval_;
+    Seconds nudge_;
     Seconds due_{0};
     bool isFirst_ = true;
     bool wasAwaited_ = false;
@@ -59,33 +60,38 @@ bool isReaderGoneAfter(Seconds time) {
 
 }  // namespace
 
-ExitStatus followBar(const HelperClient& helper, BarWriter& writer, Seconds updateInterval) {
+ExitStatus followBar(const HelperClient& helper, BarWriter& writer, const Preferences& preferences) {
     constexpr Seconds absencePause{1};
     endAtSignals();
-    Pace pace(updateInterval);
+    std::shared_ptr<const SettingsStore> settings;
+    std::optional<Pace> pace;
     constexpr WallTime none = WallTime::min();
     WallTime shown = none;
     std::string shownAge;
     std::string problem;
     for (;;) {
+        const auto before = std::exchange(settings, preferences());
+        const bool areOthers = settings != before;
+        const Seconds interval(settings->updateInterval());
+        if (areOthers) pace.emplace(interval);
         const auto reply = helper.snapshot();
         std::string line;
         Seconds pause = absencePause;
         if (const auto* error = std::get_if<HelperError>(&reply)) {
-            if (problem != error->message) line = writer.line(*error);
+            if (areOthers || problem != error->message) line = writer.line(*error);
             problem = error->message;
             shown = none;
         } else {
             const SystemSnapshot& snapshot = std::get<SnapshotReply>(reply).snapshot;
             const WallTime now = wallTimeNow();
-            const auto age = ageIfOld(snapshot, updateInterval, now);
+            const auto age = ageIfOld(snapshot, interval, now);
             const std::string ageText = age ? spanText(*age) : "";
             const bool isNew = shown != snapshot.timestamp;
-            if (isNew || shownAge != ageText) line = writer.line(snapshot, now);
+            if (areOthers || isNew || shownAge != ageText) line = writer.line(snapshot, *settings, now);
             shown = snapshot.timestamp;
             shownAge = ageText;
             problem.clear();
-            pause = pace.pauseAfter(isNew);
+            pause = pace->pauseAfter(isNew);
         }
         if (!line.empty() && !printOut(line)) return errno == EPIPE ? ExitStatus::success : ExitStatus::failure;
         if (isReaderGoneAfter(pause)) return ExitStatus::success;

@@ -5,7 +5,9 @@
 #include <charconv>
 #include <vector>
 
+#include "Client/Nearest.h"
 #include "Client/Terminal.h"
+#include "Client/Texts.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -78,33 +80,61 @@ std::string effective(const SettingsStore& settings) {
 constexpr std::size_t mostStored = 60;  // columns of a stored value that is not allowed
 
 constexpr std::string_view metricNames =
-    "names, separated by commas, of loadIndex, cpuUsage, cpuFreq, gpuUsage, gpuFreq, memoryUsage, network, disk, "
-    "power, "
-    "clock and battery";
+    "loadIndex,cpuUsage,cpuFreq,gpuUsage,gpuFreq,memoryUsage,network,disk,power,clock,battery";
 
 struct Preference {
     std::string_view key;
     Parsed (*parse)(std::string_view);
-    std::string_view rule;  // what `parse` takes, for a person
+    Phrase rule;               // what `parse` takes, "{}" for `choices`
+    std::string_view choices;  // separated by commas; empty: a number
     std::string (*effective)(const SettingsStore&);
+    std::string_view help;
 };
 using Store = SettingsStore;
 constexpr std::array preferences{
-    Preference{"updateInterval", positive, "a number of seconds greater than 0", effective<&Store::updateInterval>},
-    Preference{"metricOrder", metrics, metricNames, effective<&Store::metricOrder>},
-    Preference{"enabledMetrics", metrics, metricNames, effective<&Store::enabledMetrics>},
-    Preference{"use24Hour", flag, "true or false", effective<&Store::use24Hour>},
-    Preference{"freqUnit", choice<FreqUnit>, "ghz or mhz", effective<&Store::freqUnit>},
-    Preference{"tempUnit", choice<TempUnit>, "celsius, fahrenheit or kelvin", effective<&Store::tempUnit>},
-    Preference{"iconTextGap", positive, "a number of points greater than 0", effective<&Store::iconTextGap>},
-    Preference{"segmentGap", positive, "a number of points greater than 0", effective<&Store::segmentGap>},
-    Preference{"topProcessCount", upToTen, "a whole number from 1 to 10", effective<&Store::topProcessCount>},
-    Preference{"showProcessSidebar", flag, "true or false", effective<&Store::showProcessSidebar>},
-    Preference{"language", choice<AppLanguage>, "zh or en", effective<&Store::language>}};
+    Preference{"updateInterval", positive, "a number of seconds greater than 0", "", effective<&Store::updateInterval>,
+               "seconds between two samples (1); the helper's, and the pace of bar --follow, watch and exporter"},
+    Preference{"metricOrder", metrics, "names, separated by commas, of {}", metricNames, effective<&Store::metricOrder>,
+               "what stands first in a bar; what is left out follows in the usual order"},
+    Preference{"enabledMetrics", metrics, "names, separated by commas, of {}", metricNames,
+               effective<&Store::enabledMetrics>, "what a bar shows (loadIndex,cpuUsage,network)"},
+    Preference{"use24Hour", flag, "one of {}", "true,false", effective<&Store::use24Hour>,
+               "21:04 (true) or 9:04 PM; in bar and watch"},
+    Preference{"freqUnit", choice<FreqUnit>, "one of {}", "ghz,mhz", effective<&Store::freqUnit>,
+               "of clock frequencies (ghz); in bar, status and watch"},
+    Preference{"tempUnit", choice<TempUnit>, "one of {}", "celsius,fahrenheit,kelvin", effective<&Store::tempUnit>,
+               "of temperatures (celsius); in bar, status and watch"},
+    Preference{"iconTextGap", positive, "a number of points greater than 0", "", effective<&Store::iconTextGap>,
+               "points between label and figure in a bar (3)"},
+    Preference{"segmentGap", positive, "a number of points greater than 0", "", effective<&Store::segmentGap>,
+               "points between two figures in a bar (6)"},
+    Preference{"topProcessCount", upToTen, "a whole number from 1 to 10", "", effective<&Store::topProcessCount>,
+               "rows of a list of processes: in the menu-bar program (5), and if stored in top and watch"},
+    Preference{"showProcessSidebar", flag, "one of {}", "true,false", effective<&Store::showProcessSidebar>,
+               "whether watch and the menu-bar program show lists of processes (true)"},
+    Preference{"language", choice<AppLanguage>, "one of {}", "zh,en", effective<&Store::language>,
+               "Chinese or English; without it zephlon goes by the locale, the helper takes zh"}};
 
 const Preference* find(std::string_view key) {
     const auto found = std::find_if(preferences.begin(), preferences.end(), [&](auto& one) { return one.key == key; });
     return found == preferences.end() ? nullptr : found;
+}
+
+/// "zh, en" of "zh,en".
+std::string spoken(std::string_view list) {
+    std::string text;
+    while (!list.empty()) text += (text.empty() ? "" : ", ") + std::string(takeUntil(list, ','));
+    return text;
+}
+
+/// What it takes, for a person.
+std::string ruleOf(const Preference& preference) {
+    return filled(preference.rule.in(L10n::language), {spoken(preference.choices)});
+}
+
+/// The value in effect here: without one of the user's own the client's language is the locale's.
+std::string effectiveText(const Preference& preference, const SettingsStore& settings) {
+    return preference.key == "language" ? textOf(L10n::language) : preference.effective(settings);
 }
 
 /// The stored value as `parsePreference` would be given it.
@@ -129,47 +159,78 @@ bool isAllowed(const Preference& preference, UserDefaults& defaults, const std::
 std::string preferencesText(const SettingsStore& settings, UserDefaults& defaults) {
     std::string text;
     bool isAnyStored = false;
-    bool isAnyOdd = false;
     for (const Preference& preference : preferences) {
         const auto source = defaults.sourceForKey(preference.key);
         const bool isOdd = source && !isAllowed(preference, defaults, *source);
         isAnyStored |= source.has_value();
-        isAnyOdd |= isOdd;
         text += isOdd ? "! " : source ? "* " : "  ";
-        text += fitted(preference.key, 20) + preference.effective(settings);
-        if (isOdd) text += "  (stored: " + fitted(printable(*source), std::min(columnsOf(*source), mostStored)) + ')';
+        text += fitted(preference.key, 20) + effectiveText(preference, settings);
+        if (isOdd) {
+            const std::string stored = fitted(printable(*source), std::min(columnsOf(*source), mostStored));
+            const bool takesMetrics = preference.choices == metricNames;
+            const std::string rule = takesMetrics ? said("names of metrics") : ruleOf(preference);
+            text += "  (" + said("stored: {}, but it takes {}", stored, rule) + ')';
+        } else if (!source && preference.key == "language") {
+            text += "  (" + said("of the locale; the helper takes {}", textOf(settings.language())) + ')';
+        }
         text += '\n';
     }
-    if (isAnyStored) text += "* is stored; the others have their defaults\n";
-    return isAnyOdd ? text + "! is stored, but not as a value that it takes; what is in effect stands first\n" : text;
+    if (isAnyStored) text += said("* is stored; the others have their defaults") + '\n';
+    const bool isAnyOdd = text.find("\n! ") != text.npos || text.starts_with('!');
+    return isAnyOdd
+               ? text + said("! is stored, but not as a value that it takes; what is in effect stands first") + '\n'
+               : text;
+}
+
+bool isPreference(std::string_view key) {
+    return find(key);
+}
+
+std::string preferencesHelp() {
+    std::string text = "Keys:\n";
+    for (const Preference& preference : preferences) {
+        const std::string choices(preference.choices);
+        text += "  " + std::string(preference.key) + ' ';
+        text += choices.empty() ? "NUMBER" : (choices == metricNames ? "NAME[,NAME...]:{" : "{") + choices + '}';
+        text += "\n        " + std::string(preference.help) + '\n';
+    }
+    return text;
+}
+
+std::string preferenceKeys() {
+    std::string text;
+    for (const Preference& preference : preferences) text += (text.empty() ? "" : ",") + std::string(preference.key);
+    return text;
 }
 
 std::optional<std::string> preferenceText(const SettingsStore& settings, std::string_view key) {
     const Preference* preference = find(key);
-    return preference ? std::optional(preference->effective(settings)) : std::nullopt;
+    return preference ? std::optional(effectiveText(*preference, settings)) : std::nullopt;
 }
 
 std::variant<DefaultsValue, PreferenceError> parsePreference(std::string_view key, std::string_view text) {
     const Preference* preference = find(key);
     if (!preference) return PreferenceError{unknownPreference(key)};
     if (auto value = preference->parse(text)) return std::move(*value);
-    std::string message(key);
-    message += " takes ";
-    message += preference->rule;
-    message += ", not \"";
-    message += text;
-    return PreferenceError{message + '"'};
+    return PreferenceError{said("{} takes {}, not \"{}\"", key, ruleOf(*preference), text)};
+}
+
+std::optional<std::vector<MenuBarMetric>> parseMetrics(std::string_view list) {
+    const auto names = metrics(list);
+    if (!names) return std::nullopt;
+    std::vector<MenuBarMetric> result;
+    for (const std::string& name : std::get<std::vector<std::string>>(*names)) {
+        result.push_back(*fromRawValue<MenuBarMetric>(name));
+    }
+    return result;
 }
 
 std::string unknownPreference(std::string_view key) {
-    std::string message = "there is no preference \"";
-    message += key;
-    message += "\"; there are";
-    for (const Preference& preference : preferences) {
-        message += &preference == preferences.begin() ? " " : ", ";
-        message += preference.key;
-    }
-    return message;
+    std::vector<std::string> keys;
+    for (const Preference& preference : preferences) keys.emplace_back(preference.key);
+    const std::string meant = nearest(key, keys);
+    if (!meant.empty()) return said("there is no preference \"{}\"; did you mean {}?", key, meant);
+    return said("there is no preference \"{}\"; there are {}", key, spoken(preferenceKeys()));
 }
 
 }  // namespace zqm

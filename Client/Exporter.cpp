@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Client/Terminal.h"
+#include "Client/Texts.h"
 #include "Client/Units.h"
 #include "Platform/Process/Dispatch.h"
 #include "Platform/Process/Log.h"
@@ -146,7 +147,7 @@ void Exporter::answer(const std::shared_ptr<Connection>& connection, std::string
 void Exporter::answer(const Scrape& scrape) {
     const auto* const reply = std::get_if<SnapshotReply>(&*known_);
     if (reply && ageIfOld(reply->snapshot, interval_, services_.clock.wall())) {
-        known_ = HelperError{ExitStatus::helperSilent, "the latest answer is too old"};
+        known_ = HelperError{ExitStatus::helperSilent, said("the latest answer is too old")};
         texts_ = {};
     }
     const MonotonicTime now = services_.clock.monotonic();
@@ -199,7 +200,7 @@ void Exporter::noteProblem(const HelperAnswer& answer) {
     const auto* const error = std::get_if<HelperError>(&answer);
     std::string problem = error ? printable(error->message) : std::string();
     if (problem == problem_) return;
-    services_.log.print("zephlon: " + (error ? problem : "the helper answers again"));
+    services_.log.print("zephlon: " + (error ? problem : said("the helper answers again")));
     problem_ = std::move(problem);
 }
 

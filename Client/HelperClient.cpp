@@ -3,8 +3,10 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "Client/Texts.h"
 #include "Client/Units.h"
 #include "Platform/Posix/LocalClient.h"
+#include "Platform/UserServices.h"
 #include "Support/Text.h"
 #include "ZQMHelper/AccessToken.h"
 
@@ -20,16 +22,31 @@ bool isSampled(const SystemSnapshot& snapshot) {
     return snapshot.memory.totalBytes > 0 || !snapshot.cpu.perCoreUsage.empty();
 }
 
-std::variant<std::string, HelperError> readToken() {
+/// How to come to a helper, as the end of a message.
+std::string wayToHelper(std::uint16_t port) {
+    constexpr std::uint16_t usualPort = 18932;
+    if (isUnderSudo()) return std::string(said("; this is root's home, under sudo yours is not looked at"));
+    if (const std::string command = serviceStartCommand(); !command.empty()) {
+        return said("; start it with: {}", command);
+    }
+    auto program = findProgram("ZQMHelper");
+    if (!program) return {};
+    if (port != usualPort) *program += " --port " + std::to_string(port);
+    return said("; start it with: {}", *program);
+}
+
+std::variant<std::string, HelperError> readToken(std::uint16_t port) {
     const auto container = sharedContainerPath(appGroup);
-    if (!container) return HelperError{ExitStatus::helperAway, "there is no home directory to find the token in"};
+    if (!container) return HelperError{ExitStatus::helperAway, said("there is no home directory to find the token in")};
     const OwnFile file = readOwnFile(tokenFile(*container));
-    if (file.isMissing) return HelperError{ExitStatus::helperAway, "the helper has not run yet: it has left no token"};
+    if (file.isMissing)
+        return HelperError{ExitStatus::helperAway,
+                           said("the helper has not run yet: it has left no token{}", wayToHelper(port))};
     if (!file.text) return HelperError{ExitStatus::tokenRefused, file.problem};
     const std::string token(trimWhitespace(*file.text));
     if (!token.empty() && isValidUtf8(token) && !tokenFault(token)) return token;
     return HelperError{ExitStatus::tokenRefused,
-                       "the token's file does not hold a token; delete it and start the helper again"};
+                       said("the token's file does not hold a token; delete it and start the helper again")};
 }
 
 /// Whether the helper ended, with its process for example, before its answer did.
@@ -51,52 +68,54 @@ std::variant<std::string, HelperError> bodyOf(std::string_view response) {
     if (head != std::string_view::npos && protocol == "HTTP/1.1") {
         const std::string_view body = response.substr(head + end.size());
         if (isCutOff(response.substr(0, head), body))
-            return HelperError{ExitStatus::helperAway, "the answer broke off"};
+            return HelperError{ExitStatus::helperAway, said("the answer broke off")};
         if (status == "200") return std::string(body);
-        if (status == "403") return HelperError{ExitStatus::tokenRefused, "the helper refuses the token"};
-        if (status == "404") return HelperError{ExitStatus::otherVersion, "the helper does not know the question"};
+        if (status == "403") return HelperError{ExitStatus::tokenRefused, said("the helper refuses the token")};
+        if (status == "404")
+            return HelperError{ExitStatus::otherVersion, said("the helper does not know the question")};
     }
-    return HelperError{ExitStatus::otherVersion, "what listens there does not answer as the helper does"};
+    return HelperError{ExitStatus::otherVersion, said("what listens there does not answer as the helper does")};
 }
 
 }  // namespace
 
 std::variant<std::string, HelperError> HelperClient::get(std::string_view path, Seconds patience) const {
-    auto token = readToken();
+    auto token = readToken(port_);
     if (auto* error = std::get_if<HelperError>(&token)) return std::move(*error);
     std::string request = "GET ";
     request += path;
     request += " HTTP/1.1\r\nX-ZQM-Token: " + std::get<std::string>(token) + "\r\n\r\n";
     const LocalReply reply = askLoopback(port_, request, patience, mostReply);
-    const std::string place = " on 127.0.0.1:" + std::to_string(port_);
+    const std::string place = "127.0.0.1:" + std::to_string(port_);
     switch (reply.outcome) {
         case Outcome::complete:
             return bodyOf(reply.bytes);
         case Outcome::absent:
-            return HelperError{ExitStatus::helperAway, "no helper listens" + place};
+            return HelperError{ExitStatus::helperAway, said("no helper listens on {}{}", place, wayToHelper(port_))};
         case Outcome::foreign:
-            return HelperError{ExitStatus::helperAway,
-                               "another user's program listens" + place +
-                                   "; set ZQM_PORT to a port of your own for the helper and zephlon"};
+            return HelperError{ExitStatus::helperAway, said("another user's program listens on {}; set ZQM_PORT to a "
+                                                            "port of your own for the helper and zephlon",
+                                                            place)};
         case Outcome::silent:
-            return HelperError{ExitStatus::helperSilent, "the helper" + place + " does not answer"};
+            return HelperError{ExitStatus::helperSilent, said("the helper on {} does not answer", place)};
         case Outcome::broken:
-            return HelperError{ExitStatus::helperAway, "the answer" + place + " broke off"};
+            return HelperError{ExitStatus::helperAway, said("the answer on {} broke off", place)};
         case Outcome::tooLarge:
             break;
     }
-    return HelperError{ExitStatus::otherVersion, "the answer" + place + " has no end"};
+    return HelperError{ExitStatus::otherVersion, said("the answer on {} has no end", place)};
 }
 
 std::variant<SnapshotReply, HelperError> HelperClient::snapshot(Seconds patience) const {
     auto body = get("/api/snapshot", patience);
     if (auto* error = std::get_if<HelperError>(&body)) return std::move(*error);
     const std::string& text = std::get<std::string>(body);
-    const HelperError starting{ExitStatus::helperAway, "the helper is still starting: there is no sample yet", true};
+    const HelperError starting{ExitStatus::helperAway, said("the helper is still starting: there is no sample yet"),
+                               true};
     if (text.starts_with(R"({"error":)")) return starting;  // its engine does not run yet
     auto decoded = decodeReply(text);
     if (auto* error = std::get_if<DecodeError>(&decoded)) {
-        return HelperError{ExitStatus::otherVersion, "the helper is of another version: " + error->message};
+        return HelperError{ExitStatus::otherVersion, said("the helper is of another version: {}", error->message)};
     }
     auto& reply = std::get<SnapshotReply>(decoded);
     if (!isSampled(reply.snapshot)) return starting;
@@ -107,14 +126,14 @@ std::variant<SnapshotReply, HelperError> HelperClient::freshSnapshot(Seconds int
     auto reply = snapshot();
     const auto* told = std::get_if<SnapshotReply>(&reply);
     if (!told || !ageIfOld(told->snapshot, interval, wallTimeNow())) return reply;
-    return HelperError{ExitStatus::helperSilent, "the helper's latest sample is older than three intervals"};
+    return HelperError{ExitStatus::helperSilent, said("the helper's latest sample is older than three intervals")};
 }
 
 std::optional<std::string> uploadProblem(std::string_view reply) {
     const auto json = nlohmann::json::parse(reply, nullptr, false);
     if (json.is_object() && json.value("status", nlohmann::json()) == "sent") return std::nullopt;
     const auto error = json.is_object() ? json.value("error", nlohmann::json()) : nlohmann::json();
-    return error.is_string() ? error.get<std::string>() : "the helper's reply is not known";
+    return error.is_string() ? error.get<std::string>() : said("the helper's reply is not known");
 }
 
 }  // namespace zqm

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "Client/Texts.h"
 #include "Platform/Posix/LocalClient.h"
 
 namespace zqm {
@@ -26,11 +27,12 @@ std::string outputOf(Child& child) {
 std::variant<std::string, SourcesError> sourcesTable(Commands& commands) {
     const auto program = findProgram("ZQMHelper");
     if (!program) {
-        return SourcesError{"there is no ZQMHelper beside zephlon or on PATH; install it with zephlon or extend PATH"};
+        return SourcesError{
+            said("there is no {} beside zephlon or on PATH; install it with zephlon or extend PATH", "ZQMHelper")};
     }
     const auto child = commands.launch(*program, {"--sources"});
     std::string table = child ? outputOf(*child) : std::string();
-    if (table.empty()) return SourcesError{*program + " --sources prints no table; run it by hand to see why"};
+    if (table.empty()) return SourcesError{said("{} --sources prints no table; run it by hand to see why", *program)};
     return table;
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "Client/Texts.h"
 #include "Client/Units.h"
 
 namespace zqm {
@@ -22,9 +23,7 @@ public:
         if (!detail.empty()) text_ += "  " + detail;
         text_ += '\n';
     }
-    std::string figure(double fraction, const std::string& text) const {
-        return style_.level(fraction, fittedRight(text, figureColumns));
-    }
+    std::string figure(Level level, const std::string& text) const { return style_.level(level, plain(text)); }
     static std::string plain(const std::string& text) { return fittedRight(text, figureColumns); }
     const Style& style() const { return style_; }
     std::string take() { return std::move(text_); }
@@ -45,15 +44,16 @@ std::string joined(std::initializer_list<std::string> parts) {
     return text;
 }
 
-std::string named(std::string_view name, const std::string& value, bool isThere = true) {
-    return isThere ? std::string(name) + " " + value : std::string();
+std::string named(Phrase name, const std::string& value, bool isThere = true) {
+    return isThere ? said(name, value) : std::string();
 }
 
 /// "4 E cores 1.02 GHz".
 std::string coresText(const CPUMetrics& cpu, CoreKind kind, std::string_view name, double megahertz, FreqUnit unit) {
     const auto count = std::count(cpu.coreKinds.begin(), cpu.coreKinds.end(), kind);
     if (count == 0) return {};
-    std::string text = std::to_string(count) + std::string(name) + (count == 1 ? " core" : " cores");
+    const std::string cores = std::to_string(count) + std::string(name);
+    std::string text = count == 1 ? said("{} core", cores) : said("{} cores", cores);
     if (megahertz > 0) text += " " + frequencyText(megahertz, unit);
     return text;
 }
@@ -69,79 +69,81 @@ std::string bars(const std::vector<double>& fractions) {
     return text;
 }
 
-void addProcessors(Report& report, const CPUMetrics& cpu, const SettingsStore& settings) {
+std::string heatText(const Report& report, double celsius, Level level, TempUnit unit) {
+    return celsius > 0 ? report.style().level(level, temperatureText(celsius, unit)) : std::string();
+}
+
+void addProcessors(Report& report, const CPUMetrics& cpu, const Levels& levels, const SettingsStore& settings) {
     const FreqUnit unit = settings.freqUnit();
-    report.line("CPU", report.figure(cpu.totalUsage, percentText(cpu.totalUsage)),
+    report.line("CPU", Report::plain(percentText(cpu.totalUsage)),
                 joined({coresText(cpu, CoreKind::performance, " P", cpu.performanceFreqMHz, unit),
                         coresText(cpu, CoreKind::efficiency, " E", cpu.efficiencyFreqMHz, unit),
                         coresText(cpu, CoreKind::unknown, "", cpu.performanceFreqMHz, unit),
-                        cpu.temperatureC > 0 ? temperatureText(cpu.temperatureC, settings.tempUnit()) : ""}));
+                        heatText(report, cpu.temperatureC, levels.of(Aspect::cpuHeat), settings.tempUnit())}));
     if (cpu.perCoreUsage.empty() || cpu.perCoreUsage.size() > 64) return;
     report.line("", std::string(figureColumns, ' '), bars(cpu.perCoreUsage));
 }
 
-void addMemory(Report& report, const MemoryMetrics& memory) {
-    const double total = std::max(1.0, static_cast<double>(memory.totalBytes));
-    const double used = static_cast<double>(memory.usedBytes);
+void addMemory(Report& report, const MemoryMetrics& memory, Level level) {
     const auto bytes = [](std::uint64_t count) { return bytesText(static_cast<double>(count)); };
-    report.line("Memory", report.figure(used / total, bytesText(used)),
-                joined({"of " + bytes(memory.totalBytes), named("app", bytes(memory.appBytes)),
-                        named("wired", bytes(memory.wiredBytes)),
-                        named("compressed", bytes(memory.compressedBytes), memory.compressedBytes > 0),
-                        memory.pressureLevel == 2   ? report.style().level(0.7, "pressure")
-                        : memory.pressureLevel >= 4 ? report.style().level(1, "critical pressure")
-                                                    : ""}));
+    report.line(said("Memory"), report.figure(level, bytes(memory.usedBytes)),
+                joined({said("of {}", bytes(memory.totalBytes)), named("app {}", bytes(memory.appBytes)),
+                        named("wired {}", bytes(memory.wiredBytes)),
+                        named("compressed {}", bytes(memory.compressedBytes), memory.compressedBytes > 0),
+                        memory.pressureLevel == 0 || level == Level::normal
+                            ? ""
+                            : report.style().level(
+                                  level, level == Level::critical ? said("critical pressure") : said("pressure"))}));
     if (memory.swapTotalBytes == 0) return;
-    const double swap = static_cast<double>(memory.swapUsedBytes) / static_cast<double>(memory.swapTotalBytes);
-    report.line("Swap", report.figure(swap, bytes(memory.swapUsedBytes)), "of " + bytes(memory.swapTotalBytes));
+    report.line(said("Swap"), Report::plain(bytes(memory.swapUsedBytes)), said("of {}", bytes(memory.swapTotalBytes)));
 }
 
-void addGraphics(Report& report, const GPUMetrics& gpu, const SettingsStore& settings) {
+void addGraphics(Report& report, const GPUMetrics& gpu, const Levels& levels, const SettingsStore& settings) {
     if (!hasGraphics(gpu)) return;
-    report.line("GPU", report.figure(gpu.utilization, percentText(gpu.utilization)),
+    report.line("GPU", Report::plain(percentText(gpu.utilization)),
                 joined({gpu.frequencyMHz > 0 ? frequencyText(gpu.frequencyMHz, settings.freqUnit()) : "",
-                        gpu.temperatureC > 0 ? temperatureText(gpu.temperatureC, settings.tempUnit()) : ""}));
+                        heatText(report, gpu.temperatureC, levels.of(Aspect::gpuHeat), settings.tempUnit())}));
 }
 
 void addTransfers(Report& report, const SystemSnapshot& snapshot) {
     const NetworkMetrics& network = snapshot.network;
     const IPMetrics& ip = snapshot.ip;
     const std::string place = printable(ip.publicIP.empty() ? "" : ip.publicIP + " " + ip.regionName);
-    report.line(
-        "Network", Report::plain(rateText(network.downloadBytesPerSecond)),
-        joined({"down", rateText(network.uploadBytesPerSecond) + " up", printable(ip.localIPv4),
-                named("public", place, !place.empty()),
-                named("tunnel", printable(ip.utunGateway), !ip.utunGateway.empty()), ip.proxyDetected ? "proxy" : ""}));
-    report.line("Disk", Report::plain(rateText(snapshot.disk.readBytesPerSecond)),
-                joined({"read", rateText(snapshot.disk.writeBytesPerSecond) + " written"}));
+    report.line(said("Network"), Report::plain(rateText(network.downloadBytesPerSecond)),
+                joined({said("down"), said("{} up", rateText(network.uploadBytesPerSecond)), printable(ip.localIPv4),
+                        named("public {}", place, !place.empty()),
+                        named("tunnel {}", printable(ip.utunGateway), !ip.utunGateway.empty()),
+                        ip.proxyDetected ? said("proxy") : ""}));
+    report.line(said("Disk"), Report::plain(rateText(snapshot.disk.readBytesPerSecond)),
+                joined({said("read"), said("{} written", rateText(snapshot.disk.writeBytesPerSecond))}));
 }
 
 void addPower(Report& report, const PowerMetrics& power) {
     const double whole = wholeWatts(power);
     if (whole <= 0) return;
-    const auto part = [](std::string_view name, double watts) { return named(name, wattsText(watts), watts > 0); };
-    report.line("Power", Report::plain(wattsText(whole)),
-                joined({power.systemWatts > 0 ? "system" : "processors and memory", part("CPU", power.cpuWatts),
-                        part("GPU", power.gpuWatts), part("ANE", power.aneWatts), part("DRAM", power.dramWatts),
-                        part("display", power.displayWatts)}));
+    const auto part = [](Phrase name, double watts) { return named(name, wattsText(watts), watts > 0); };
+    report.line(said("Power"), Report::plain(wattsText(whole)),
+                joined({power.systemWatts > 0 ? said("system") : said("processors and memory"),
+                        part("CPU {}", power.cpuWatts), part("GPU {}", power.gpuWatts), part("ANE {}", power.aneWatts),
+                        part("DRAM {}", power.dramWatts), part("display {}", power.displayWatts)}));
 }
 
-void addBattery(Report& report, const BatteryMetrics& battery) {
+void addBattery(Report& report, const BatteryMetrics& battery, Level level) {
     if (!battery.isPresent) return;
     const std::string time = battery.timeRemainingMinutes >= 0 ? durationText(battery.timeRemainingMinutes) : "";
-    report.line("Battery", report.figure(1 - battery.level, percentText(battery.level)),
-                joined({battery.isCharging  ? "charging"
-                        : battery.onACPower ? "on AC"
-                                            : "discharging",
-                        time.empty() ? "" : time + (battery.isCharging ? " to full" : " left"),
+    report.line(said("Battery"), report.figure(level, percentText(battery.level)),
+                joined({batteryState(battery),
+                        time.empty()         ? ""
+                        : battery.isCharging ? said("{} to full", time)
+                                             : said("{} left", time),
                         battery.powerWatts > 0 ? wattsText(battery.powerWatts) : "",
-                        named("health", percentText(battery.health), battery.health > 0),
-                        battery.cycleCount > 0 ? std::to_string(battery.cycleCount) + " cycles" : ""}));
+                        named("health {}", percentText(battery.health), battery.health > 0),
+                        named("{} cycles", std::to_string(battery.cycleCount), battery.cycleCount > 0)}));
 }
 
 void addRankings(Report& report, const SnapshotReply& reply) {
     for (const auto& [category, label] :
-         {std::pair{ProcessCategory::cpu, "Top CPU"}, {ProcessCategory::memory, "Top mem"}}) {
+         {std::pair{ProcessCategory::cpu, said("Top CPU")}, {ProcessCategory::memory, said("Top mem")}}) {
         const auto& ranking = reply.ranking(category);
         std::string text;
         for (std::size_t i = 0; i < std::min<std::size_t>(3, ranking.size()); ++i) {
@@ -153,43 +155,43 @@ void addRankings(Report& report, const SnapshotReply& reply) {
 }
 
 void addSystem(Report& report, const MachineFacts& facts) {
-    report.line("System", " ",
-                joined({printable(facts.system), facts.uptime ? "up " + uptimeText(*facts.uptime) : "",
-                        facts.loadAverages ? "load average " + averagesText(*facts.loadAverages) : ""}));
+    report.line(said("System"), " ",
+                joined({printable(facts.system), facts.uptime ? said("up {}", uptimeText(*facts.uptime)) : "",
+                        facts.loadAverages ? said("load average {}", averagesText(*facts.loadAverages)) : ""}));
     if (!facts.model.empty() || !facts.processor.empty()) {
         report.line("", " ", joined({printable(facts.model), printable(facts.processor)}));
     }
 }
 
 void addFileSystems(Report& report, const MachineFacts& facts) {
-    std::string_view label = "Space";
+    std::string label = said("Space");
     for (const FileSystem& system : facts.fileSystems) {
-        const auto available = static_cast<double>(system.available);
-        const auto total = static_cast<double>(system.total);
-        report.line(std::exchange(label, ""), Report::plain(bytesText(available)),
-                    "free of " + bytesText(total) + " on " + printable(system.mountPoint));
+        report.line(
+            std::exchange(label, ""),
+            report.figure(spaceLevel(system), bytesText(static_cast<double>(system.available))),
+            said("free of {} on {}", bytesText(static_cast<double>(system.total)), printable(system.mountPoint)));
     }
 }
 
 /// What only `status --all` shows.
 void addDevices(Report& report, const MachineFacts& facts, const SettingsStore& settings) {
-    const auto list = [&report](std::string_view label, const auto& entries, const auto& figure, const auto& detail) {
+    const auto list = [&report](std::string label, const auto& entries, const auto& figure, const auto& detail) {
         for (const auto& entry : entries)
             report.line(std::exchange(label, ""), Report::plain(figure(entry)), detail(entry));
     };
     const auto name = [](const SensorFigure& sensor) { return printable(sensor.name); };
     const auto in = [](const TransferRate& transfer) { return rateText(transfer.in); };
-    list("Links", facts.interfaces, in, [](const TransferRate& transfer) {
-        return "down  " + rateText(transfer.out) + " up  " + printable(transfer.name);
+    list(said("Links"), facts.interfaces, in, [](const TransferRate& transfer) {
+        return joined({said("down"), said("{} up", rateText(transfer.out)), printable(transfer.name)});
     });
-    list("Drives", facts.drives, in, [](const TransferRate& transfer) {
-        return "read  " + rateText(transfer.out) + " written  " + printable(transfer.name);
+    list(said("Drives"), facts.drives, in, [](const TransferRate& transfer) {
+        return joined({said("read"), said("{} written", rateText(transfer.out)), printable(transfer.name)});
     });
     list(
-        "Sensors", facts.temperatures,
+        said("Sensors"), facts.temperatures,
         [&](const SensorFigure& sensor) { return temperatureText(sensor.value, settings.tempUnit()); }, name);
     list(
-        "Fans", facts.fans, [](const SensorFigure& fan) { return fixedText(fan.value, 0, " rpm"); }, name);
+        said("Fans"), facts.fans, [](const SensorFigure& fan) { return fixedText(fan.value, 0, " rpm"); }, name);
 }
 
 }  // namespace
@@ -198,18 +200,19 @@ std::string statusText(const SnapshotReply& reply, const MachineFacts* facts, co
                        const Style& style, WallTime now) {
     const SystemSnapshot& snapshot = reply.snapshot;
     const auto age = ageIfOld(snapshot, Seconds(settings.updateInterval()), now);
+    const Levels levels(snapshot, usualLimits);
     Report report(style);
-    report.line("Load", report.figure(snapshot.load.value, percentText(snapshot.load.value)),
+    report.line(said("Load"), report.figure(levels.of(Aspect::load), percentText(snapshot.load.value)),
                 joined({style.dim(localTimeText(snapshot.timestamp, "%Y-%m-%d %H:%M:%S")),
-                        age ? style.level(1, spanText(*age) + " old") : ""}));
+                        age ? style.level(Level::critical, said("{} old", spanText(*age))) : ""}));
     if (facts) addSystem(report, *facts);
-    addProcessors(report, snapshot.cpu, settings);
-    addGraphics(report, snapshot.gpu, settings);
-    addMemory(report, snapshot.memory);
+    addProcessors(report, snapshot.cpu, levels, settings);
+    addGraphics(report, snapshot.gpu, levels, settings);
+    addMemory(report, snapshot.memory, levels.of(Aspect::memory));
     addTransfers(report, snapshot);
     if (facts) addFileSystems(report, *facts);
     addPower(report, snapshot.power);
-    addBattery(report, snapshot.battery);
+    addBattery(report, snapshot.battery, levels.of(Aspect::battery));
     addRankings(report, reply);
     if (facts) addDevices(report, *facts, settings);
     return report.take();
@@ -218,7 +221,8 @@ std::string statusText(const SnapshotReply& reply, const MachineFacts* facts, co
 std::string uptimeText(Seconds uptime) {
     const auto minutes = static_cast<std::int64_t>(uptime.count() / 60);
     constexpr std::int64_t day = 24 * 60;
-    return (minutes >= day ? std::to_string(minutes / day) + " d " : "") + durationText(minutes % day);
+    const std::string time = durationText(minutes % day);
+    return minutes < day ? time : said("{} d {}", std::to_string(minutes / day), time);
 }
 
 std::string averagesText(const std::array<double, 3>& averages) {
@@ -257,9 +261,10 @@ std::string rankingValueText(ProcessCategory category, double value) {
 
 std::string rankingText(const std::vector<TopProcess>& ranking, ProcessCategory category, std::size_t count,
                         const Style& style) {
-    static constexpr std::array headings{"CPU", "GPU", "MEMORY", "DISK", "SOCKETS", "POWER"};
+    static constexpr std::array<Phrase, 6> headings{"CPU", "GPU", "MEMORY", "DISK", "SOCKETS", "POWER"};
     std::string text =
-        style.label(fittedRight("PID", 8) + fittedRight(headings[static_cast<std::size_t>(category)], 12) + "  NAME") +
+        style.label(fittedRight("PID", 8) + fittedRight(said(headings[static_cast<std::size_t>(category)]), 12) + "  " +
+                    said("NAME")) +
         '\n';
     for (std::size_t i = 0; i < std::min(count, ranking.size()); ++i) {
         const TopProcess& process = ranking[i];

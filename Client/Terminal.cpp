@@ -1,12 +1,15 @@
 #include "Client/Terminal.h"
 
+#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <wchar.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "Support/Text.h"
 
@@ -91,6 +94,35 @@ std::string broken(std::string_view text, std::size_t columns, std::size_t inden
         result += row + '\n';
     }
     return result;
+}
+
+std::string asciiText(std::string_view text) {
+    static constexpr std::array<std::pair<std::string_view, char>, 21> marks{
+        {{"─", '-'}, {"│", '|'}, {"┌", '+'}, {"┐", '+'}, {"└", '+'}, {"┘", '+'}, {"↓", 'v'},
+         {"↑", '^'}, {"←", '<'}, {"→", '>'}, {"…", '~'}, {"·", '-'}, {"°", ' '}, {"▁", '_'},
+         {"▂", '.'}, {"▃", ':'}, {"▄", '-'}, {"▅", '='}, {"▆", '+'}, {"▇", '*'}, {"█", '#'}}};
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (static_cast<unsigned char>(text[i]) < 0x80) {
+            result += text[i];
+            continue;
+        }
+        if ((static_cast<unsigned char>(text[i]) & 0xC0u) == 0x80) continue;  // of the character before
+        char mark = '?';
+        for (const auto& [character, ascii] : marks) {
+            if (text.substr(i).starts_with(character)) mark = ascii;
+        }
+        result += mark;
+    }
+    return result;
+}
+
+std::string shownText(std::string text) {
+    return isUtf8Shown() ? std::move(text) : asciiText(text);
+}
+
+bool isUtf8Shown() {
+    return std::string_view(::nl_langinfo(CODESET)) == "UTF-8";
 }
 
 bool wantsColour() {

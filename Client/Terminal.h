@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "Client/Levels.h"
 #include "Client/Units.h"
 
 namespace zqm {
@@ -13,6 +14,14 @@ bool printOut(std::string_view text);
 
 /// Whether standard output is a terminal that shows colours and the user has not asked for none (NO_COLOR).
 bool wantsColour();
+
+/// Whether the locale's characters are those of UTF-8.
+bool isUtf8Shown();
+
+/// What is written where only ASCII can be: one character for each, as wide as most of them are.
+std::string asciiText(std::string_view text);
+/// The text as the terminal's locale can show it.
+std::string shownText(std::string text);
 
 /// Text from outside as a terminal may show it: without control characters, which could move the cursor or worse, and
 /// as well-formed UTF-8.
@@ -41,9 +50,9 @@ public:
     explicit Style(bool isColoured) : isColoured_(isColoured) {}
     std::string label(std::string_view text) const { return wrapped("1;36", text); }
     std::string dim(std::string_view text) const { return wrapped("2", text); }
-    /// Green, yellow or red by how full something is, 0–1.
-    std::string level(double fraction, std::string_view text) const {
-        return wrapped(fraction >= criticalFrom ? "31" : fraction >= warningFrom ? "33" : "32", text);
+    /// Yellow or red where it wants attention.
+    std::string level(Level level, std::string_view text) const {
+        return level == Level::normal ? std::string(text) : wrapped(level == Level::critical ? "31" : "33", text);
     }
 
 private:

@@ -1,8 +1,8 @@
 #include "Client/ThisMachine.h"
 
 #include <algorithm>
+#include <thread>
 
-#include "Platform/Machine/MachineReadings.h"
 #include "Platform/Machine/SystemFacts.h"
 #include "Support/CounterRate.h"
 #include "ZQMHelper/Shared/ProcessRanking.h"
@@ -21,16 +21,6 @@ double share(const std::vector<EngineUse>& before, const std::vector<EngineUse>&
         most = std::max(most, (use.busy - old->busy) / (use.passed - old->passed));
     }
     return std::min(most, 1.0);
-}
-
-struct Transfers {
-    std::vector<DriveReading> drives;
-    std::vector<InterfaceReading> interfaces;
-};
-
-Transfers transfers(MachineReadings& readings) {
-    return {readings.drives().value_or(std::vector<DriveReading>{}),
-            readings.interfaces().value_or(std::vector<InterfaceReading>{})};
 }
 
 double rate(std::uint64_t before, std::uint64_t now, double seconds) {
@@ -72,28 +62,36 @@ std::optional<MachineFacts> ThisMachine::factsBeside(const SystemSnapshot& sampl
     MachineDetails* const details = detailsBeside(sample);
     if (!details) return std::nullopt;
     const MachineServices services = machine_->services();
-    return MachineFacts{.system = services.systemFacts.systemVersion(),
-                        .model = services.systemFacts.hardwareModel().value_or(""),
-                        .processor = services.systemFacts.processorName().value_or(""),
-                        .uptime = details->uptime(),
-                        .loadAverages = details->loadAverages(),
-                        .fileSystems = details->fileSystems()};
+    MachineFacts facts{.system = services.systemFacts.systemVersion(),
+                       .model = services.systemFacts.hardwareModel().value_or(""),
+                       .processor = services.systemFacts.processorName().value_or(""),
+                       .uptime = details->uptime(),
+                       .loadAverages = details->loadAverages(),
+                       .fileSystems = details->fileSystems()};
+    addRates(facts, *services.readings);
+    return facts;
 }
 
-std::optional<MachineFacts> ThisMachine::allFactsBeside(const SystemSnapshot& sample, Clock& clock) {
+void ThisMachine::addRates(MachineFacts& facts, MachineReadings& readings) {
+    constexpr double shortestInterval = 0.1;
+    Transfers now{readings.drives().value_or(std::vector<DriveReading>{}),
+                  readings.interfaces().value_or(std::vector<InterfaceReading>{}), std::chrono::steady_clock::now()};
+    if (transfers_) {
+        const double seconds = std::max(Seconds(now.time - transfers_->time).count(), shortestInterval);
+        facts.drives = rates(transfers_->drives, now.drives, seconds, &DriveReading::read, &DriveReading::written);
+        facts.interfaces = rates(transfers_->interfaces, now.interfaces, seconds, &InterfaceReading::received,
+                                 &InterfaceReading::sent);
+    }
+    transfers_ = std::move(now);
+}
+
+std::optional<MachineFacts> ThisMachine::allFactsBeside(const SystemSnapshot& sample) {
+    if (!factsBeside(sample)) return std::nullopt;
+    std::this_thread::sleep_for(Seconds(1));
     auto facts = factsBeside(sample);
     if (!facts) return facts;
     facts->temperatures = machine_->details()->temperatures();
     facts->fans = machine_->details()->fans();
-    MachineReadings& readings = *machine_->services().readings;
-    const Transfers before = transfers(readings);
-    const MonotonicTime begin = clock.monotonic();
-    clock.sleep(Seconds(1));
-    const Transfers now = transfers(readings);
-    const double seconds = std::max((clock.monotonic() - begin).count(), 0.1);
-    facts->drives = rates(before.drives, now.drives, seconds, &DriveReading::read, &DriveReading::written);
-    facts->interfaces =
-        rates(before.interfaces, now.interfaces, seconds, &InterfaceReading::received, &InterfaceReading::sent);
     return facts;
 }
 

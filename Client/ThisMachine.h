@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 
 #include "Platform/Machine.h"
 #include "Platform/Machine/MachineDetails.h"
+#include "Platform/Machine/MachineReadings.h"
 #include "ZQMHelper/Shared/MetricsJson.h"
 
 namespace zqm {
@@ -28,9 +30,8 @@ struct MachineFacts {
     std::optional<Seconds> uptime;
     std::optional<std::array<double, 3>> loadAverages;
     std::vector<FileSystem> fileSystems = {};
-    // By `allFactsBeside` alone:
-    std::vector<TransferRate> drives = {}, interfaces = {};
-    std::vector<SensorFigure> temperatures = {}, fans = {};
+    std::vector<TransferRate> drives = {}, interfaces = {};  // since the facts were asked last
+    std::vector<SensorFigure> temperatures = {}, fans = {};  // by `allFactsBeside` alone
 };
 
 /// The machine that the client runs on, for what people ask and no sample holds. One thread at a time.
@@ -46,15 +47,24 @@ public:
     MachineDetails* detailsBeside(const SystemSnapshot& sample);
     /// nullopt for another machine's sample.
     std::optional<MachineFacts> factsBeside(const SystemSnapshot& sample);
-    /// The same with drives, interfaces and sensors; takes a second, in which the former are measured.
-    std::optional<MachineFacts> allFactsBeside(const SystemSnapshot& sample, Clock& clock);
+    /// The same with sensors; takes a second, in which drives and interfaces are measured.
+    std::optional<MachineFacts> allFactsBeside(const SystemSnapshot& sample);
 
     /// Leaves out the entries of rankings whose process has ended since: the helper keeps its last ranking where it has
     /// no newer one. Another machine's sample stays as it is.
     void dropEnded(SnapshotReply& reply);
 
 private:
+    /// What had passed when it was looked at last.
+    struct Transfers {
+        std::vector<DriveReading> drives;
+        std::vector<InterfaceReading> interfaces;
+        std::chrono::steady_clock::time_point time{};
+    };
+    void addRates(MachineFacts& facts, MachineReadings& readings);
+
     std::unique_ptr<Machine> machine_;
+    std::optional<Transfers> transfers_;
 };
 
 /// Ranks processes by what the drivers of graphics cards count, from one look to the next.

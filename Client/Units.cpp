@@ -5,6 +5,8 @@
 #include <chrono>
 #include <cmath>
 
+#include "Client/Texts.h"
+
 namespace zqm {
 
 std::string percentText(double fraction) {
@@ -37,6 +39,10 @@ std::string spanText(Seconds span) {
     return seconds < 120    ? std::to_string(seconds) + " s"
            : seconds < 7200 ? std::to_string(seconds / 60) + " min"
                             : std::to_string(seconds / 3600) + " h";
+}
+
+std::string batteryState(const BatteryMetrics& battery) {
+    return battery.isCharging ? said("charging") : battery.onACPower ? said("on AC") : said("on battery");
 }
 
 WallTime wallTimeNow() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <ctime>
 #include <optional>
@@ -17,6 +18,8 @@ std::string frequencyText(double megahertz, FreqUnit);  // "3.20 GHz", "3204 MHz
 std::string temperatureText(double celsius, TempUnit);  // "41 °C", "106 °F", "314 K"
 std::string durationText(std::int64_t minutes);         // "2:05"
 std::string spanText(Seconds span);                     // "12 s", "7 min", "3 h"
+
+std::string batteryState(const BatteryMetrics&);  // "on battery"
 
 WallTime wallTimeNow();
 
@@ -38,8 +41,9 @@ inline bool hasGraphics(const GPUMetrics& gpu) {
     return gpu.utilization > 0 || gpu.frequencyMHz > 0 || gpu.maxFrequencyMHz > 0;
 }
 
-/// How full something is, 0–1, from which on a person is warned.
-constexpr double warningFrom = 0.6;
-constexpr double criticalFrom = 0.85;
+/// The share of the memory that is in use, 0–1; 0 where none is told.
+inline double usedShare(const MemoryMetrics& memory) {
+    return static_cast<double>(memory.usedBytes) / std::max(1.0, static_cast<double>(memory.totalBytes));
+}
 
 }  // namespace zqm

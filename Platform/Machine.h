@@ -19,8 +19,12 @@ public:
     virtual MachineDetails* details() { return nullptr; }
 };
 
-/// The machine that the program runs on; the backend that is linked in supplies it. `root` takes the place of "/" where
-/// the machine is read through files.
+// The backend that is linked in supplies these.
+
+/// Whether the machine that the program runs on is read through files, so that they can lie elsewhere.
+bool nativeMachineHasRoot();
+
+/// The machine that the program runs on. `root` takes the place of "/" where there is a root.
 std::unique_ptr<Machine> makeNativeMachine(std::string_view root);
 
 }  // namespace zqm

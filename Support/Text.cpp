@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "Support/Number.h"
+
 namespace zqm {
 namespace {
 
@@ -66,13 +68,15 @@ bool isControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
-/// Shared by the number parsers: an explicit plus sign is accepted, as the platform's own conversions do.
+/// An explicit plus sign is accepted, as the platform's own conversions do; nullopt for one before another sign.
+std::optional<std::string_view> withoutPlus(std::string_view text) {
+    if (!text.starts_with('+')) return text;
+    return text.substr(1).starts_with('-') ? std::nullopt : std::optional(text.substr(1));
+}
+
 template <class Number>
-std::optional<Number> parseWhole(std::string_view text) {
-    if (text.starts_with('+')) {
-        text.remove_prefix(1);
-        if (text.starts_with('-')) return std::nullopt;
-    }
+std::optional<Number> parseWhole(std::string_view given) {
+    const auto text = withoutPlus(given).value_or("");
     Number value{};
     auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
@@ -141,8 +145,10 @@ std::optional<std::uint64_t> parseUnsigned(std::string_view text) {
 }
 
 std::optional<double> parseDouble(std::string_view text) {
-    auto value = parseWhole<double>(text);
-    return value && std::isfinite(*value) ? value : std::nullopt;
+    const auto number = withoutPlus(text).value_or("");
+    const auto [value, length, isZero] = leadingNumber(number);
+    if (length == 0 || length < number.size() || !std::isfinite(value)) return std::nullopt;
+    return value != 0 || isZero ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace zqm

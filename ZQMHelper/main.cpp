@@ -9,6 +9,7 @@
 #include "Platform/Machine.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "Platform/Posix/PosixServices.h"
+#include "Platform/Process/UserDefaults.h"
 #include "ZQMHelper/HelperAppDelegate.h"
 #include "ZQMHelper/PortOption.h"
 #include "ZQMHelper/SourcesReport.h"
@@ -44,21 +45,29 @@ std::string rootFault(const std::string& directory) {
     return directory + (fault ? ": " + fault.message() : " holds neither proc nor sys");
 }
 
+/// Null where there is no such option: the machine is not read through files.
+CLI::Option* declareRoot(CLI::App& app, Options& options) {
+    if (!nativeMachineHasRoot()) return nullptr;
+    return app.add_option("--root", options.root, "Read DIR/proc, DIR/sys and DIR/etc in place of the system's")
+        ->option_text("DIR")
+        ->check(rootFault, "");
+}
+
 void declare(CLI::App& app, Options& options) {
     app.set_version_flag("--version", "ZQMHelper " ZQM_VERSION);
     addPortOption(app, options.port, "Port on 127.0.0.1 to serve on");
-    auto* root = app.add_option("--root", options.root, "Read DIR/proc, DIR/sys and DIR/etc in place of the system's")
-                     ->option_text("DIR")
-                     ->check(rootFault, "");
-    app.add_option("--machine", options.machine, "Run on the machine that FILE describes")
-        ->option_text("FILE")
-        ->check([](const std::string& file) { return file.empty() ? "the name of the file is empty" : std::string(); },
-                "")
-        ->excludes(root);
+    auto* root = declareRoot(app, options);
+    auto* machine =
+        app.add_option("--machine", options.machine, "Run on the machine that FILE describes")
+            ->option_text("FILE")
+            ->check(
+                [](const std::string& file) { return file.empty() ? "the name of the file is empty" : std::string(); },
+                "");
+    if (root) machine->excludes(root);
     app.add_flag("--sources", options.sources, "Print where each figure comes from and what it is now, and exit");
 }
 
-int runOn(Machine& machine, PosixServices& process, const Options& options) {
+int runOn(Machine& machine, PosixServices& process, const Options& options, const StoredDefaults& preferences) {
     Platform platform{machine.services(), process.services()};
     const ScopedPlatform current(platform);
     if (options.sources) {
@@ -66,7 +75,7 @@ int runOn(Machine& machine, PosixServices& process, const Options& options) {
         return isPrinted && std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     HelperAppDelegate delegate(options.port, platform);
-    for (const std::string& problem : process.preferenceProblems()) {
+    for (const std::string& problem : preferences.problems()) {
         std::fprintf(stderr, "[ZQMHelper] %s\n", problem.c_str());
     }
     if (!delegate.applicationDidFinishLaunching()) return EXIT_FAILURE;
@@ -89,11 +98,13 @@ int run(int argc, char** argv) {
     ignoreWriteSignals();
     raiseDescriptorLimit();
     shareOneHeap();
-    PosixServices process;
-    if (options.machine.empty()) return runOn(*makeNativeMachine(options.root.native()), process, options);
+    const auto user = makeUserServices();
+    PosixServices process(*user);
+    const auto& preferences = user->userDefaults();
+    if (options.machine.empty()) return runOn(*makeNativeMachine(options.root.native()), process, options, preferences);
     auto loaded = DescribedMachine::load(options.machine, process.clock);
     if (const auto* fault = std::get_if<MachineFault>(&loaded)) return complain(fault->message);
-    return runOn(*std::get<std::unique_ptr<DescribedMachine>>(loaded), process, options);
+    return runOn(*std::get<std::unique_ptr<DescribedMachine>>(loaded), process, options, preferences);
 }
 
 }  // namespace

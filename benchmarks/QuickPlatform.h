@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "Platform/Linux/LinuxMachine.h"
@@ -17,7 +18,8 @@ struct QuickPlatform {
     void finishTick() { clock.sleep(Seconds(1)); }
 
     QuickClock clock;
-    PosixServices process;
+    std::unique_ptr<UserServices> user = makeUserServices();
+    PosixServices process{*user};
     LinuxMachine machine;
     Platform platform = {machine.services(), process.services(clock)};
     ScopedPlatform current{platform};

@@ -90,6 +90,7 @@ TEST(DescribedMachine, FaultsNameTheirPlace) {
              {entry + R"("userClient": {"PSTR": {"type": "flt", "value": 1, "result": 256}}}]}})",
               "/registry/A/0/userClient/PSTR/type: must be a text of 4 bytes"},
              {R"({"ioReport": {"groups": []}})", "/ioReport: has no \"paths\""},
+             {R"({"ioReport": {"paths": []}})", "/ioReport: has no \"groups\""},
              {R"({"ioReport": {"missingOperations": ["open"]}})", "/ioReport/missingOperations/0: is none of"},
              {R"({"ioReport": {"groups": [{"channels": [{"states": [{"residency": 1.5}]}]}]}})",
               "/ioReport/groups/0/channels/0/states/0/residency: must be a whole number"},

@@ -13,9 +13,10 @@ TEST(NetworkIdentity, KnowsItsOwnAddressAndItsTunnel) {
     DescribedPlatform machine(R"({"interfaceAddresses": {"list": [
         [{"name": "en1", "ipv4": "192.168.1.20"}, {"name": "en0", "ipv4": "192.168.1.10"},
          {"name": "awdl0", "ipv4": "169.254.0.1"}, {"name": "utun4", "ipv4": "10.8.0.2"}, {"name": "ppp0", "ipv4": "0.0.0.1"}],
-        [{"name": "lo0", "ipv4": "127.0.0.1"}, {"name": "en5", "ipv4": "10.8.0.2"}]]}})");
+        [{"name": "lo0", "ipv4": "127.0.0.1"}, {"name": "en5", "ipv4": "10.8.0.2"}],
+        [{"name": "awdl0", "ipv4": "169.254.0.1"}]]}})");
     IPReader reader;
-    for (const auto& [own, tunnel] : {std::pair{"192.168.1.10", "10.8.0.2"}, {"10.8.0.2", ""}}) {
+    for (const auto& [own, tunnel] : {std::pair{"192.168.1.10", "10.8.0.2"}, {"10.8.0.2", ""}, {"", ""}}) {
         const auto identity = reader.sample();
         EXPECT_EQ(identity.localIPv4, own);
         EXPECT_EQ(identity.utunGateway, tunnel);

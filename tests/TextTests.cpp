@@ -34,7 +34,8 @@ TEST(Text, ParsesWholeNumbersOrNothing) {
     EXPECT_EQ(parseUnsigned("18446744073709551615"), 18446744073709551615u);
     EXPECT_EQ(parseDouble("0.5"), 0.5);
     for (const char* text : {"", "+-1", "12x", " 1", "9223372036854775808"}) EXPECT_FALSE(parseInteger(text)) << text;
-    for (const char* text : {"", "nan", "inf", "1e999", "1,5"}) EXPECT_FALSE(parseDouble(text)) << text;
+    for (const char* text : {"", "nan", "inf", "1e999", "1e-999", "1e", "0x1", "1,5"})
+        EXPECT_FALSE(parseDouble(text)) << text;
 }
 
 TEST(Saturated, StaysAtTheBounds) {

@@ -47,7 +47,7 @@ def until(condition, complaint="waited in vain"):
 def environment(home, **more):
     """The caller's, but nothing in it that would configure the programs or their requests."""
     kept = {name: value for name, value in os.environ.items()
-            if not name.startswith(("ZQM_", "XDG_")) and not name.lower().endswith("_proxy")}
+            if not name.startswith(("ZQM_", "XDG_", "SUDO_")) and not name.lower().endswith("_proxy")}
     return kept | {"HOME": str(home), "XDG_DATA_HOME": str(home), "XDG_CONFIG_HOME": str(home)} | more
 
 

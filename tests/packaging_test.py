@@ -56,6 +56,8 @@ class PackagingTest(unittest.TestCase):
                 options = set().union(*(self.options(other) for other in self.helps if other[:2] == words)) - {"--help"}
                 self.assertEqual(names(r"\bFl (-[a-z-]+)", section), {option[1:] for option in options}, words)
                 self.assertEqual(names(r"^\.It Cm (\w+)", section), self.subcommands(words), words)
+                keys = names(r"^  (\w+) \S+$", self.helps[words].partition("\nKeys:\n")[2])
+                self.assertEqual(names(r"^\.It Ic (\w+)", section), keys, words)
 
     def completions(self, shell, words):
         share = self.prefix / "share"
@@ -76,6 +78,9 @@ class PackagingTest(unittest.TestCase):
             expected |= {(*words, ""): self.subcommands(words) for words in self.helps if self.subcommands(words)}
             expected |= {("zephlon", "--port", "5", "top", "--count", "2", "g"): {"gpu"},
                          ("zephlon", "top", "cpu", ""): expected["zephlon", "top", "--"],
+                         ("zephlon", "defaults", "write", "language", ""): {"zh", "en"},
+                         ("zephlon", "defaults", "read", "language", ""): expected["zephlon", "defaults", "read", "--"],
+                         ("zephlon", "bar", "--metrics", "clock,me"): {"clock,memoryUsage"},
                          ("ZQMHelper", "--root", f"{self.prefix}/bi"):
                              {f"{self.prefix}/bin" + ("/" if shell == "fish" else "")}}
             for words, offered in expected.items():

@@ -7,6 +7,7 @@ import signal
 import subprocess
 import time
 import unittest
+from xml.etree import ElementTree
 
 from harness import PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, ok, until
 
@@ -29,13 +30,12 @@ class BarTest(ProgramTest):
         def tmux(*words):
             return subprocess.run(words, env=self.environment, capture_output=True, text=True, timeout=PATIENCE).stdout
 
-        def renders():
-            tmux(*inner, "set", "-g", "status-right-length", "80", ";", "set", "-g", "status-right", bar, ";",
-                 "refresh-client", "-S")
-            return re.search(r"<Load \d+%  CPU \d+%>", tmux(*outer, "capture-pane", "-p"))
+        def renders():  # within the 40 columns that tmux gives it
+            tmux(*inner, "set", "-g", "status-right", bar, ";", "refresh-client", "-S")
+            return re.search(r"<Load {1,3}\d+%  CPU {1,3}\d+%  Mem {1,3}\d+%>", tmux(*outer, "capture-pane", "-p"))
         for server in (outer, inner):
             self.addCleanup(tmux, *server, "kill-server")
-        bar = f"<#({ZEPHLON} --port {self.port} bar --format tmux --follow)>"
+        bar = f"<#({ZEPHLON} --port {self.port} bar --format tmux --metrics loadIndex,cpuUsage,memoryUsage --follow)>"
         tmux(*outer, "new-session", "-d", "-x", "100", "-y", "6", " ".join([*inner, "new-session 'sleep 60'"]))
         until(renders, "tmux does not show the line")
 
@@ -66,7 +66,41 @@ class BarTest(ProgramTest):
             self.port = server.port
             lines = self.follow("json").stdout
             self.assertNotIn('"age"', lines.readline())
-            self.assertRegex(lines.readline(), r'"metric":"age","label":"Old","text":"\d s","value":3\.\d+,"level":"critical"')
+            self.assertRegex(lines.readline(), r'"metric":"age","label":"Old",.*"text":"\d s","value":3\.\d+,"level":"critical"')
+
+    def test_rises_after_three_samples_and_takes_preferences_as_they_change(self):
+        self.leave_token()
+        snapshot = json.loads((ROOT / "tests" / "transcripts" / "laptop.json").read_text())
+        with FakeServer(b"") as server:
+            self.port = server.port
+
+            def shown(pressure):
+                """Of the next sample: label and level of each segment."""
+                snapshot["memory"]["pressureLevel"] = pressure
+                server.reply = ok(json.dumps(snapshot | {"timestamp": time.time()}))
+                segments = json.loads(next(line for line in lines if '"timestamp"' in line))["segments"]
+                return [(segment["label"], segment["level"]) for segment in segments]
+            self.preferences.write_text('{"updateInterval": 1, "language": "en", "enabledMetrics": ["memoryUsage"]}')
+            server.reply = ok(json.dumps(snapshot | {"timestamp": time.time()}))
+            lines = self.follow("json").stdout
+            lines.readline()
+            self.preferences.write_text('{"updateInterval": 0.1, "language": "zh", "enabledMetrics": ["memoryUsage"]}')
+            next(line for line in lines if "内存" in line)
+            self.assertEqual([shown(pressure)[-1][1] for pressure in (1, 4, 4, 4, 2, 1)],
+                             ["normal", "normal", "normal", "critical", "warning", "normal"])
+
+    def test_markup_is_well_formed_also_of_a_problem(self):
+        self.leave_token()
+        problem = dict(self.environment, XDG_DATA_HOME=f"{self.home}/<a&b>")
+        (self.home / "<a&b>" / self.token.parent.name / "helper-token").mkdir(parents=True)
+        with FakeServer(ok((ROOT / "tests" / "transcripts" / "laptop.json").read_text())) as server:
+            for form in ("waybar", "i3status-rust", "genmon"):
+                for environment in (self.environment, problem):
+                    text = subprocess.run([ZEPHLON, "--port", str(server.port), "bar", "--format", form], env=environment,
+                                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, timeout=PATIENCE).stdout
+                    parts = [text] if form == "genmon" else filter(lambda part: isinstance(part, str), json.loads(text).values())
+                    for part in parts:
+                        ElementTree.fromstring(f"<markup>{part}</markup>")
 
 
 if __name__ == "__main__":

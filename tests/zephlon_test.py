@@ -2,6 +2,7 @@
 """Drives the real client beside the real helper and beside servers that are none."""
 import json
 import os
+import re
 import shutil
 import subprocess
 import unittest
@@ -76,7 +77,9 @@ class ZephlonTest(ProgramTest):
     def said(self, line):
         done = subprocess.run(["bash", "-c", line[2:]], env=self.environment, cwd=self.home, text=True,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=PATIENCE)
-        return f"{line}\n{done.stdout.replace(str(self.home), '~')}" + (f"[{done.returncode}]\n" if done.returncode else "")
+        shown = re.sub(r"(start it with: |启动命令：)(\S+/ZQMHelper( --port \d+)?|systemctl [ \w-]+)", r"\1HELPER",
+                       done.stdout.replace(str(self.home), "~"))
+        return f"{line}\n{shown}" + (f"[{done.returncode}]\n" if done.returncode else "")
 
     def test_agrees_with_the_helper_on_the_token_and_sends_no_report_without_a_host(self):
         self.leave_token()

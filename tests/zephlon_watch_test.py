@@ -137,6 +137,11 @@ class WatchTest(ProgramTest):
             terminal = self.watch(["bash", "-c", f"{ZEPHLON} watch {end}"], shows=b"", **variables)
             self.assertEqual(terminal.quit(b""), 1)
             self.assertRegex(terminal.written, rb"\A\r?zephlon: .*terminal.*\r\n\Z")
+        self.preferences.parent.mkdir()
+        self.preferences.write_text('{"showProcessSidebar": false, "language": "zh"}')
+        terminal = self.watch(shows="温度".encode())
+        terminal.quit()
+        self.assertNotIn(SHOWN, terminal.written)
 
 
 if __name__ == "__main__":

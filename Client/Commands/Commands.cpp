@@ -4,8 +4,9 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "Client/Commands/LiveSettings.h"
 #include "Client/Terminal.h"
-#include "Platform/Posix/PosixFiles.h"
+#include "Client/Texts.h"
 
 namespace zqm {
 
@@ -16,22 +17,32 @@ ExitStatus complain(std::string message, ExitStatus status) {
 }
 
 ExitStatus cannotWrite() {
-    return errno == EPIPE ? ExitStatus::failure : complain("cannot write the output", ExitStatus::failure);
+    return errno == EPIPE ? ExitStatus::failure : complain(said("cannot write the output"), ExitStatus::failure);
 }
 
 ExitStatus printed(const std::string& text) {
     return printOut(text) ? ExitStatus::success : cannotWrite();
 }
 
-JsonUserDefaults& userDefaults() {
-    static PosixFiles files;
-    static JsonUserDefaults defaults(files, JsonUserDefaults::standardFile());
-    return defaults;
+UserServices& userServices() {
+    static const auto services = makeUserServices();
+    return *services;
 }
 
-std::shared_ptr<SettingsStore> readSettings() {
-    for (const std::string& problem : userDefaults().problems()) complain(problem, ExitStatus::success);
-    return std::make_shared<SettingsStore>(userDefaults());
+StoredDefaults& userDefaults() {
+    return userServices().userDefaults();
+}
+
+std::shared_ptr<const SettingsStore> readSettings() {
+    static LiveSettings settings(userServices(),
+                                 [](const std::string& problem) { complain(problem, ExitStatus::success); });
+    return settings.now();
+}
+
+std::size_t rankingRows() {
+    constexpr std::size_t all = 10;
+    const bool isStored = userDefaults().hasObjectForKey("topProcessCount");
+    return isStored ? static_cast<std::size_t>(readSettings()->topProcessCount()) : all;
 }
 
 }  // namespace zqm

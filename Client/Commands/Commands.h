@@ -6,7 +6,8 @@
 #include <string>
 
 #include "Client/ExitStatus.h"
-#include "Platform/Posix/JsonUserDefaults.h"
+#include "Platform/Process/UserDefaults.h"
+#include "Platform/UserServices.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
 
 namespace CLI {
@@ -45,10 +46,14 @@ ExitStatus cannotWrite();
 /// Prints the text, or says that it cannot.
 ExitStatus printed(const std::string& text);
 
-JsonUserDefaults& userDefaults();
+UserServices& userServices();
+StoredDefaults& userDefaults();
 
 /// The user's preferences as the helper would read them at its next start; says on standard error what of their file
-/// cannot be used.
-std::shared_ptr<SettingsStore> readSettings();
+/// cannot be used. The same object as long as the file has not changed.
+std::shared_ptr<const SettingsStore> readSettings();
+
+/// The rows of a ranking that the user wants, 1 to 10: all ten where nothing is stored.
+std::size_t rankingRows();
 
 }  // namespace zqm

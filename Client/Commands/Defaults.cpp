@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Client/Defaults.h"
+#include "Client/Texts.h"
 
 namespace zqm {
 namespace {
@@ -14,14 +15,15 @@ ExitStatus storePreference(const std::string& key, const std::optional<std::stri
         auto parsed = parsePreference(key, *text);
         if (auto* error = std::get_if<PreferenceError>(&parsed)) return complain(error->message, ExitStatus::usage);
         value = std::get<DefaultsValue>(std::move(parsed));
-    } else if (!preferenceText(SettingsStore(userDefaults()), key)) {
+    } else if (!isPreference(key)) {
         return complain(unknownPreference(key), ExitStatus::usage);
     }
     if (const auto problem = userDefaults().store(key, value)) {
-        return complain("cannot store the preferences: " + *problem, ExitStatus::failure);
+        return complain(said("cannot store the preferences: {}", *problem), ExitStatus::failure);
     }
-    return printed(std::string(text ? "Stored" : "Deleted") +
-                   ". The helper and a bar that runs read it at their next start.\n");
+    const std::string done = text ? said("Stored.") : said("Deleted.");
+    return printed(done + ' ' + said("A bar that runs reads it at once, the helper and watch at their next start.") +
+                   '\n');
 }
 
 ExitStatus printPreferences(const std::string& key) {
@@ -40,16 +42,16 @@ void declareDefaults(CLI::App& app, Invocation& invocation) {
     };
     auto* command = app.add_subcommand("defaults", "The preferences: reads them all, or what follows");
     auto options = std::make_shared<Options>();
+    command->footer(preferencesHelp() + "\nExample: zephlon defaults write enabledMetrics cpuUsage,memoryUsage,clock");
+    const std::string keys = "NAME:{" + preferenceKeys() + "}";
     auto* read = command->add_subcommand("read", "Print a preference, or all of them");
-    read->add_option("KEY", options->key, "Its name");
+    read->add_option("KEY", options->key, "Its name")->option_text(keys);
     auto* write = command->add_subcommand("write", "Store a preference");
-    write->add_option("KEY", options->key, "Its name")->required();
-    write->add_option("VALUE", options->value, "A number, true or false, a word, or words separated by commas")
-        ->required();
+    write->add_option("KEY", options->key, "Its name")->option_text(keys)->required();
+    write->add_option("VALUE", options->value, "What the key below takes; several are separated by commas")->required();
     auto* remove = command->add_subcommand("delete", "Return a preference to its default");
-    remove->add_option("KEY", options->key, "Its name")->required();
+    remove->add_option("KEY", options->key, "Its name")->option_text(keys)->required();
     command->require_subcommand(0, 1);
-    command->footer("Example: zephlon defaults write enabledMetrics cpuUsage,memoryUsage,clock");
     command->callback([&invocation, options, write, remove] {
         invocation.command = [options, write, remove] {
             if (write->parsed()) return storePreference(options->key, options->value);

@@ -3,6 +3,7 @@
 #include "Client/Commands/Commands.h"
 #include "Client/HelperClient.h"
 #include "Client/Sources.h"
+#include "Client/Texts.h"
 #include "Platform/Posix/PosixCommands.h"
 
 namespace zqm {
@@ -31,8 +32,8 @@ ExitStatus sendReport(const HelperClient& helper) {
     const auto reply = helper.get("/api/diagnostics/report", reportPatience);
     if (const auto* error = std::get_if<HelperError>(&reply)) return complain(error->message, error->status);
     const auto problem = uploadProblem(std::get<std::string>(reply));
-    if (problem) return complain("the report was not sent: " + *problem, ExitStatus::failure);
-    return printed("The report was sent.\n");
+    if (problem) return complain(said("the report was not sent: {}", *problem), ExitStatus::failure);
+    return printed(said("The report was sent.") + '\n');
 }
 
 }  // namespace

@@ -4,12 +4,13 @@
 
 #include "Client/Exporter.h"
 #include "Client/HelperClient.h"
+#include "Client/Texts.h"
 #include "Platform/Posix/AsioListener.h"
 #include "Platform/Posix/AsioMainLoop.h"
 #include "Platform/Posix/PosixClock.h"
-#include "Platform/Posix/PosixLog.h"
 #include "Platform/Posix/PosixProcess.h"
 #include "Platform/Posix/ThreadQueues.h"
+#include "Platform/Process/Log.h"
 
 namespace zqm {
 namespace {
@@ -17,7 +18,7 @@ namespace {
 ExitStatus serveMetrics(const Invocation& invocation, ListenAddress address) {
     raiseDescriptorLimit();
     shareOneHeap();
-    PosixLog log;
+    Log& log = userServices().log();
     PosixClock clock;
     AsioMainLoop mainLoop;
     ThreadQueues queues;
@@ -33,13 +34,15 @@ ExitStatus serveMetrics(const Invocation& invocation, ListenAddress address) {
     Exporter exporter({ask, [&machine](const SystemSnapshot& sample) { return machine.look(sample); }}, interval,
                       {listener, queues, mainLoop, log, clock});
     if (const auto error = exporter.start(address)) {
-        return complain("cannot listen on " + address.text() + ": " + *error, ExitStatus::failure);
+        return complain(said("cannot listen on {}: {}", address.text(), *error), ExitStatus::failure);
     }
     address.port = listener.port();
-    log.print("zephlon: serving http://" + address.text() + "/metrics");
+    log.print("zephlon: " + said("serving {}", "http://" + address.text() + "/metrics"));
     if (!address.isLoopback()) {
-        log.print("zephlon: whoever reaches " + address.text() +
-                  " reads the figures and the names of programs, without a password; 127.0.0.1 is this machine alone");
+        log.print("zephlon: " +
+                  said("whoever reaches {} reads the figures and the names of programs, without a password; "
+                       "127.0.0.1 is this machine alone",
+                       address.text()));
     }
     mainLoop.run();
     return ExitStatus::success;

@@ -4,10 +4,12 @@
 
 #include "Client/BarFollow.h"
 #include "Client/BarWriter.h"
+#include "Client/Defaults.h"
 #include "Client/Exposition.h"
 #include "Client/HelperClient.h"
 #include "Client/Status.h"
 #include "Client/Terminal.h"
+#include "Client/Texts.h"
 #include "Client/ThisMachine.h"
 #include "Client/Units.h"
 #include "Client/Watch/Watch.h"
@@ -24,10 +26,8 @@ ExitStatus printSnapshot(const Invocation& invocation, const std::function<std::
     return printed(text(std::get<SnapshotReply>(reply)));
 }
 
-constexpr const char* measuredNote =
-    "counted by the cards' drivers for a second, of the processes that you may look into";
-constexpr const char* estimateNote =
-    "estimated from processor time: no driver counts for processes that you may look into";
+constexpr Phrase measuredNote = "counted by the cards' drivers for a second, of the processes that you may look into";
+constexpr Phrase estimateNote = "estimated from processor time: no driver counts for processes that you may look into";
 
 /// What the drivers count for a second; nullopt where they do not, or the helper's machine is another one.
 std::optional<std::vector<TopProcess>> graphicsRanking(const Invocation& invocation, const SystemSnapshot& sample) {
@@ -40,14 +40,73 @@ std::optional<std::vector<TopProcess>> graphicsRanking(const Invocation& invocat
     return ranking.look(*details);
 }
 
+struct BarWords {
+    std::string format = "plain";
+    std::string metrics;
+    std::string label = "text";
+    std::string levels;
+    bool isFollowing = false;
+};
+
+template <class Enum>
+CLI::IsMember oneOf() {
+    const auto& names = RawValues<Enum>::texts;
+    return CLI::IsMember(std::vector<std::string>(names.begin(), names.end()));
+}
+
+template <class Enum>
+std::string joinedNames() {
+    std::string names;
+    for (const std::string_view name : RawValues<Enum>::texts) {
+        if (!names.empty()) names += ',';
+        names += name;
+    }
+    return names;
+}
+
+/// What the words ask for, or what is wrong with them.
+std::variant<BarOptions, std::string> barOptions(const BarWords& words) {
+    BarOptions options{.format = *fromRawValue<BarFormat>(words.format),
+                       .label = *fromRawValue<BarLabel>(words.label),
+                       .isFollowing = words.isFollowing};
+    const auto metrics = parseMetrics(words.metrics);
+    if (!metrics) return said("--metrics takes names, separated by commas, of {}", joinedNames<MenuBarMetric>());
+    options.metrics = *metrics;
+    const auto limits = parseLimits(words.levels);
+    if (!limits) {
+        return said("--levels takes NAME=WARNING,CRITICAL, in percent or °C, separated by commas, of {}",
+                    joinedNames<Limited>());
+    }
+    options.limits = *limits;
+    if (words.isFollowing && (options.format == BarFormat::xbar || options.format == BarFormat::genmon))
+        return said("{} runs the command again and again itself: leave out --follow", words.format);
+    return options;
+}
+
+/// One line, also when the helper gives no sample: what stands in a bar is all that most people see of it.
+ExitStatus printBar(const Invocation& invocation, BarWriter& writer) {
+    const auto settings = readSettings();
+    const auto reply = HelperClient(invocation.port).snapshot();
+    const auto* error = std::get_if<HelperError>(&reply);
+    const std::string line =
+        error ? writer.line(*error) : writer.line(std::get<SnapshotReply>(reply).snapshot, *settings, wallTimeNow());
+    const ExitStatus status = printed(line + writer.end());
+    return error ? complain(error->message, error->status) : status;
+}
+
 constexpr const char* barFooter =
-    R"help(The preferences choose the metrics, their order, units, gaps and language: see zephlon defaults.
-Gaps are points: in text a blank stands for 3 of them, i3bar takes them as pixels.
+    R"help(What is not given here the preferences choose, which are read again when they change: see zephlon defaults.
+Limits of --levels are in percent and degrees Celsius; without it temperature=85,95,memory=90,97,battery=20,10.
 Examples:
-  waybar   "custom/zephlon": {"exec": "zephlon bar --format waybar --follow", "return-type": "json"}
-  i3bar    status_command zephlon bar --format i3bar --follow        (also swaybar)
-  tmux     set -g status-right "#(zephlon bar --format tmux --follow)"
-  others   zephlon bar --follow, or zephlon bar --format json --follow | your-program)help";
+  waybar    "custom/zephlon": {"exec": "zephlon bar --format waybar --follow", "return-type": "json"}
+  i3bar     status_command zephlon bar --format i3bar --follow        (also swaybar)
+  tmux      set -g status-right "#(zephlon bar --format tmux --metrics loadIndex,cpuUsage,memoryUsage --follow)"
+  polybar   type = custom/script, exec = zephlon bar --format polybar --follow, tail = true
+  i3status-rust   block = "custom", command = "zephlon bar --format i3status-rust --follow", json = true,
+            persistent = true
+  genmon    zephlon bar --format genmon        (again and again, as its panel asks)
+  xbar, Argos   a plugin of two lines: #!/bin/sh and exec zephlon bar --format xbar
+  others    zephlon bar --follow, or zephlon bar --format json --follow | your-program)help";
 
 }  // namespace
 
@@ -63,14 +122,12 @@ void declareStatus(CLI::App& app, Invocation& invocation) {
         invocation.command = [&invocation, json, all] {
             return printSnapshot(invocation, [&](const SnapshotReply& reply) {
                 if (*json) return statusJson(reply);
-                PosixClock clock;
                 ThisMachine machine(invocation.root);
-                const auto facts =
-                    *all ? machine.allFactsBeside(reply.snapshot, clock) : machine.factsBeside(reply.snapshot);
+                const auto facts = *all ? machine.allFactsBeside(reply.snapshot) : machine.factsBeside(reply.snapshot);
                 const std::string text =
                     statusText(reply, facts ? &*facts : nullptr, *readSettings(), Style(wantsColour()), wallTimeNow());
                 const auto columns = terminalColumns();
-                return columns ? broken(text, *columns, statusIndent) : text;
+                return shownText(columns ? broken(text, *columns, statusIndent) : text);
             });
         };
     });
@@ -79,57 +136,61 @@ void declareStatus(CLI::App& app, Invocation& invocation) {
 void declareTop(CLI::App& app, Invocation& invocation) {
     struct Options {
         std::string category;
-        std::size_t count = 10;
+        std::size_t count = 0;  // none given
     };
     auto* command = app.add_subcommand("top", "The processes that take most of one resource");
     auto options = std::make_shared<Options>();
-    const auto& names = RawValues<ProcessCategory>::texts;
     command->add_option("CATEGORY", options->category, "cpu, gpu, memory, disk, network or power")
         ->required()
-        ->check(CLI::IsMember(std::vector<std::string>(names.begin(), names.end())));
-    command->add_option("--count", options->count, "Rows at most")->check(CLI::Range(1, 10))->capture_default_str();
+        ->check(oneOf<ProcessCategory>());
+    command
+        ->add_option("--count", options->count,
+                     "Rows at most, without it the preference topProcessCount if stored, else 10")
+        ->check(CLI::Range(1, 10));
     command->footer("Example: zephlon top memory --count 3");
     command->callback([&invocation, options] {
         invocation.command = [&invocation, options] {
             return printSnapshot(invocation, [&](SnapshotReply reply) {
                 ThisMachine(invocation.root).dropEnded(reply);
                 const Style style(wantsColour());
+                const std::size_t rows = options->count > 0 ? options->count : rankingRows();
                 const auto category = *fromRawValue<ProcessCategory>(options->category);
                 const auto measured =
                     category == ProcessCategory::gpu ? graphicsRanking(invocation, reply.snapshot) : std::nullopt;
-                std::string text =
-                    rankingText(measured ? *measured : reply.ranking(category), category, options->count, style);
-                if (category == ProcessCategory::gpu) text += style.dim(measured ? measuredNote : estimateNote) + '\n';
-                return text;
+                std::string text = rankingText(measured ? *measured : reply.ranking(category), category, rows, style);
+                if (category == ProcessCategory::gpu)
+                    text += style.dim(said(measured ? measuredNote : estimateNote)) + '\n';
+                return shownText(std::move(text));
             });
         };
     });
 }
 
 void declareBar(CLI::App& app, Invocation& invocation) {
-    struct Options {
-        std::string format = "plain";
-        bool isFollowing = false;
-    };
     auto* command = app.add_subcommand("bar", "One line for a status bar");
-    auto options = std::make_shared<Options>();
-    const auto& names = RawValues<BarFormat>::texts;
-    command->add_option("--format", options->format, "plain, waybar, i3bar, tmux or json")
-        ->check(CLI::IsMember(std::vector<std::string>(names.begin(), names.end())))
+    auto words = std::make_shared<BarWords>();
+    command->add_option("--format", words->format, "Who reads the line")
+        ->check(oneOf<BarFormat>())
         ->capture_default_str();
-    command->add_flag("--follow", options->isFollowing, "A line for each sample, as long as someone reads");
+    command->add_option("--metrics", words->metrics, "In place of those that the preferences enable, in this order")
+        ->option_text("NAME[,NAME...]:{" + joinedNames<MenuBarMetric>() + "}");
+    command->add_option("--label", words->label, "What stands before each figure")
+        ->check(oneOf<BarLabel>())
+        ->capture_default_str();
+    command
+        ->add_option("--levels", words->levels,
+                     "From where on a figure warns and is critical: " + joinedNames<Limited>())
+        ->option_text("NAME=N,N[,NAME=N,N...]");
+    command->add_flag("--follow", words->isFollowing, "A line for each sample, as long as someone reads");
     command->footer(barFooter);
-    command->callback([&invocation, options] {
-        invocation.command = [&invocation, options] {
-            const auto settings = readSettings();
-            BarWriter writer(*fromRawValue<BarFormat>(options->format), *settings);
-            if (!options->isFollowing) {
-                return printSnapshot(invocation, [&](const SnapshotReply& reply) {
-                    return writer.line(reply.snapshot, wallTimeNow()) + writer.end();
-                });
-            }
-            const auto status = followBar(HelperClient(invocation.port), writer, Seconds(settings->updateInterval()));
-            return status == ExitStatus::success ? status : complain("cannot write the output", status);
+    command->callback([&invocation, words] {
+        invocation.command = [&invocation, words] {
+            const auto options = barOptions(*words);
+            if (const auto* problem = std::get_if<std::string>(&options)) return complain(*problem, ExitStatus::usage);
+            BarWriter writer(std::get<BarOptions>(options));
+            if (!words->isFollowing) return printBar(invocation, writer);
+            const auto status = followBar(HelperClient(invocation.port), writer, readSettings);
+            return status == ExitStatus::success ? status : complain(said("cannot write the output"), status);
         };
     });
 }
@@ -157,7 +218,7 @@ void declareMetrics(CLI::App& app, Invocation& invocation) {
             const std::string text = exposition(answer, {.machine = machine ? &*machine : nullptr});
             if (file->empty() && !printOut(text)) return cannotWrite();
             const auto problem = file->empty() ? std::nullopt : PosixFiles().replacePublic(*file, text);
-            if (problem) return complain("cannot write " + *problem, ExitStatus::failure);
+            if (problem) return complain(said("cannot write {}", *problem), ExitStatus::failure);
             const auto* error = std::get_if<HelperError>(&answer);
             return error ? complain(error->message, error->status) : ExitStatus::success;
         };
@@ -169,7 +230,7 @@ void declareWatch(CLI::App& app, Invocation& invocation) {
     command->footer("Keys: q quits; ? shows the others.");
     command->callback([&invocation] {
         invocation.command = [&invocation] {
-            const auto error = watch(invocation.port, invocation.root, *readSettings());
+            const auto error = watch(invocation.port, invocation.root, *readSettings(), rankingRows());
             return error ? complain(error->message, error->status) : ExitStatus::success;
         };
     });

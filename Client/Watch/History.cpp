@@ -27,11 +27,10 @@ void History::add(const SystemSnapshot& snapshot) {
     const PowerMetrics& power = snapshot.power;
     const double celsius = snapshot.cpu.temperatureC > 0 ? snapshot.cpu.temperatureC : gpu.temperatureC;
     const double watts = wholeWatts(power);
-    const auto used = static_cast<double>(snapshot.memory.usedBytes);
-    const auto total = static_cast<double>(snapshot.memory.totalBytes);
+    levels_ = trail_.add(Levels(snapshot, usualLimits));
     put(Quantity::load, snapshot.load.value);
     put(Quantity::cpu, snapshot.cpu.totalUsage);
-    put(Quantity::memory, total > 0 ? used / total : 0);
+    put(Quantity::memory, usedShare(snapshot.memory));
     put(Quantity::gpu, gpu.utilization, hasGraphics(gpu));
     put(Quantity::download, snapshot.network.downloadBytesPerSecond);
     put(Quantity::upload, snapshot.network.uploadBytesPerSecond);

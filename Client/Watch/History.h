@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "Client/Levels.h"
 #include "ZQMHelper/Shared/MetricsJson.h"
 
 namespace zqm {
@@ -26,6 +27,9 @@ public:
     /// Whether the machine has ever told it, so that a panel does not come and go with a single reading.
     bool isKnown(Quantity quantity) const { return isKnown_[static_cast<std::size_t>(quantity)]; }
 
+    /// Of the latest samples, by the usual limits.
+    const Levels& levels() const { return levels_; }
+
     /// The end of the history as a graph of `columns` shows it, `perColumn` slots in each; what is not there is NaN.
     /// Slots keep their place within a column, so the graph moves by whole columns.
     std::vector<double> latest(Quantity quantity, std::size_t columns, std::size_t perColumn) const;
@@ -42,6 +46,8 @@ private:
     std::array<Ring, quantityCount> rings_{};
     std::array<bool, quantityCount> isKnown_{};
     std::vector<Ring> cores_;
+    LevelTrail trail_;
+    Levels levels_;
 };
 
 }  // namespace zqm

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "Client/Terminal.h"
+#include "Client/Texts.h"
 #include "Client/Units.h"
 
 namespace zqm {
@@ -21,10 +22,8 @@ constexpr std::array kinds{Kind{CoreKind::performance, 'P', Role::performance},
                            Kind{CoreKind::efficiency, 'E', Role::efficiency},
                            Kind{CoreKind::unknown, 'C', Role::otherKind}};
 
-Figure level(double fraction) {
-    return {fittedRight(percentText(fraction), 4), fraction >= criticalFrom  ? Role::critical
-                                                   : fraction >= warningFrom ? Role::warning
-                                                                             : Role::plain};
+Figure percent(double fraction, Level level = Level::normal) {
+    return {fittedRight(percentText(fraction), 4), roleOf(level)};
 }
 
 Figure detail(std::string text) {
@@ -39,8 +38,9 @@ Panel processorPanel(const SnapshotReply& reply) {
     const CPUMetrics& cpu = reply.snapshot.cpu;
     const std::size_t count = cpu.perCoreUsage.size();
     Panel panel{"CPU", {}, {{Quantity::cpu, Role::performance}}};
-    panel.figures.push_back(detail(std::to_string(count) + (count == 1 ? " core" : " cores")));
-    panel.figures.push_back(level(cpu.totalUsage));
+    const std::string cores = std::to_string(count);
+    panel.figures.push_back(detail(count == 1 ? said("{} core", cores) : said("{} cores", cores)));
+    panel.figures.push_back(percent(cpu.totalUsage));
     return panel;
 }
 
@@ -56,7 +56,7 @@ std::vector<Kind> kindsOf(const CPUMetrics& cpu) {
 
 /// Each kind with its mean usage and frequency, in its colour.
 Panel coresPanel(const CPUMetrics& cpu, FreqUnit unit) {
-    Panel panel{"Cores", {}, {}};
+    Panel panel{said("Cores"), {}, {}};
     const std::vector<Kind> present = kindsOf(cpu);
     for (auto kind = present.rbegin(); kind != present.rend(); ++kind) {
         double sum = 0;
@@ -76,28 +76,27 @@ Panel coresPanel(const CPUMetrics& cpu, FreqUnit unit) {
     return panel;
 }
 
-Panel memoryPanel(const MemoryMetrics& memory) {
+Panel memoryPanel(const MemoryMetrics& memory, Level level) {
     const auto bytes = [](std::uint64_t count) { return bytesText(static_cast<double>(count)); };
-    const auto total = static_cast<double>(memory.totalBytes);
-    Panel panel{"Memory", {}, {{Quantity::memory, Role::memory}}};
-    if (memory.compressedBytes > 0) panel.figures.push_back(detail("compressed " + bytes(memory.compressedBytes)));
-    if (memory.swapUsedBytes > 0) panel.figures.push_back(detail("swap " + bytes(memory.swapUsedBytes)));
-    panel.figures.push_back(detail(bytes(memory.usedBytes) + " of " + bytes(memory.totalBytes)));
-    if (memory.pressureLevel == 2) panel.figures.push_back({"pressure", Role::warning});
-    if (memory.pressureLevel >= 4) panel.figures.push_back({"pressure", Role::critical});
-    panel.figures.push_back(level(total > 0 ? static_cast<double>(memory.usedBytes) / total : 0));
+    Panel panel{said("Memory"), {}, {{Quantity::memory, Role::memory}}};
+    if (memory.compressedBytes > 0)
+        panel.figures.push_back(detail(said("compressed {}", bytes(memory.compressedBytes))));
+    if (memory.swapUsedBytes > 0) panel.figures.push_back(detail(said("swap {}", bytes(memory.swapUsedBytes))));
+    panel.figures.push_back(detail(said("{} of {}", bytes(memory.usedBytes), bytes(memory.totalBytes))));
+    if (memory.pressureLevel > 0 && level != Level::normal) panel.figures.push_back({said("pressure"), roleOf(level)});
+    panel.figures.push_back(percent(usedShare(memory), level));
     return panel;
 }
 
 Panel graphicsPanel(const GPUMetrics& gpu, FreqUnit unit) {
     Panel panel{"GPU", {}, {{Quantity::gpu, Role::graphics}}};
     if (gpu.frequencyMHz > 0) panel.figures.push_back(detail(frequencyText(gpu.frequencyMHz, unit)));
-    panel.figures.push_back(level(gpu.utilization));
+    panel.figures.push_back(percent(gpu.utilization));
     return panel;
 }
 
 Panel networkPanel(const NetworkMetrics& network) {
-    return {"Network",
+    return {said("Network"),
             {rate("↓", network.downloadBytesPerSecond, Role::incoming),
              rate("↑", network.uploadBytesPerSecond, Role::outgoing)},
             {{Quantity::download, Role::incoming}, {Quantity::upload, Role::outgoing}},
@@ -107,64 +106,92 @@ Panel networkPanel(const NetworkMetrics& network) {
 }
 
 Panel diskPanel(const DiskMetrics& disk) {
-    return {"Disk",
-            {rate("R", disk.readBytesPerSecond, Role::incoming), rate("W", disk.writeBytesPerSecond, Role::outgoing)},
+    return {said("Disk"),
+            {rate(said("R"), disk.readBytesPerSecond, Role::incoming),
+             rate(said("W"), disk.writeBytesPerSecond, Role::outgoing)},
             {{Quantity::read, Role::incoming}, {Quantity::write, Role::outgoing}},
             0,
             1000,
             rateText};
 }
 
-Panel temperaturePanel(const SystemSnapshot& snapshot, TempUnit unit) {
-    Panel panel{"Temperature", {}, {{Quantity::temperature, Role::heat}}, coolest, hottest};
+/// Before the figures of all, where there are several, each one's traffic in both directions together.
+Panel withParts(Panel panel, const std::vector<TransferRate>& parts) {
+    if (parts.size() < 2) return panel;
+    std::vector<Figure> figures;
+    for (const TransferRate& part : parts) {
+        figures.push_back(detail(printable(part.name) + " " + rateText(part.in + part.out)));
+    }
+    panel.figures.insert(panel.figures.begin(), figures.begin(), figures.end());
+    return panel;
+}
+
+Panel temperaturePanel(const SystemSnapshot& snapshot, const Levels& levels, TempUnit unit) {
+    Panel panel{said("Temperature"), {}, {{Quantity::temperature, Role::heat}}, coolest, hottest};
     const double cpu = snapshot.cpu.temperatureC;
     const double gpu = snapshot.gpu.temperatureC;
-    if (gpu > 0) panel.figures.push_back({"GPU " + temperatureText(gpu, unit), cpu > 0 ? Role::dim : Role::plain});
-    if (cpu > 0) panel.figures.push_back({"CPU " + temperatureText(cpu, unit)});
+    const auto add = [&](const char* name, double celsius, Level level, Role usual) {
+        if (celsius <= 0) return;
+        panel.figures.push_back(
+            {name + temperatureText(celsius, unit), level == Level::normal ? usual : roleOf(level)});
+    };
+    add("GPU ", gpu, levels.of(Aspect::gpuHeat), cpu > 0 ? Role::dim : Role::plain);
+    add("CPU ", cpu, levels.of(Aspect::cpuHeat), Role::plain);
     return panel;
 }
 
 Panel powerPanel(const PowerMetrics& power) {
-    Panel panel{"Power", {}, {{Quantity::power, Role::energy}}, 0, 5, wattsText};
-    for (const auto& [name, watts] : {std::pair{"DRAM ", power.dramWatts},
-                                      {"display ", power.displayWatts},
-                                      {"ANE ", power.aneWatts},
-                                      {"GPU ", power.gpuWatts},
-                                      {"CPU ", power.cpuWatts}}) {
-        if (watts > 0) panel.figures.push_back(detail(name + wattsText(watts)));
+    Panel panel{said("Power"), {}, {{Quantity::power, Role::energy}}, 0, 5, wattsText};
+    struct Part {
+        Phrase name;
+        double watts;
+    };
+    for (const auto& [name, watts] :
+         {Part{"DRAM {}", power.dramWatts}, Part{"display {}", power.displayWatts}, Part{"ANE {}", power.aneWatts},
+          Part{"GPU {}", power.gpuWatts}, Part{"CPU {}", power.cpuWatts}}) {
+        if (watts > 0) panel.figures.push_back(detail(said(name, wattsText(watts))));
     }
     panel.figures.push_back({wattsText(wholeWatts(power))});
     return panel;
 }
 
-Panel batteryPanel(const BatteryMetrics& battery) {
-    Panel panel{"Battery", {}, {{Quantity::battery, Role::efficiency}}};
-    if (battery.health > 0) panel.figures.push_back(detail("health " + percentText(battery.health)));
+Panel batteryPanel(const BatteryMetrics& battery, Level level) {
+    Panel panel{said("Battery"), {}, {{Quantity::battery, Role::efficiency}}};
+    if (battery.health > 0) panel.figures.push_back(detail(said("health {}", percentText(battery.health))));
     if (battery.powerWatts > 0) panel.figures.push_back(detail(wattsText(battery.powerWatts)));
     if (battery.timeRemainingMinutes >= 0) {
-        panel.figures.push_back(
-            detail(durationText(battery.timeRemainingMinutes) + (battery.isCharging ? " to full" : " left")));
+        const std::string time = durationText(battery.timeRemainingMinutes);
+        panel.figures.push_back(detail(battery.isCharging ? said("{} to full", time) : said("{} left", time)));
     }
-    panel.figures.push_back(detail(battery.isCharging ? "charging" : battery.onACPower ? "on AC" : "discharging"));
-    panel.figures.push_back({fittedRight(percentText(battery.level), 4),
-                             battery.level <= 0.1 && !battery.onACPower ? Role::critical : Role::plain});
+    panel.figures.push_back(detail(batteryState(battery)));
+    panel.figures.push_back(percent(battery.level, level));
     return panel;
 }
 
 }  // namespace
 
-std::vector<Panel> panelsFor(const SnapshotReply& reply, const History& history, const SettingsStore& settings) {
+Role roleOf(Level level) {
+    return level == Level::critical ? Role::critical : level == Level::warning ? Role::warning : Role::plain;
+}
+
+std::vector<Panel> panelsFor(const SnapshotReply& reply, const MachineFacts* facts, const History& history,
+                             const SettingsStore& settings) {
     const SystemSnapshot& snapshot = reply.snapshot;
+    const Levels& levels = history.levels();
     std::vector<Panel> panels{processorPanel(reply)};
     if (!snapshot.cpu.perCoreUsage.empty()) panels.push_back(coresPanel(snapshot.cpu, settings.freqUnit()));
-    panels.push_back(memoryPanel(snapshot.memory));
+    panels.push_back(memoryPanel(snapshot.memory, levels.of(Aspect::memory)));
     if (history.isKnown(Quantity::gpu)) panels.push_back(graphicsPanel(snapshot.gpu, settings.freqUnit()));
-    panels.push_back(networkPanel(snapshot.network));
-    panels.push_back(diskPanel(snapshot.disk));
-    if (history.isKnown(Quantity::temperature)) panels.push_back(temperaturePanel(snapshot, settings.tempUnit()));
+    const MachineFacts told = facts ? *facts : MachineFacts{};
+    panels.push_back(withParts(networkPanel(snapshot.network), told.interfaces));
+    panels.push_back(withParts(diskPanel(snapshot.disk), told.drives));
+    if (history.isKnown(Quantity::temperature))
+        panels.push_back(temperaturePanel(snapshot, levels, settings.tempUnit()));
     if (history.isKnown(Quantity::power)) panels.push_back(powerPanel(snapshot.power));
-    panels.push_back({"Load", {level(snapshot.load.value)}, {{Quantity::load, Role::load}}});
-    if (history.isKnown(Quantity::battery)) panels.push_back(batteryPanel(snapshot.battery));
+    panels.push_back(
+        {said("Load"), {percent(snapshot.load.value, levels.of(Aspect::load))}, {{Quantity::load, Role::load}}});
+    if (history.isKnown(Quantity::battery))
+        panels.push_back(batteryPanel(snapshot.battery, levels.of(Aspect::battery)));
     return panels;
 }
 
@@ -180,8 +207,8 @@ std::vector<Core> coresByKind(const CPUMetrics& cpu) {
 }
 
 std::string_view rankingTitle(ProcessCategory category) {
-    static constexpr std::array<std::string_view, 6> titles{"CPU", "GPU", "Memory", "Disk", "Sockets", "Power"};
-    return titles[static_cast<std::size_t>(category)];
+    static constexpr std::array<Phrase, 6> titles{"CPU", "GPU", "Memory", "Disk", "Sockets", "Power"};
+    return titles[static_cast<std::size_t>(category)].in(L10n::language);
 }
 
 }  // namespace zqm

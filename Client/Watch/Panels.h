@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Client/ThisMachine.h"
 #include "Client/Watch/History.h"
 #include "Client/Watch/Screen.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
@@ -22,7 +23,7 @@ struct Curve {
 };
 
 struct Panel {
-    std::string_view title;
+    std::string title;
     std::vector<Figure> figures;  // the last matters most
     std::vector<Curve> curves;    // the second one hangs from the middle; none: the processors one by one
     double low = 0;
@@ -32,8 +33,12 @@ struct Panel {
     std::string (*scaleText)(double) = nullptr;
 };
 
-/// The panels of what this machine has, the most important first.
-std::vector<Panel> panelsFor(const SnapshotReply& reply, const History& history, const SettingsStore& settings);
+Role roleOf(Level level);
+
+/// The panels of what this machine has, the most important first. `facts` are told beside the sample, null where
+/// they are not known.
+std::vector<Panel> panelsFor(const SnapshotReply& reply, const MachineFacts* facts, const History& history,
+                             const SettingsStore& settings);
 
 struct Core {
     std::size_t index = 0;  // in the kernel's order

@@ -1,6 +1,5 @@
 #include "Client/Watch/Screen.h"
 
-#include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -44,31 +43,12 @@ constexpr std::array<Look, 17> looks{{
 }};
 static_assert(looks.size() == static_cast<std::size_t>(Role::selected) + 1);
 
-/// What is written where only ASCII can be: each as wide as what it stands for.
-std::string asciiText(std::string_view text) {
-    static constexpr std::array<std::pair<std::string_view, char>, 8> marks{
-        {{"─", '-'}, {"↓", 'v'}, {"↑", '^'}, {"←", '<'}, {"→", '>'}, {"…", '~'}, {"·", '-'}, {"°", ' '}}};
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (static_cast<unsigned char>(text[i]) < 0x80) {
-            result += text[i];
-            continue;
-        }
-        if ((static_cast<unsigned char>(text[i]) & 0xC0u) == 0x80) continue;  // of the character before
-        char mark = '?';
-        for (const auto& [character, ascii] : marks) {
-            if (text.substr(i).starts_with(character)) mark = ascii;
-        }
-        result += mark;
-    }
-    return result;
-}
-
 }  // namespace
 
 std::unique_ptr<Screen> Screen::open(bool isColoured) {
     const char* type = std::getenv("TERM");
     if (!type) return nullptr;
+    ::setenv("ESCDELAY", "25", 0);  // ms after Escape in which a key's code goes on; every ncurses reads it
     SCREEN* terminal = ::newterm(nullptr, stdout, stdin);
     if (!terminal) return nullptr;
     const char* move = ::tigetstr("cup");
@@ -77,7 +57,7 @@ std::unique_ptr<Screen> Screen::open(bool isColoured) {
         ::delscreen(terminal);
         return nullptr;
     }
-    const bool isUtf8 = std::string_view(::nl_langinfo(CODESET)) == "UTF-8";
+    const bool isUtf8 = isUtf8Shown();
     const bool hasBraille = isUtf8 && std::string_view(type) != "linux";  // the console's fonts have none
     return std::unique_ptr<Screen>(
         new Screen(terminal, isColoured, isUtf8, hasBraille ? Glyphs::braille : Glyphs::ascii));
@@ -100,7 +80,6 @@ Screen::Screen(screen* terminal, bool isColoured, bool isUtf8, Glyphs glyphs)
     ::noecho();
     ::nonl();
     ::curs_set(0);
-    ::set_escdelay(25);
     ::keypad(stdscr, TRUE);
     ::nodelay(stdscr, TRUE);
 }

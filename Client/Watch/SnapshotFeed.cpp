@@ -10,7 +10,7 @@ void SnapshotFeed::ask() {
     if (answer_.valid()) return;
     const auto question = [this] {
         sigset_t all;
-        ::sigfillset(&all);
+        sigfillset(&all);
         ::pthread_sigmask(SIG_BLOCK, &all, nullptr);  // signals are the main thread's
         Answer answer = this->answer();
         answered_.put('a');

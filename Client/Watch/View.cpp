@@ -6,6 +6,7 @@
 
 #include "Client/Status.h"
 #include "Client/Terminal.h"
+#include "Client/Texts.h"
 #include "Client/Units.h"
 
 namespace zqm {
@@ -113,7 +114,7 @@ void putPanel(Screen& screen, Rectangle area, const Panel& panel, const Picture&
         for (const double value : curves.back()) most = std::max(most, std::isfinite(value) ? value : 0);
     }
     const double high = panel.scaleText ? roundScale(most, panel.high) : panel.high;
-    if (panel.scaleText) figures.insert(figures.begin(), {"scale " + panel.scaleText(high), Role::dim});
+    if (panel.scaleText) figures.insert(figures.begin(), {said("scale {}", panel.scaleText(high)), Role::dim});
     putTitle(screen, area, panel.title, figures, !picture.problem.empty());
     if (curves.empty()) return putCores(screen, bodyOf(area), picture);
     putCurves(screen, bodyOf(area), panel, std::move(curves), high);
@@ -122,19 +123,19 @@ void putPanel(Screen& screen, Rectangle area, const Panel& panel, const Picture&
 void putRanking(Screen& screen, Rectangle area, std::size_t place, const Picture& picture) {
     constexpr std::size_t valueColumns = 10;
     constexpr std::size_t pidColumns = 8;
-    static constexpr std::array<std::string_view, 3> orders{"", "by name", "by PID"};
     const bool isStale = !picture.problem.empty();
     const Choices& choices = picture.choices;
     const ProcessCategory category = categoryAt(place);
     std::vector<Figure> remarks;
-    if (category == ProcessCategory::gpu && !picture.isGraphicsCounted) remarks.push_back({"estimate", Role::dim});
+    if (category == ProcessCategory::gpu && !picture.isGraphicsCounted)
+        remarks.push_back({said("estimate"), Role::dim});
     if (choices.order != RankingOrder::value) {
-        remarks.push_back({std::string(orders[static_cast<std::size_t>(choices.order)]), Role::dim});
+        remarks.push_back({choices.order == RankingOrder::name ? said("by name") : said("by PID"), Role::dim});
     }
     putTitle(screen, area, rankingTitle(category), remarks, isStale);
     const std::vector<TopProcess> ranking = shownRanking(*picture.reply, category, choices.order);
     const Rectangle body = bodyOf(area);
-    if (ranking.empty() && body.rows > 0) screen.put(body.row, body.column, "none", Role::dim);
+    if (ranking.empty() && body.rows > 0) screen.put(body.row, body.column, said("none"), Role::dim);
     const std::size_t nameColumns = area.columns - std::min(area.columns, valueColumns + pidColumns);
     for (std::size_t i = 0; i < std::min(ranking.size(), body.rows); ++i) {
         const TopProcess& process = ranking[i];
@@ -155,7 +156,7 @@ std::string timeText(WallTime time, bool use24Hour) {
 
 void putProblem(Screen& screen, const Picture& picture) {
     std::string text = " " + printable(picture.problem);
-    if (picture.reply) text += " · last sample " + spanText(picture.silence) + " ago";
+    if (picture.reply) text += " · " + said("last sample {} ago", spanText(picture.silence));
     screen.put(0, 0, fitted(text, screen.size().columns), Role::banner);
 }
 
@@ -168,17 +169,19 @@ std::vector<Figure> headerFigures(const Picture& picture, Seconds graphs, bool h
     if (!ip.localIPv4.empty()) figures.push_back({printable(ip.localIPv4), Role::dim});
     if (picture.facts) {
         for (const FileSystem& system : picture.facts->fileSystems) {
-            const std::string free = bytesText(static_cast<double>(system.available)) + " free";
-            figures.push_back({printable(system.mountPoint) + " " + free, Role::dim});
+            const std::string free = said("{} free", bytesText(static_cast<double>(system.available)));
+            const Level level = spaceLevel(system);
+            figures.push_back(
+                {printable(system.mountPoint) + " " + free, level == Level::normal ? Role::dim : roleOf(level)});
         }
-        if (picture.facts->uptime) figures.push_back({"up " + uptimeText(*picture.facts->uptime), Role::dim});
+        if (picture.facts->uptime) figures.push_back({said("up {}", uptimeText(*picture.facts->uptime)), Role::dim});
         if (picture.facts->loadAverages) {
-            figures.push_back({"load average " + averagesText(*picture.facts->loadAverages), Role::dim});
+            figures.push_back({said("load average {}", averagesText(*picture.facts->loadAverages)), Role::dim});
         }
     }
-    figures.push_back({"graphs of " + spanText(graphs), Role::dim});
-    if (hasLoad) figures.push_back({"load " + percentText(snapshot.load.value)});
-    if (picture.choices.isPaused) figures.push_back({"paused", Role::warning});
+    figures.push_back({said("graphs of {}", spanText(graphs)), Role::dim});
+    if (hasLoad) figures.push_back({said("load {}", percentText(snapshot.load.value))});
+    if (picture.choices.isPaused) figures.push_back({said("paused"), Role::warning});
     figures.push_back({timeText(snapshot.timestamp, settings.use24Hour())});
     return figures;
 }
@@ -202,8 +205,8 @@ void putFooter(Screen& screen, const Layout& layout, const Picture& picture) {
         screen.put(row, column + columnsOf(key) + 1, meaning, role);
         column += columnsOf(key) + columnsOf(meaning) + 3;
     };
-    put("q", "quit");
-    put("?", "help");
+    put("q", said("quit"));
+    put("?", said("help"));
     if (layout.rankings.empty() || layout.rankings.size() >= categories) return;
     for (std::size_t i = 0; i < categories; ++i) {
         const bool isShown = (i + categories - picture.choices.firstRanking) % categories < layout.rankings.size();
@@ -241,40 +244,46 @@ void putBox(Screen& screen, std::string_view title, const std::vector<Figure>& l
 }
 
 void putHelp(Screen& screen) {
-    putBox(screen, "zephlon watch",
-           {{"1 to 6, ←→, Tab   the rankings"},
-            {"↑↓                an entry of the first one shown"},
-            {"Enter             its command line and user; k asks it to end"},
-            {"s                 the rankings by value, by name, by PID"},
-            {"p, blank          pause, and go on"},
-            {"+ -               slower, faster; graphs then begin anew"},
-            {"Ctrl-L            draw anew"},
-            {"q                 quit"},
-            {""},
-            {"P, E and C are processors: fast, efficient, of one kind.", Role::dim},
-            {"Any key returns.", Role::dim}});
+    struct Line {
+        std::string_view keys;
+        Phrase meaning;
+    };
+    constexpr std::size_t keyColumns = 18;
+    std::vector<Figure> lines;
+    for (const Line& line :
+         {Line{"1-6, ←→, Tab", "the rankings"}, Line{"↑↓", "an entry of the first one shown"},
+          Line{"Enter", "its command line and user; k asks it to end"},
+          Line{"s", "the rankings by value, by name, by PID"}, Line{"p, Space", "pause, and go on"},
+          Line{"+ -", "slower, faster; graphs then begin anew"}, Line{"Ctrl-L", "draw anew"}, Line{"q", "quit"}}) {
+        lines.push_back({fitted(line.keys, keyColumns) + said(line.meaning)});
+    }
+    lines.push_back({""});
+    lines.push_back({said("P, E and C are processors: fast, efficient, of one kind."), Role::dim});
+    lines.push_back({said("Any key returns."), Role::dim});
+    putBox(screen, "zephlon watch", lines);
 }
 
 void putInspection(Screen& screen, const Inspection& inspection) {
-    std::vector<Figure> lines{{"PID " + std::to_string(inspection.process.pid)}};
+    const std::string pid = std::to_string(inspection.process.pid);
+    std::vector<Figure> lines{{"PID " + pid}};
     if (inspection.facts) {
-        lines[0].text += " of " + printable(inspection.facts->user);
+        lines[0].text = said("PID {} of {}", pid, printable(inspection.facts->user));
         const Size size = screen.size();
         const std::size_t columns = std::min(widestBox, size.columns) - std::min<std::size_t>(size.columns, 4);
         const std::size_t most = columns * (size.rows > 8 ? size.rows - 8 : 1);  // what follows it must be seen
         const std::string command = printable(inspection.facts->command);
         lines.push_back({columnsOf(command) > most ? fitted(command, most) : command});
     } else {
-        lines.push_back({"Nothing more is known of it here.", Role::dim});
+        lines.push_back({said("Nothing more is known of it here."), Role::dim});
     }
     lines.push_back({""});
     if (!inspection.outcome.empty()) lines.push_back({printable(inspection.outcome), Role::warning});
     if (inspection.isAsking) {
-        lines.push_back({"Ask it to end (SIGTERM)? y: yes, any other key: no", Role::critical});
+        lines.push_back({said("Ask it to end (SIGTERM)? y: yes, any other key: no"), Role::critical});
     } else if (inspection.facts && inspection.outcome.empty()) {
-        lines.push_back({"k asks it to end; any other key returns.", Role::dim});
+        lines.push_back({said("k asks it to end; any other key returns."), Role::dim});
     } else {
-        lines.push_back({"Any key returns.", Role::dim});
+        lines.push_back({said("Any key returns."), Role::dim});
     }
     putBox(screen, printable(inspection.process.name), lines);
 }
@@ -285,13 +294,16 @@ void draw(Screen& screen, const Picture& picture, const SettingsStore& settings)
     screen.clear();
     if (!picture.reply) {
         putHeader(screen, picture, {});
-        const std::string_view text = picture.problem.empty() ? "asking the helper …" : "waiting for the helper …";
+        const std::string text =
+            picture.problem.empty() ? said("asking the helper …") : said("waiting for the helper …");
         screen.put(screen.size().rows / 2, 1, text, Role::dim);
         if (picture.choices.showsHelp) putHelp(screen);
         return screen.show();
     }
-    const std::vector<Panel> panels = panelsFor(*picture.reply, picture.history, settings);
-    const Layout layout = layoutFor(screen.size(), panels.size(), categories);
+    const std::vector<Panel> panels =
+        panelsFor(*picture.reply, picture.facts ? &*picture.facts : nullptr, picture.history, settings);
+    Layout layout = layoutFor(screen.size(), panels.size(), settings.showProcessSidebar() ? categories : 0);
+    for (Rectangle& ranking : layout.rankings) ranking.rows = std::min(ranking.rows, 1 + picture.rankingRows);
     const std::size_t graphColumns = layout.panels.empty() ? 0 : layout.panels[0].columns;
     const auto slots = static_cast<double>(graphColumns * valuesPerCell(screen.glyphs()));
     const bool hasLoad = layout.panels.size() < panels.size();  // its panel is among the last

@@ -20,7 +20,8 @@ struct Picture {
     std::string problem;                 // why there is no newer one; empty: there is
     Seconds silence{0};                  // since the latest
     std::string host;
-    Seconds interval{1};  // between two samples
+    Seconds interval{1};           // between two samples
+    std::size_t rankingRows = 10;  // in each, at most
     Choices choices;
 };
 

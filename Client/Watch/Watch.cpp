@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "Client/Terminal.h"
+#include "Client/Texts.h"
 #include "Client/Units.h"
 #include "Client/Watch/Signals.h"
 #include "Client/Watch/SnapshotFeed.h"
@@ -30,7 +31,8 @@ std::string hostName() {
 /// The loop. Time runs in slots of one interval, each with one question and one value in the histories.
 class Watch {
 public:
-    Watch(std::uint16_t port, std::string_view root, const SettingsStore& settings, Signals& signals, Screen& screen)
+    Watch(std::uint16_t port, std::string_view root, const SettingsStore& settings, std::size_t rankingRows,
+          Signals& signals, Screen& screen)
         : settings_(settings),
           usualInterval_(std::clamp(settings.updateInterval(), 1.0, 3600.0)),
           machine_(root),
@@ -39,6 +41,7 @@ public:
           screen_(screen) {
         picture_.host = hostName();
         picture_.interval = usualInterval_;
+        picture_.rankingRows = rankingRows;
     }
 
     void run() {
@@ -63,9 +66,9 @@ private:
         }
         std::string end(std::int32_t pid, const ProcessFacts& facts) override {
             const auto now = look(pid);
-            if (!now || now->startTime != facts.startTime) return "It has ended already.";
-            if (::kill(pid, SIGTERM) == 0) return "Asked to end.";
-            return "Cannot ask it: " + std::generic_category().message(errno) + ".";
+            if (!now || now->startTime != facts.startTime) return said("It has ended already.");
+            if (::kill(pid, SIGTERM) == 0) return said("Asked to end.");
+            return said("Cannot ask it: {}.", std::generic_category().message(errno));
         }
 
     private:
@@ -118,7 +121,7 @@ private:
         latest_ = sinceStart();
         const auto age = ageIfOld(picture_.reply->snapshot, usualInterval_, wallTimeNow());
         if (!age) return picture_.history.add(picture_.reply->snapshot);
-        picture_.problem = "the helper takes no new sample";
+        picture_.problem = said("the helper takes no new sample");
         picture_.silence = *age;
         picture_.history.addGap();
     }
@@ -182,18 +185,20 @@ private:
 
 }  // namespace
 
-std::optional<HelperError> watch(std::uint16_t port, std::string_view root, const SettingsStore& settings) {
+std::optional<HelperError> watch(std::uint16_t port, std::string_view root, const SettingsStore& settings,
+                                 std::size_t rankingRows) {
     if (::isatty(STDIN_FILENO) != 1 || ::isatty(STDOUT_FILENO) != 1) {
-        return HelperError{ExitStatus::failure, "watch needs a terminal"};
+        return HelperError{ExitStatus::failure, said("watch needs a terminal")};
     }
     Signals signals;
     const auto screen = Screen::open(wantsColour());
     if (!screen) {
         const char* type = std::getenv("TERM");
-        return HelperError{ExitStatus::failure, "watch does not know the terminal \"" + std::string(type ? type : "") +
-                                                    "\"; TERM=xterm-256color may do"};
+        return HelperError{
+            ExitStatus::failure,
+            said("watch does not know the terminal \"{}\"; TERM=xterm-256color may do", type ? type : "")};
     }
-    Watch(port, root, settings, signals, *screen).run();
+    Watch(port, root, settings, rankingRows, signals, *screen).run();
     return std::nullopt;
 }
 

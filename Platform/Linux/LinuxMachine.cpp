@@ -28,6 +28,10 @@ SourceDescription LinuxMachine::describe(MetricFamily family) {
     return readings_.describe(family);
 }
 
+bool nativeMachineHasRoot() {
+    return true;
+}
+
 std::unique_ptr<Machine> makeNativeMachine(std::string_view root) {
     return std::make_unique<LinuxMachine>(root);
 }

@@ -28,7 +28,7 @@ constexpr int readsInARow = 64;      // then accepting has its turn
 constexpr std::size_t burst = 1000;  // connections at once whose memory is worth giving back
 constexpr auto burstPause = 2s;
 
-#if defined(MSG_MORE)
+#if defined(MSG_MORE) && !defined(ZQM_PLAIN_POSIX)
 constexpr int plainSend = MSG_DONTWAIT | MSG_NOSIGNAL;
 constexpr int lastSend = plainSend | MSG_MORE;  // the end of the stream travels with the last bytes
 #else

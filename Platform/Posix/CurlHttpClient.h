@@ -7,6 +7,12 @@
 
 namespace zqm {
 
+#if defined(__APPLE__)
+inline constexpr const char* systemCurl = "/usr/lib/libcurl.4.dylib";
+#else
+inline constexpr const char* systemCurl = "libcurl.so.4";
+#endif
+
 /// HTTPS through libcurl, on one thread ("zqm.urlsession") that is there only while there are requests and for `idle`
 /// after the last.
 ///
@@ -22,7 +28,7 @@ namespace zqm {
 /// "cancelled".
 class CurlHttpClient final : public HttpClient {
 public:
-    explicit CurlHttpClient(std::string library = "libcurl.so.4", Seconds idle = Seconds(2));
+    explicit CurlHttpClient(std::string library = systemCurl, Seconds idle = Seconds(2));
     ~CurlHttpClient() override;
     void start(HttpRequest request, std::function<void(HttpReply)> completion) override;
     std::vector<std::string> obstacles() override;

@@ -8,6 +8,9 @@ namespace {
 
 constexpr std::size_t mostBody = 64 * 1024;
 constexpr long mostRedirects = 5;
+// CURLOPT_PROTOCOLS and CURLOPT_REDIR_PROTOCOLS, which newer headers warn of.
+constexpr auto protocolsBefore785 = static_cast<CURLoption>(CURLOPTTYPE_LONG + 181);
+constexpr auto redirectProtocolsBefore785 = static_cast<CURLoption>(CURLOPTTYPE_LONG + 182);
 
 /// libcurl takes 0 for no limit at all.
 long milliseconds(Seconds timeout) {
@@ -46,12 +49,19 @@ CurlTransfer::CurlTransfer(const CurlLibrary& curl, HttpRequest request, const s
 }
 
 void CurlTransfer::setSecurity(const std::string& authorityFile) {
-    set(CURLOPT_PROTOCOLS_STR, "https");
-    set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
+    allowOnlyHttps(CURLOPT_PROTOCOLS_STR, protocolsBefore785);
+    allowOnlyHttps(CURLOPT_REDIR_PROTOCOLS_STR, redirectProtocolsBefore785);
     set(CURLOPT_SSL_VERIFYPEER, 1L);
     set(CURLOPT_SSL_VERIFYHOST, 2L);
     // Takes the place of the system's bundle; the system's directory of the same authorities remains.
     if (!authorityFile.empty()) set(CURLOPT_CAINFO, authorityFile.c_str());
+}
+
+void CurlTransfer::allowOnlyHttps(CURLoption option, CURLoption before) {
+    set(option, "https");
+    if (preparation_ != CURLE_UNKNOWN_OPTION) return;
+    preparation_ = CURLE_OK;
+    set(before, static_cast<long>(CURLPROTO_HTTPS));
 }
 
 void CurlTransfer::setContent() {

@@ -31,6 +31,8 @@ private:
         if (preparation_ == CURLE_OK) preparation_ = curl_.easySetopt(handle_.get(), option, value);
     }
     void setSecurity(const std::string& authorityFile);
+    /// `before` takes the place of an option that the library is too old for.
+    void allowOnlyHttps(CURLoption option, CURLoption before);
     void setContent();
     void addHeader(const std::string& line);
     static std::size_t receive(char* bytes, std::size_t one, std::size_t count, void* self);

@@ -26,7 +26,6 @@
 
 #include "Platform/Posix/Descriptor.h"
 #include "Platform/Posix/Problem.h"
-#include "Platform/Posix/UserDirectories.h"
 #include "Support/Text.h"
 
 namespace zqm {
@@ -195,9 +194,9 @@ std::optional<std::string> findProgram(std::string_view name) {
     return std::nullopt;
 }
 
-std::optional<std::string> sharedContainerPath(std::string_view identifier) {
-    const auto directory = userDirectory("XDG_DATA_HOME", ".local/share");
-    return directory ? std::optional(pathBelow(*directory, identifier)) : std::nullopt;
+bool isUnderSudo() {
+    const char* const user = std::getenv("SUDO_UID");
+    return ::geteuid() == 0 && user && std::string_view(user) != "0";
 }
 
 }  // namespace zqm

@@ -42,7 +42,7 @@ OwnFile readOwnFile(const std::string& file);
 /// run; nullopt when there is none.
 std::optional<std::string> findProgram(std::string_view name);
 
-/// Where the helper keeps what it shares; nullopt when the user has no home. Makes nothing.
-std::optional<std::string> sharedContainerPath(std::string_view identifier);
+/// Whether this process runs as root for another user, in root's home.
+bool isUnderSudo();
 
 }  // namespace zqm

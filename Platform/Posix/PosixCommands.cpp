@@ -14,8 +14,10 @@
 #include <cmath>
 #include <utility>
 
-#if defined(__linux__)
+#if defined(__linux__) && !defined(ZQM_PLAIN_POSIX)
 #include <sys/syscall.h>
+#elif defined(__APPLE__)
+#include <sys/event.h>
 #endif
 
 #include "Platform/Posix/Descriptor.h"
@@ -28,13 +30,20 @@ namespace {
 constexpr Seconds longestPatience{3600};
 constexpr Seconds slice{0.01};  // between two looks at a child whose end cannot be waited for together with its output
 
+// Where a descriptor cannot be private from its first moment, a child could inherit what another thread just opened.
+#if defined(POSIX_SPAWN_CLOEXEC_DEFAULT)
+constexpr short inheritance = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_CLOEXEC_DEFAULT;
+#else
+constexpr short inheritance = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+#endif
+
 struct Pipe {
     Descriptor reading, writing;
 };
 
 Pipe makePipe() {
     std::array<int, 2> ends{-1, -1};
-#if defined(__linux__)
+#if defined(__linux__) && !defined(ZQM_PLAIN_POSIX)
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) return {};
 #else
     if (::pipe(ends.data()) != 0) return {};
@@ -47,6 +56,12 @@ Pipe makePipe() {
 Descriptor openProcessEnd([[maybe_unused]] pid_t pid) {
 #if defined(SYS_pidfd_open)
     return Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+#elif defined(EVFILT_PROC)
+    Descriptor queue(::kqueue());
+    struct kevent end {};
+    EV_SET(&end, static_cast<uintptr_t>(pid), EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
+    const bool isWatched = queue && ::kevent(queue.get(), &end, 1, nullptr, 0, nullptr) == 0;
+    return isWatched ? std::move(queue) : Descriptor();
 #else
     return {};
 #endif
@@ -157,7 +172,7 @@ public:
     SpawnAttributes& operator=(const SpawnAttributes&) = delete;
 
     /// This process ignores SIGPIPE and its threads block signals; both would be inherited.
-    bool resetSignals() {
+    bool inheritLittle() {
         sigset_t none;
         sigset_t defaults;
         sigemptyset(&none);
@@ -165,7 +180,7 @@ public:
         sigaddset(&defaults, SIGPIPE);
         return posix_spawnattr_setsigmask(&attributes_, &none) == 0 &&
                posix_spawnattr_setsigdefault(&attributes_, &defaults) == 0 &&
-               posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF) == 0;
+               posix_spawnattr_setflags(&attributes_, inheritance) == 0;
     }
     const posix_spawnattr_t* get() const { return &attributes_; }
 
@@ -179,13 +194,14 @@ std::unique_ptr<Child> PosixCommands::launch(std::string_view path, const std::v
     std::vector<std::string> words{std::string(path)};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string& word : words) pointers.push_back(word.data());
     pointers.push_back(nullptr);
 
     Pipe pipe = makePipe();
     FileActions actions;
     SpawnAttributes attributes;
-    if (!pipe.writing || !actions.redirect(pipe.writing.get()) || !attributes.resetSignals()) return nullptr;
+    if (!pipe.writing || !actions.redirect(pipe.writing.get()) || !attributes.inheritLittle()) return nullptr;
     pid_t pid = 0;
     if (::posix_spawn(&pid, pointers[0], actions.get(), attributes.get(), pointers.data(), environ) != 0) {
         return nullptr;

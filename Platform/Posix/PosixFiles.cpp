@@ -53,7 +53,11 @@ bool writeAll(int file, std::string_view content) {
     return true;
 }
 
+/// Onto the disk itself, not only into its cache.
 bool flush(int file) {
+#if defined(F_FULLFSYNC)
+    if (::fcntl(file, F_FULLFSYNC) == 0) return true;  // else a volume that knows only the other call
+#endif
     return uninterrupted([&] { return ::fsync(file); }) == 0;
 }
 

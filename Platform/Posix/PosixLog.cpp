@@ -47,7 +47,8 @@ void PosixLog::print(std::string_view line) {
     const std::array pieces{piece(line.substr(0, longest)), piece("\n")};
     MutexLock lock(printLock_);
     pollfd ready{output_, POLLOUT, 0};
-    if (::poll(&ready, 1, 0) != 1 || (ready.revents & POLLOUT) == 0) return;
+    constexpr short writable = POLLOUT | POLLNVAL;  // some systems cannot watch a terminal, but write to it
+    if (::poll(&ready, 1, 0) != 1 || (ready.revents & writable) == 0) return;
     [[maybe_unused]] const auto written = ::writev(output_, pieces.data(), static_cast<int>(pieces.size()));
 }
 

@@ -1,10 +1,10 @@
 #include "Platform/Posix/PosixProcess.h"
 
-#if __has_include(<malloc.h>)
-#include <malloc.h>
-#endif
-#if __has_include(<link.h>)
+#if defined(__linux__) && !defined(ZQM_PLAIN_POSIX)
 #include <link.h>
+#include <malloc.h>
+#elif defined(__APPLE__)
+#include <malloc/malloc.h>
 #endif
 #include <fcntl.h>
 #include <signal.h>
@@ -19,7 +19,7 @@
 namespace zqm {
 namespace {
 
-#if __has_include(<link.h>)
+#if defined(__linux__) && !defined(ZQM_PLAIN_POSIX)
 /// Whether the loader wrote into the object's code, which its file then does not hold.
 bool isCodeChanged(const dl_phdr_info& object) {
     for (int i = 0; i < object.dlpi_phnum; ++i) {
@@ -69,11 +69,13 @@ void shareOneHeap() {
 }
 
 void giveBackIdleMemory() {
+#if defined(__linux__) && !defined(ZQM_PLAIN_POSIX)
 #if defined(M_ARENA_MAX)
     ::malloc_trim(0);
 #endif
-#if __has_include(<link.h>)
     ::dl_iterate_phdr(giveBackCode, nullptr);
+#elif defined(__APPLE__)
+    ::malloc_zone_pressure_relief(nullptr, 0);  // code is the system's to take back there
 #endif
 }
 

@@ -1,18 +1,20 @@
 #include "Platform/Posix/PosixServices.h"
 
+#include "Platform/Process/UserDefaults.h"
+
 namespace zqm {
 
 ProcessServices PosixServices::services(Clock& anyClock) {
     return {.commands = commands_,
-            .userDefaults = userDefaults_,
-            .systemSettings = systemSettings_,
+            .userDefaults = user_.userDefaults(),
+            .systemSettings = user_.systemSettings(),
             .httpClient = httpClient_,
             .files = files_,
             .clock = anyClock,
             .mainLoop = mainLoop_,
             .dispatch = dispatch_,
             .listener = listener_,
-            .log = log_};
+            .log = user_.log()};
 }
 
 }  // namespace zqm

@@ -15,7 +15,7 @@
 namespace zqm {
 namespace {
 
-#if defined(SOCK_CLOEXEC)
+#if defined(SOCK_CLOEXEC) && !defined(ZQM_PLAIN_POSIX)
 Descriptor openSocket(int family) {
     return Descriptor(::socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }

@@ -33,4 +33,14 @@ public:
     virtual void setDouble(double value, std::string_view key) = 0;
 };
 
+/// Preferences where they are kept, which people may change as well. One thread at a time.
+class StoredDefaults : public UserDefaults {
+public:
+    /// Stores a value, or removes the key without one. A number that is not finite is stored as the nearest finite one,
+    /// NaN as 0. Returns why that failed, for a person, or nullopt.
+    virtual std::optional<std::string> store(std::string_view key, const std::optional<DefaultsValue>& value) = 0;
+    /// What is kept and cannot be used, a line each.
+    virtual std::vector<std::string> problems() const { return {}; }
+};
+
 }  // namespace zqm

@@ -1,0 +1,50 @@
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "Platform/Mac/GroupContainer.h"
+#include "Platform/Mac/MacLog.h"
+#include "Platform/Mac/MacUserDefaults.h"
+#include "Platform/Mac/SystemLibraries.h"
+#include "Platform/UserServices.h"
+
+namespace zqm {
+namespace {
+
+class MacUser final : public UserServices {
+public:
+    StoredDefaults& userDefaults() override { return userDefaults_; }
+    SystemSettings& systemSettings() override { return systemSettings_; }
+    Log& log() override { return log_; }
+    std::unique_ptr<StoredDefaults> readDefaults() override { return std::make_unique<MacUserDefaults>(libraries_); }
+    std::optional<std::string> defaultsState() override { return std::nullopt; }
+
+private:
+    SystemLibraries libraries_;
+    MacUserDefaults userDefaults_{libraries_};
+    MacSettings systemSettings_{libraries_};
+    MacLog log_;
+};
+
+}  // namespace
+
+std::unique_ptr<UserServices> makeUserServices() {
+    return std::make_unique<MacUser>();
+}
+
+std::string serviceStartCommand() {
+    const std::string agent = "xyz.tallvek.Zephlon.ZQMHelper";
+    const char* const home = std::getenv("HOME");
+    std::error_code ignored;
+    const std::string file = (home ? home : "") + ("/Library/LaunchAgents/" + agent + ".plist");
+    if (!std::filesystem::exists(file, ignored)) return {};
+    return "launchctl kickstart gui/" + std::to_string(::getuid()) + "/" + agent;
+}
+
+std::optional<std::string> sharedContainerPath(std::string_view identifier) {
+    SystemLibraries libraries;
+    return groupContainer(libraries, identifier);
+}
+
+}  // namespace zqm
