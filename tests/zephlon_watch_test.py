@@ -111,7 +111,7 @@ class WatchTest(ProgramTest):
         seen = terminal.expect(b"no helper listens on 127.0.0.1:", seen)
         self.start_machine(MACHINE)
         seen = terminal.expect(SHOWN, seen)
-        for columns, rows in ((20, 5), (1, 1), (300, 100), (2, 30), (200, 2), (500, 500), (80, 24)):
+        for columns, rows in ((20, 5), (1, 1), (40, 12), (200, 60), (300, 100), (2, 30), (200, 2), (500, 500), (80, 24)):
             terminal.resize(columns, rows)
             terminal.press(b"\t\x1b[D\x1bOC\x1b[Z3x\x0c")
             before, seen = seen, terminal.expect(b"z", seen)  # of "zephlon"
