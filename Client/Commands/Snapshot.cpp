@@ -94,6 +94,12 @@ ExitStatus printBar(const Invocation& invocation, BarWriter& writer) {
     return error ? complain(error->message, error->status) : status;
 }
 
+constexpr const char* statusFooter =
+    R"help(Load is the greatest of processor use, GPU use, and power as a share of the most seen so far (5 W at least).
+Memory used = app + wired + compressed: wired is held by the kernel or locked, compressed is what compressed pages take,
+app is the rest; what may be dropped is not used. Pressure: programs wait for memory.
+Example: zephlon status --json | jq .memory.usedBytes)help";
+
 constexpr const char* barFooter =
     R"help(What is not given here the preferences choose, which are read again when they change: see zephlon defaults.
 Limits of --levels are in percent and degrees Celsius; without it temperature=85,95,memory=90,97,battery=20,10.
@@ -117,7 +123,7 @@ void declareStatus(CLI::App& app, Invocation& invocation) {
     auto* const jsonFlag = command->add_flag("--json", *json, "Print the decoded snapshot as one line of JSON");
     command->add_flag("--all", *all, "Each drive, interface, sensor and fan as well; takes a second")
         ->excludes(jsonFlag);
-    command->footer("Example: zephlon status --json | jq .memory.usedBytes");
+    command->footer(statusFooter);
     command->callback([&invocation, json, all] {
         invocation.command = [&invocation, json, all] {
             return printSnapshot(invocation, [&](const SnapshotReply& reply) {
