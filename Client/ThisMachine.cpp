@@ -62,14 +62,23 @@ std::optional<MachineFacts> ThisMachine::factsBeside(const SystemSnapshot& sampl
     MachineDetails* const details = detailsBeside(sample);
     if (!details) return std::nullopt;
     const MachineServices services = machine_->services();
-    MachineFacts facts{.system = services.systemFacts.systemVersion(),
-                       .model = services.systemFacts.hardwareModel().value_or(""),
-                       .processor = services.systemFacts.processorName().value_or(""),
+    const auto& [system, model, processor] = names();
+    MachineFacts facts{.system = system,
+                       .model = model,
+                       .processor = processor,
                        .uptime = details->uptime(),
                        .loadAverages = details->loadAverages(),
                        .fileSystems = details->fileSystems()};
     addRates(facts, *services.readings);
     return facts;
+}
+
+const ThisMachine::Names& ThisMachine::names() {
+    if (!names_) {
+        SystemFacts& facts = machine_->services().systemFacts;
+        names_ = {facts.systemVersion(), facts.hardwareModel().value_or(""), facts.processorName().value_or("")};
+    }
+    return *names_;
 }
 
 void ThisMachine::addRates(MachineFacts& facts, MachineReadings& readings) {

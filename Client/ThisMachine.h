@@ -61,9 +61,14 @@ private:
         std::vector<InterfaceReading> interfaces;
         std::chrono::steady_clock::time_point time{};
     };
+    struct Names {
+        std::string system, model, processor;
+    };
+    const Names& names();
     void addRates(MachineFacts& facts, MachineReadings& readings);
 
     std::unique_ptr<Machine> machine_;
+    std::optional<Names> names_;  // which stay as they are, while to read them costs more than all the rest
     std::optional<Transfers> transfers_;
 };
 
