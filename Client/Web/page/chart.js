@@ -1,11 +1,11 @@
 // A graph: curves on one canvas, what people point at on another above it. All graphs point at the same time.
-const gutter = 54, axisHeight = 18, head = 7;
+const gutter = 56, axisHeight = 18, head = 7;
 const inks = {};
 
 function takeInks() {
     const style = getComputedStyle(document.documentElement);
-    for (const name of ["text", "dim", "line", "surface", "load", "performance", "efficiency", "other", "memory", "wired",
-                        "compressed", "swap", "gpu", "incoming", "outgoing", "heat", "energy", "ane", "display"]) {
+    for (const name of ["text", "dim", "line", "surface", "load", "performance", "efficiency", "memory", "wired",
+                        "gpu", "outgoing", "heat", "energy"]) {
         inks[name] = style.getPropertyValue("--" + name).trim();
     }
 }
@@ -41,15 +41,14 @@ function eachRun(values, count, reach, visit) {
 }
 
 class Graph {
-    // `paint(context, plot)` draws the curves; `ys(column)` then tells where they pass, with their colours.
+    // `paint(pen, plot)` draws the curves; `ys(column)` then tells where they pass, with their colours.
     constructor(view, changed, paint, marks) {
-        Object.assign(this, {view, changed, paint, marks, isSeen: false, isStale: true, width: 0, height: 0});
-        this.element = document.createElement("div");
-        this.element.className = "graph";
+        Object.assign(this, {view, changed, paint, marks, isSeen: false, isStale: true, width: 0});
+        this.element = made("div", "graph");
         this.element.tabIndex = 0;
-        this.element.setAttribute("role", "img");
-        this.base = this.element.appendChild(document.createElement("canvas"));
-        this.above = this.element.appendChild(document.createElement("canvas"));
+        mark(this.element, "role", "img");
+        this.base = made("canvas", "", this.element);
+        this.above = made("canvas", "", this.element);
         this.sizes = new ResizeObserver(([entry]) => this.resize(entry.contentRect));
         this.sizes.observe(this.element);
         this.sight = new IntersectionObserver(entries => {
@@ -65,10 +64,6 @@ class Graph {
         this.sight.disconnect();
     }
 
-    get plot() {
-        return {width: Math.max(1, this.width - gutter), top: head, height: Math.max(1, this.height - axisHeight - head)};
-    }
-
     xOf(time) {
         return (time - this.view.from) / this.view.span * this.plot.width;
     }
@@ -76,18 +71,18 @@ class Graph {
     timeAt(event) {
         const x = event.clientX - this.base.getBoundingClientRect().left;
         const {from, span} = this.view;
-        return from + Math.min(1, Math.max(0, x / this.plot.width)) * span;
+        return from + clamp(x / this.plot.width, 0, 1) * span;
     }
 
     listen() {
         const {element, view} = this;
         let begin = null;
-        element.addEventListener("pointerdown", event => {
+        on(element, "pointerdown", event => {
             if (event.button !== 0) return;
             begin = {time: this.timeAt(event), x: event.clientX};
             element.setPointerCapture(event.pointerId);
         });
-        element.addEventListener("pointermove", event => {
+        on(element, "pointermove", event => {
             const time = this.timeAt(event);
             this.row = event.offsetY;
             view.cursor = view.timeOf(view.columnAt(time));
@@ -95,22 +90,18 @@ class Graph {
             view.selection = isDragged ? {from: Math.min(begin.time, time), to: Math.max(begin.time, time)} : null;
             this.changed("cursor");
         });
-        element.addEventListener("pointerup", () => {
+        on(element, "pointerup", () => {
             begin = null;
             if (!view.selection) return;
             view.zoom(view.selection.from, view.selection.to);
             this.leave("part");
         });
-        for (const name of ["pointerleave", "pointercancel", "blur"]) {
-            element.addEventListener(name, () => {
-                begin = null;
-                this.leave("cursor");
-            });
-        }
-        element.addEventListener("dblclick", () => {
-            if (view.chosen.pop()) this.leave("part");
+        on(element, "pointerleave pointercancel blur", () => {
+            begin = null;
+            this.leave("cursor");
         });
-        element.addEventListener("keydown", event => this.press(event));
+        on(element, "dblclick", () => view.chosen.pop() && this.leave("part"));
+        on(element, "keydown", event => this.press(event));
     }
 
     leave(change) {
@@ -121,14 +112,13 @@ class Graph {
 
     press(event) {
         const {view} = this;
-        const moves = {ArrowLeft: -1, ArrowRight: 1, PageUp: -10, PageDown: 10, Home: -mostColumns, End: mostColumns};
+        const moves = {ArrowLeft: -1, ArrowRight: 1, Home: -mostColumns, End: mostColumns};
         if (event.ctrlKey || event.altKey || event.metaKey) return;
         if (event.key in moves) {
             view.step(moves[event.key] * (event.shiftKey ? 10 : 1));
             this.changed("cursor", this.element);
         } else if (event.key === "+" || event.key === "=") {
-            const middle = Number.isNaN(view.cursor) ? view.to - view.span / 4 : view.cursor;
-            const from = Math.max(view.from, Math.min(middle - view.span / 4, view.to - view.span / 2));
+            const from = clamp((view.cursor || view.to) - view.span / 4, view.from, view.to - view.span / 2);
             view.zoom(from, from + view.span / 2);
             this.changed("part");
         } else if (event.key === "-" && view.chosen.pop()) {
@@ -147,95 +137,93 @@ class Graph {
             canvas.style.width = this.width + "px";
             canvas.style.height = this.height + "px";
         }
+        this.plot = {width: Math.max(1, this.width - gutter), top: head, height: Math.max(1, this.height - axisHeight - head)};
         this.draw();
     }
 
-    context(canvas) {
-        const context = canvas.getContext("2d");
-        context.setTransform(this.scale, 0, 0, this.scale, 0, 0);
-        context.clearRect(0, 0, this.width, this.height);
-        context.font = "10.5px system-ui, sans-serif";
-        return context;
+    penOf(canvas) {
+        const pen = canvas.getContext("2d");
+        pen.setTransform(this.scale, 0, 0, this.scale, 0, 0);
+        pen.clearRect(0, 0, this.width, this.height);
+        pen.font = "10.5px system-ui, sans-serif";
+        return pen;
     }
 
     draw() {
         this.isStale = !this.isSeen || this.width < gutter || this.height < axisHeight;
         if (this.isStale) return;
-        const context = this.context(this.base), {plot} = this;
-        this.drawTimes(context, plot);
-        this.paint(context, plot, this);
+        const pen = this.penOf(this.base), {plot} = this;
+        this.drawTimes(pen, plot);
+        this.paint(pen, plot, this);
         this.point();
     }
 
-    drawTimes(context, plot) {
-        context.fillStyle = inks.dim;
-        context.textBaseline = "alphabetic";
-        context.textAlign = "center";
+    drawTimes(pen, plot) {
+        pen.fillStyle = inks.dim;
+        pen.textBaseline = "alphabetic";
+        pen.textAlign = "center";
         for (const [time, label] of timeTicks(this.view.from, this.view.to, plot.width)) {
-            const x = this.xOf(time), half = context.measureText(label).width / 2;
-            if (x - half >= 0 && x + half <= this.width) context.fillText(label, x, this.height - 4);
-            context.fillStyle = inks.line;
-            context.fillRect(Math.round(x), plot.top + plot.height, 1, 3);
-            context.fillStyle = inks.dim;
+            const x = this.xOf(time), half = pen.measureText(label).width / 2;
+            if (x - half >= 0 && x + half <= this.width) pen.fillText(label, x, this.height - 4);
+            pen.fillStyle = inks.line;
+            pen.fillRect(Math.round(x), plot.top + plot.height, 1, 3);
+            pen.fillStyle = inks.dim;
         }
     }
 
     // The line at what people point at, and the part that they drag over.
     point() {
-        const {view, plot} = this;
-        const isEmpty = Number.isNaN(view.cursor) && !view.selection;
+        const {view, plot} = this, column = view.pointed, isEmpty = column === undefined;
         if (!this.isSeen || (isEmpty && !this.isPointed)) return;
-        const context = this.context(this.above);
+        const pen = this.penOf(this.above);
         this.isPointed = !isEmpty;
         if (isEmpty) return;
         if (view.selection) {
             const x = this.xOf(view.selection.from);
-            context.globalAlpha = 0.16;
-            context.fillStyle = inks.text;
-            context.fillRect(x, plot.top, this.xOf(view.selection.to) - x, plot.height);
-            context.globalAlpha = 1;
+            pen.globalAlpha = 0.16;
+            pen.fillStyle = inks.text;
+            pen.fillRect(x, plot.top, this.xOf(view.selection.to) - x, plot.height);
+            pen.globalAlpha = 1;
         }
-        const column = view.columnAt(view.cursor);
-        const x = Math.min(plot.width, Math.max(0, this.xOf(view.timeOf(column))));
-        context.fillStyle = inks.dim;
-        context.fillRect(Math.round(x), plot.top, 1, plot.height);
+        const x = clamp(this.xOf(view.timeOf(column)), 0, plot.width);
+        pen.fillStyle = inks.dim;
+        pen.fillRect(Math.round(x), plot.top, 1, plot.height);
         for (const [y, ink] of this.marks(column, plot)) {
             if (!(y >= 0)) continue;
-            context.beginPath();
-            context.arc(x, y, 3.5, 0, 7);
-            context.fillStyle = inks[ink];
-            context.fill();
-            context.lineWidth = 1.5;
-            context.strokeStyle = inks.surface;
-            context.stroke();
+            pen.beginPath();
+            pen.arc(x, y, 3.5, 0, 7);
+            pen.fillStyle = inks[ink];
+            pen.fill();
+            pen.lineWidth = 1.5;
+            pen.strokeStyle = inks.surface;
+            pen.stroke();
         }
-        this.drawTag(context, x, dateText(view.timeOf(column), view.width >= 60 ? "dayAndMinute" : "clock"));
-    }
-
-    drawTag(context, x, label) {
-        context.font = "600 10.5px system-ui, sans-serif";
-        const half = context.measureText(label).width / 2 + 5;
-        const middle = Math.min(this.width - half, Math.max(half, x));
-        context.fillStyle = inks.text;
-        context.beginPath();
-        context.roundRect(middle - half, this.height - axisHeight + 1, half * 2, axisHeight - 2, 4);
-        context.fill();
-        context.fillStyle = inks.surface;
-        context.textAlign = "center";
-        context.fillText(label, middle, this.height - 5);
+        const label = view.labelOf(column);
+        pen.font = "600 10.5px system-ui, sans-serif";
+        const half = pen.measureText(label).width / 2 + 5;
+        const middle = clamp(x, half, this.width - half);
+        pen.fillStyle = inks.text;
+        pen.beginPath();
+        pen.roundRect(middle - half, this.height - axisHeight + 1, half * 2, axisHeight - 2, 4);
+        pen.lineWidth = 8;
+        pen.strokeStyle = inks.surface;
+        pen.stroke();
+        pen.fill();
+        pen.fillStyle = inks.surface;
+        pen.textAlign = "center";
+        pen.fillText(label, middle, this.height - 5);
     }
 }
 
-// Curves between a least and a greatest value. A series: {track, ink, style, isDown, own}; of `style` "area" (filled down
-// to the axis), "stack" (on top of the one before) or "line"; `isDown` hangs it from the middle; `own` is a scale of its
-// own, for a thin line.
+// Curves between a least and a greatest value. A series: {track, ink, isFilled, isStacked, isDown, own}; stacked ones stand
+// on the one before, `isDown` hangs one from the middle, `own` is the greatest value of a scale of its own.
 class Curves {
     constructor(view) {
         this.view = view;
         this.series = [];
         this.low = 0;
         this.high = 1;
-        this.label = percentText;
+        this.format = percentText;
     }
 
     get isMirrored() {
@@ -244,65 +232,65 @@ class Curves {
 
     // The greatest value that any of them has in the columns shown.
     most() {
-        let most = 0;
-        for (const {track} of this.series) {
-            const {greatest} = this.view.column(track);
-            for (let i = 0; i < this.view.count; ++i) most = Math.max(most, greatest[i]);
-        }
-        return most;
+        return Math.max(0, ...this.series.map(series => this.view.most(series.track)));
     }
 
     yOf(series, value, plot) {
         const high = series.own ?? this.high, low = series.own ? 0 : this.low;
-        const share = Math.min(1.02, Math.max(0, (value - low) / (high - low)));
+        const share = clamp((value - low) / (high - low), 0, 1.02);
         if (!this.isMirrored) return plot.top + plot.height * (1 - share);
         return plot.top + plot.height / 2 * (series.isDown ? 1 + share : 1 - share);
     }
 
-    paint(context, plot, graph) {
-        this.drawScale(context, plot);
+    paint(pen, plot, graph) {
+        this.drawScale(pen, plot);
         let below = null;
         for (const series of this.series) {
-            const ys = series.ys ??= new Float32Array(mostColumns + 8);
-            const {mean} = this.view.column(series.track);
-            const isStacked = series.style === "stack";
-            const sums = isStacked ? series.sums ??= new Float32Array(mostColumns + 8) : mean;
-            for (let i = 0; i < this.view.count; ++i) {
-                if (isStacked) sums[i] = mean[i] + (below?.sums[i] || 0);
-                ys[i] = sums[i] === sums[i] ? this.yOf(series, sums[i], plot) : NaN;
-            }
-            this.drawCurve(context, plot, graph, series, isStacked ? below?.ys : null);
-            if (isStacked) below = series;
+            this.drawCurve(pen, plot, graph, series, series.isStacked ? below : null);
+            if (series.isStacked) below = series;
         }
     }
 
-    drawCurve(context, plot, graph, series, floor) {
-        const {view} = this;
+    // Where the series passes in each column, on top of the one `below`.
+    place(plot, series, below) {
+        const {mean} = this.view.column(series.track), values = () => new Float32Array(mostColumns + 8);
+        series.ys ??= values();
+        const sums = series.isStacked ? series.sums ??= values() : mean;
+        for (let i = 0; i < this.view.count; ++i) {
+            const floor = below ? below.sums[i] : NaN;
+            if (series.isStacked) sums[i] = mean[i] === mean[i] ? mean[i] + (floor || 0) : floor;
+            series.ys[i] = sums[i] === sums[i] ? this.yOf(series, sums[i], plot) : NaN;
+        }
+    }
+
+    drawCurve(pen, plot, graph, series, below) {
+        const {view} = this, floor = below?.ys;
+        this.place(plot, series, below);
         const bottom = this.isMirrored ? plot.top + plot.height / 2 : plot.top + plot.height;
-        context.save();
-        context.beginPath();
-        context.rect(0, plot.top - 2, plot.width + 1, plot.height + 4);
-        context.clip();
-        if (series.style !== "stack" && (view.period > 1 || view.group > 1)) this.drawBand(context, plot, graph, series);
-        context.fillStyle = context.strokeStyle = inks[series.ink];
+        pen.save();
+        pen.beginPath();
+        pen.rect(0, plot.top - 2, plot.width + 1, plot.height + 4);
+        pen.clip();
+        if (!series.isStacked && (view.period > 1 || view.group > 1)) this.drawBand(pen, plot, graph, series);
+        pen.fillStyle = pen.strokeStyle = inks[series.ink];
         const line = new Path2D(), area = new Path2D();
         eachRun(series.ys, view.count, view.reach, (begin, end) => {
             this.follow(line, graph, series.ys, begin, end);
-            if (series.style === "line") return;
+            if (!series.isFilled) return;
             this.follow(area, graph, series.ys, begin, end);
             for (let i = end; i >= begin; --i) {
                 if (floor || i === end || i === begin) area.lineTo(graph.xOf(view.timeOf(i)), floor && floor[i] === floor[i] ? floor[i] : bottom);
             }
             area.closePath();
         });
-        context.globalAlpha = series.style === "stack" ? 0.42 : 0.16;
-        context.fill(area);
-        context.globalAlpha = series.own ? 0.75 : 1;
-        context.lineWidth = series.own ? 1 : 1.5;
-        context.lineJoin = "round";
-        context.setLineDash(series.own ? [4, 3] : []);
-        context.stroke(line);
-        context.restore();
+        pen.globalAlpha = series.isStacked ? 0.42 : 0.16;
+        pen.fill(area);
+        pen.globalAlpha = series.own ? 0.75 : 1;
+        pen.lineWidth = series.own ? 1 : 1.5;
+        pen.lineJoin = "round";
+        pen.setLineDash(series.own ? [4, 3] : []);
+        pen.stroke(line);
+        pen.restore();
     }
 
     // Lays the path through the columns; one that stands alone becomes a dot.
@@ -317,10 +305,10 @@ class Curves {
         }
     }
 
-    drawBand(context, plot, graph, series) {
+    drawBand(pen, plot, graph, series) {
         const {view} = this, {mean, least: low, greatest} = view.column(series.track);
-        context.fillStyle = inks[series.ink];
-        context.globalAlpha = 0.2;
+        pen.fillStyle = inks[series.ink];
+        pen.globalAlpha = 0.2;
         const band = new Path2D();
         eachRun(mean, view.count, view.reach, (begin, end) => {
             band.moveTo(graph.xOf(view.timeOf(begin)), this.yOf(series, greatest[begin], plot));
@@ -332,20 +320,20 @@ class Curves {
             }
             band.closePath();
         });
-        context.fill(band);
-        context.globalAlpha = 1;
+        pen.fill(band);
+        pen.globalAlpha = 1;
     }
 
-    drawScale(context, plot) {
+    drawScale(pen, plot) {
         const {low, high} = this, middle = (low + high) / 2;
         const levels = this.isMirrored ? [high, 0, high] : [high, middle, low];
-        context.textAlign = "left";
+        pen.textAlign = "left";
         levels.forEach((value, i) => {
             const y = Math.round(plot.top + plot.height * i / 2);
-            context.fillStyle = inks.line;
-            context.fillRect(0, y, plot.width, 1);
-            context.fillStyle = inks.dim;
-            context.fillText(this.label(value), plot.width + 6, y + (i === 2 ? 1 : 4));
+            pen.fillStyle = inks.line;
+            pen.fillRect(0, y, plot.width, 1);
+            pen.fillStyle = inks.dim;
+            pen.fillText(value ? this.format(value).replace(/\.0+ /, " ") : this.format(0).replace(/^0\S* .*/, "0"), plot.width + 6, y + (i === 2 ? 1 : 4));
         });
     }
 
@@ -358,9 +346,10 @@ class Curves {
 class CoreRows {
     constructor(view) {
         this.view = view;
-        this.cores = [];  // {index, label, ink}
+        this.cores = [];  // series of Curves
+        this.curves = new Curves(view);
         this.shades = new Map();
-        this.picture = document.createElement("canvas");
+        this.picture = made("canvas");
     }
 
     // The colour's shades by half percents, as the pixels of a picture.
@@ -373,63 +362,34 @@ class CoreRows {
         return this.shades.get(inks[ink]);
     }
 
-    paint(context, plot, graph) {
+    paint(pen, plot, graph) {
         const {cores, view} = this;
         const height = plot.height / Math.max(1, cores.length);
-        if (height >= 13) this.drawCurves(context, plot, graph, height);
-        else this.drawShades(context, plot, graph);
+        if (height < 13) this.drawShades(pen, plot, graph);
         const gap = height >= 5 ? 1 : 0;
-        context.textAlign = "left";
-        cores.forEach(({index, label, ink}, i) => {
-            const y = plot.top + i * height, begin = plot.width + (height >= 10 ? 28 : 6);
-            if (height < 13 && gap) {
-                context.fillStyle = inks.surface;
-                context.fillRect(0, y - 0.5, plot.width + 1, gap);
-            }
-            context.fillStyle = inks.dim;
-            if (height >= 10) context.fillText(label, plot.width + 6, y + height / 2 + 4);
+        pen.textAlign = "left";
+        cores.forEach((core, i) => {
+            const {track, name, ink} = core, y = plot.top + i * height, begin = plot.width + (height >= 10 ? 28 : 6);
+            pen.fillStyle = height < 13 ? inks.surface : inks.line;
+            if (gap) pen.fillRect(0, Math.round(y), plot.width, gap);
+            if (height >= 13) this.curves.drawCurve(pen, {...plot, top: y + 2, height: height - 2}, graph, core);
+            pen.fillStyle = inks.dim;
+            if (height >= 10) pen.fillText(name, plot.width + 6, y + height / 2 + 4);
             const width = graph.width - begin;
-            context.fillStyle = inks.line;
-            context.fillRect(begin, y + gap, width, height - gap);
-            context.fillStyle = inks[ink];
-            context.fillRect(begin, y + gap, width * (view.valueOf("core." + index, view.count - 1) || 0), height - gap);
+            pen.fillStyle = inks.line;
+            pen.fillRect(begin, y + gap, width, height - gap);
+            pen.fillStyle = inks[ink];
+            pen.fillRect(begin, y + gap, width * (view.valueOf(track, view.count - 1) || 0), height - gap);
         });
     }
 
-    drawCurves(context, plot, graph, height) {
-        const {view} = this;
-        this.cores.forEach(({index, ink}, i) => {
-            const bottom = plot.top + (i + 1) * height, {mean} = view.column("core." + index);
-            const area = new Path2D(), line = new Path2D();
-            eachRun(mean, view.count, view.reach, (begin, end) => {
-                area.moveTo(graph.xOf(view.timeOf(begin)), bottom);
-                for (let j = begin; j <= end; ++j) {
-                    if (mean[j] !== mean[j]) continue;
-                    const x = graph.xOf(view.timeOf(j)), y = bottom - mean[j] * (height - 2);
-                    area.lineTo(x, y);
-                    if (j === begin) line.moveTo(x, y);
-                    else line.lineTo(x, y);
-                }
-                area.lineTo(graph.xOf(view.timeOf(end)), bottom);
-            });
-            context.fillStyle = inks.line;
-            context.fillRect(0, Math.round(bottom), plot.width, 1);
-            context.fillStyle = context.strokeStyle = inks[ink];
-            context.globalAlpha = 0.3;
-            context.fill(area);
-            context.globalAlpha = 1;
-            context.lineWidth = 1;
-            context.stroke(line);
-        });
-    }
-
-    drawShades(context, plot, graph) {
+    drawShades(pen, plot, graph) {
         const {view, cores, picture} = this;
         [picture.width, picture.height] = [view.count, cores.length];
         const inside = picture.getContext("2d"), image = inside.createImageData(view.count, cores.length);
         const pixels = new Uint32Array(image.data.buffer);
-        cores.forEach(({index, ink}, row) => {
-            const shades = this.shadesOf(ink), {mean} = view.column("core." + index);
+        cores.forEach(({track, ink}, row) => {
+            const shades = this.shadesOf(ink), {mean} = view.column(track);
             for (let i = 0, left = 0; i < view.count; ++i) {
                 const isKnown = mean[i] === mean[i];
                 left = isKnown ? view.reach - 1 : left - 1;  // a rare sample holds until the next
@@ -438,14 +398,14 @@ class CoreRows {
             }
         });
         inside.putImageData(image, 0, 0);
-        context.save();
-        context.beginPath();
-        context.rect(0, plot.top, plot.width + 1, plot.height);
-        context.clip();
-        context.imageSmoothingEnabled = false;
+        pen.save();
+        pen.beginPath();
+        pen.rect(0, plot.top, plot.width + 1, plot.height);
+        pen.clip();
+        pen.imageSmoothingEnabled = false;
         const begin = graph.xOf(view.timeOf(0) - view.width / 2), end = graph.xOf(view.timeOf(view.count - 1) + view.width / 2);
-        context.drawImage(picture, begin, plot.top, end - begin, plot.height);
-        context.restore();
+        pen.drawImage(picture, begin, plot.top, end - begin, plot.height);
+        pen.restore();
     }
 
     marks() {

@@ -2,17 +2,18 @@
 const patience = 5000, pace = 1000;  // ms
 const byId = name => document.getElementById(name);
 
-class Denied extends Error {}
+const isDenied = error => error.message === "401";
 
 class Page {
     constructor() {
         this.history = new History();
         this.view = new View(this.history);
         this.panels = new Map();
-        this.rankings = new Rankings(byId("rankings"));
-        this.facts = new Facts(byId("facts"));
+        this.rankings = new Cards(byId("rankings"));
+        this.facts = new Cards(byId("facts"));
         this.reply = null;     // the latest answer, with which all figures are shown
         this.isPaused = false;
+        this.isIncomplete = true;  // the past is to be asked for
         this.failures = 0;
         this.told = new Set();  // tracks
         this.takeKey();
@@ -44,7 +45,6 @@ class Page {
     async ask(path) {
         const answer = await fetch(path, {headers: {Authorization: "Bearer " + this.key}, cache: "no-store",
                                           signal: AbortSignal.timeout(patience)});
-        if (answer.status === 401) throw new Denied();
         if (!answer.ok) throw Error(answer.status);
         return answer;
     }
@@ -63,7 +63,7 @@ class Page {
             const due = number(reply.sample?.timestamp) + number(reply.interval) + 0.3 - number(reply.time);
             if (due > 0.4 && due < 1.4) wait = due * 1000;
         } catch (error) {
-            if (error instanceof Denied) return this.enter();
+            if (isDenied(error)) return this.enter();
             ++this.failures;
             wait = Math.min(5, this.failures) * pace;
             this.showProblem();
@@ -77,18 +77,18 @@ class Page {
         this.latest = Object.assign(reply, {values: reply.values ?? {}, at: performance.now()});
         const {view, history} = this, slot = number(reply.slot), time = Math.floor(number(reply.time));
         if (!Number.isFinite(time)) throw Error("no time");
-        view.interval = Math.min(3600, Math.max(1, number(reply.interval) || 1));
+        view.interval = clamp(number(reply.interval) || 1, 1, 3600);
         const newest = history.newest;
         const isBack = slot < newest || time < this.time - 60;  // the clock was set back
         if (isBack) history.clear();
-        const isMissing = newest < 0 || slot - newest > Math.ceil(view.interval) || isBack;
+        const isMissing = isBack || (newest >= 0 && slot - newest > Math.ceil(view.interval));
         if (Number.isFinite(slot)) history.append(slot, reply.values, list(reply.cores, 4096).map(number));
         for (const name in reply.values) this.told.add(name);
         this.time = time;
         this.advance();
         const isDue = view.period > 1 && !view.part && Math.floor(view.end / view.period) !== this.loadedUpTo;
-        if (isMissing || isDue || this.isIncomplete) await this.load();
-        if (view.part && view.period === 1 && !history.tier(1).values.holds(Math.floor(view.from))) await this.load();
+        const isForgotten = view.part && !history.tier(view.period).values.holds(Math.floor(view.from / view.period));
+        if (isMissing || isDue || isForgotten || this.isIncomplete) await this.load();
         if (!this.isPaused || !this.reply) {
             this.reply = this.latest;
             this.showAll();
@@ -104,12 +104,16 @@ class Page {
         view.end = Number.isFinite(slot) ? Math.max(slot, due) : this.time;
     }
 
-    // What the graphs show of the past, as the server has it.
-    async load() {
+    // What the graphs show of the past, as the server has it. What fails is asked for again with the next turn.
+    load() {
+        this.isIncomplete = true;
+        return this.fetch().catch(error => isDenied(error) && this.enter());
+    }
+
+    async fetch() {
         const {view} = this;
         const from = Math.floor(view.part?.from ?? view.end - view.range), to = Math.ceil(view.part?.to ?? view.end);
         const isWanted = this.loading = {};
-        this.isIncomplete = true;
         const query = `?from=${Math.max(0, from)}&to=${Math.max(0, to)}`;
         const blocks = await Promise.all(["history", "cores"].map(async name =>
             decodeBlock(await (await this.ask(`/api/${name}${query}`)).arrayBuffer())));
@@ -130,8 +134,9 @@ class Page {
         this.view.cursor = NaN;
         this.advance();
         byId("back").hidden = !this.view.part;
-        this.draw(this.view.settle(true));
-        this.load().catch(error => error instanceof Denied ? this.enter() : undefined).then(() => this.showFigures());
+        this.view.settle(true);
+        this.draw();
+        this.load().then(() => this.showFigures());
     }
 
     equip() {
@@ -150,7 +155,9 @@ class Page {
             }
             this.panels.get(kind.name).equip(has, reply);
         });
-        this.arrange();
+        const shown = wanted.map(kind => kind.name) + this.panels.get("cores")?.isTall;
+        if (shown !== this.shown) this.arrange();
+        this.shown = shown;
     }
 
     arrange() {
@@ -160,13 +167,11 @@ class Page {
     // Curves, where they moved.
     draw() {
         if (!this.reply) return;
-        for (const panel of this.panels.values()) panel.draw(this.reply);
+        for (const panel of this.panels.values()) panel.draw();
     }
 
     showFigures() {
-        const {view} = this;
-        const column = Number.isNaN(view.cursor) ? undefined : view.columnAt(view.cursor);
-        if (this.reply) for (const panel of this.panels.values()) panel.show(this.reply, column);
+        if (this.reply) for (const panel of this.panels.values()) panel.show(this.reply);
     }
 
     showAll() {
@@ -180,10 +185,10 @@ class Page {
             this.speak();
         }
         this.equip();
-        if (this.view.settle(true)) this.draw();
+        if (this.view.settle()) this.draw();
         this.showFigures();
-        this.rankings.show(reply);
-        this.facts.show(reply);
+        showRankings(this.rankings, reply, this.told.has("gpu"));
+        showFacts(this.facts, reply);
         const facts = reply.facts ?? {};
         write(byId("machine"), joined([text(facts.model) || text(facts.processor), text(facts.system)]));
         byId("machine").parentNode.title = byId("machine").textContent;
@@ -205,12 +210,11 @@ class Page {
     speak() {
         document.documentElement.lang = ["en", "zh-CN"][language];
         for (const element of document.querySelectorAll("[data-say]")) write(element, say(element.dataset.say));
-        for (const element of document.querySelectorAll("[data-label]")) element.setAttribute("aria-label", say(element.dataset.label));
+        for (const element of document.querySelectorAll("[data-label]")) mark(element, "aria-label", say(element.dataset.label));
         this.showPause();
         const group = byId("ranges");
         ranges.forEach((seconds, i) => {
-            const [name, unit] = seconds < 3600 ? ["inutes", 60] : seconds <= 86400 ? ["ours", 3600] : ["ays", 86400];
-            const long = {inutes: "minutes", ours: "hours", ays: "dayCount"}[name], short = {inutes: "shortMinutes", ours: "shortHours", ays: "shortDays"}[name];
+            const [unit, length] = seconds < 3600 ? ["minutes", 60] : seconds <= 86400 ? ["hours", 3600] : ["dayCount", 86400];
             let label = group.children[i + 1];
             if (!label) {
                 label = made("label", "", group);
@@ -218,8 +222,9 @@ class Page {
                 Object.assign(input, {type: "radio", name: "range", value: seconds, checked: seconds === this.view.range});
                 made("span", "", label);
             }
-            write(label.lastChild, say(short, seconds / unit));
-            mark(label.firstChild, "aria-label", say(long, seconds / unit));
+            const said = say(unit, seconds / length);
+            mark(label.firstChild, "aria-label", said);
+            write(label.lastChild, said.replace(/ |钟|小(?=时)/g, "").replace("min", "m"));
         });
     }
 
@@ -252,27 +257,26 @@ class Page {
             this.isPointing = 0;
             for (const panel of this.panels.values()) panel.graph.point();
             this.showFigures();
-            if (spoken) write(byId("spoken"), dateText(this.view.cursor, "clock") + ": " + spoken.getAttribute("aria-label"));
+            if (spoken) write(byId("spoken"), this.view.labelOf(this.view.pointed) + ": " + spoken.getAttribute("aria-label"));
         });
     }
 
     listen() {
-        document.addEventListener("visibilitychange", () => this.key && this.turn());
-        window.addEventListener("online", () => this.key && this.turn());
-        window.addEventListener("resize", () => this.arrange());
-        window.addEventListener("hashchange", () => location.reload());
-        matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => {
+        on(document, "visibilitychange", () => this.key && this.turn());
+        on(window, "resize", () => this.arrange());
+        on(window, "hashchange", () => location.reload());
+        on(matchMedia("(prefers-color-scheme: dark)"), "change", () => {
             takeInks();
             this.draw();
         });
-        byId("ranges").addEventListener("change", event => {
+        on(byId("ranges"), "change", event => {
             this.view.range = Number(event.target.value);
             this.view.chosen = [];
             this.choose();
         });
-        byId("pause").addEventListener("click", () => this.pause());
-        byId("back").addEventListener("click", () => this.back());
-        document.addEventListener("keydown", event => {
+        on(byId("pause"), "click", () => this.pause());
+        on(byId("back"), "click", () => this.back());
+        on(document, "keydown", event => {
             if (event.key === "Escape") {
                 if (this.view.selection) this.view.selection = null;
                 else this.back();
@@ -281,7 +285,7 @@ class Page {
                 this.pause();
             }
         });
-        byId("sources").addEventListener("toggle", () => this.showSources());
+        on(byId("sources"), "toggle", () => this.showSources());
     }
 
     async showSources() {

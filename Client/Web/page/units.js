@@ -42,13 +42,9 @@ function spanText(seconds) {
 // Of an instant in seconds since 1970, in the browser's time zone.
 const formats = {};
 function dateText(seconds, kind) {
-    const options = {
-        clock: {hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23"},
-        minute: {hour: "2-digit", minute: "2-digit", hourCycle: "h23"},
-        day: {day: "numeric", month: "short"},
-        dayAndMinute: {day: "numeric", month: "short", hour: "2-digit", minute: "2-digit", hourCycle: "h23"},
-    };
-    const format = formats[kind + language] ??= new Intl.DateTimeFormat(["en-GB", "zh-CN"][language], options[kind]);
+    const minute = {hour: "2-digit", minute: "2-digit", hourCycle: "h23"}, day = {day: "numeric", month: "short"};
+    const format = formats[kind + language] ??= new Intl.DateTimeFormat(["en-GB", "zh-CN"][language],
+        {minute, day, clock: {...minute, second: "2-digit"}, dayAndMinute: {...day, ...minute}}[kind]);
     return format.format(seconds * 1000);
 }
 
@@ -58,6 +54,8 @@ function roundScale(most, least) {
     const power = 10 ** Math.floor(Math.log10(most));
     return power * [1, 2, 5, 10].find(step => most <= step * power * (1 + 1e-9));
 }
+
+const clamp = (value, low, high) => Math.min(high, Math.max(low, value));
 
 // What comes from outside: a finite number, else NaN; a text of bearable length, else none.
 const number = value => typeof value === "number" && Number.isFinite(value) ? value : NaN;

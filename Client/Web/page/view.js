@@ -48,14 +48,23 @@ class View {
         return (this.first + column) * this.width + this.offset;
     }
 
-    columnAt(time) {
-        return Math.min(this.count - 1, Math.max(0, Math.round((time - this.offset) / this.width) - this.first));
+    labelOf(column) {
+        return dateText(this.timeOf(column), this.width >= 60 ? "dayAndMinute" : "clock");
     }
 
-    // Moves what people point at by so many columns.
+    columnAt(time) {
+        return clamp(Math.round((time - this.offset) / this.width) - this.first, 0, this.count - 1);
+    }
+
+    // The column that people point at; undefined where they point at none.
+    get pointed() {
+        return Number.isNaN(this.cursor) ? undefined : this.columnAt(this.cursor);
+    }
+
+    // Moves that by so many columns.
     step(columns) {
-        const column = Number.isNaN(this.cursor) ? this.count - 1 : this.columnAt(this.cursor) + columns;
-        this.cursor = this.timeOf(Math.min(this.count - 1, Math.max(0, column)));
+        const column = this.pointed === undefined ? this.count - 1 : this.pointed + columns;
+        this.cursor = this.timeOf(clamp(column, 0, this.count - 1));
     }
 
     zoom(from, to) {
@@ -98,6 +107,14 @@ class View {
             column.greatest[i] = highest * scale;
             if (count) column.isKnown = true;
         }
+    }
+
+    // The greatest value of the columns shown.
+    most(track) {
+        const {greatest} = this.column(track);
+        let most = 0;
+        for (let i = 0; i < this.count; ++i) most = Math.max(most, greatest[i]);
+        return most;
     }
 
     // What a track had at a column; where samples are rarer than columns, the last one before.
