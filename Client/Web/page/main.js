@@ -1,0 +1,296 @@
+// Asks the server once a second while people can see the page, and shows what it answers.
+const patience = 5000, pace = 1000;  // ms
+const byId = name => document.getElementById(name);
+
+class Denied extends Error {}
+
+class Page {
+    constructor() {
+        this.history = new History();
+        this.view = new View(this.history);
+        this.panels = new Map();
+        this.rankings = new Rankings(byId("rankings"));
+        this.facts = new Facts(byId("facts"));
+        this.reply = null;     // the latest answer, with which all figures are shown
+        this.isPaused = false;
+        this.failures = 0;
+        this.told = new Set();  // tracks
+        this.takeKey();
+        takeInks();
+        this.speak();
+        this.listen();
+        if (this.key) this.turn();
+        else this.enter();
+    }
+
+    takeKey() {
+        const [, key] = location.hash.match(/^#([0-9a-f]{32})$/i) ?? [];
+        if (key) {
+            sessionStorage.setItem("key", key);
+            window.history.replaceState(null, "", location.pathname);
+        }
+        this.key = sessionStorage.getItem("key");
+    }
+
+    // What is shown to whoever has no key.
+    enter() {
+        sessionStorage.removeItem("key");
+        this.key = null;
+        clearTimeout(this.timer);
+        byId("main").hidden = true;
+        byId("entry").hidden = false;
+    }
+
+    async ask(path) {
+        const answer = await fetch(path, {headers: {Authorization: "Bearer " + this.key}, cache: "no-store",
+                                          signal: AbortSignal.timeout(patience)});
+        if (answer.status === 401) throw new Denied();
+        if (!answer.ok) throw Error(answer.status);
+        return answer;
+    }
+
+    // One question and what follows from it; the next begins half a sample after the next sample is due.
+    async turn() {
+        clearTimeout(this.timer);
+        if (document.hidden || this.isAsking) return;
+        this.isAsking = true;
+        const begin = performance.now();
+        let wait = pace;
+        try {
+            const reply = await (await this.ask("/api/now")).json();
+            this.failures = 0;
+            await this.take(reply);
+            const due = number(reply.sample?.timestamp) + number(reply.interval) + 0.3 - number(reply.time);
+            if (due > 0.4 && due < 1.4) wait = due * 1000;
+        } catch (error) {
+            if (error instanceof Denied) return this.enter();
+            ++this.failures;
+            wait = Math.min(5, this.failures) * pace;
+            this.showProblem();
+        } finally {
+            this.isAsking = false;
+        }
+        if (this.key) this.timer = setTimeout(() => this.turn(), Math.max(100, wait - (performance.now() - begin)));
+    }
+
+    async take(reply) {
+        this.latest = Object.assign(reply, {values: reply.values ?? {}, at: performance.now()});
+        const {view, history} = this, slot = number(reply.slot), time = Math.floor(number(reply.time));
+        if (!Number.isFinite(time)) throw Error("no time");
+        view.interval = Math.min(3600, Math.max(1, number(reply.interval) || 1));
+        const newest = history.newest;
+        const isBack = slot < newest || time < this.time - 60;  // the clock was set back
+        if (isBack) history.clear();
+        const isMissing = newest < 0 || slot - newest > Math.ceil(view.interval) || isBack;
+        if (Number.isFinite(slot)) history.append(slot, reply.values, list(reply.cores, 4096).map(number));
+        for (const name in reply.values) this.told.add(name);
+        this.time = time;
+        this.advance();
+        const isDue = view.period > 1 && !view.part && Math.floor(view.end / view.period) !== this.loadedUpTo;
+        if (isMissing || isDue || this.isIncomplete) await this.load();
+        if (view.part && view.period === 1 && !history.tier(1).values.holds(Math.floor(view.from))) await this.load();
+        if (!this.isPaused || !this.reply) {
+            this.reply = this.latest;
+            this.showAll();
+        }
+        this.showProblem();
+    }
+
+    // The right end of the graphs: the newest sample, or the time where samples stay away.
+    advance() {
+        if (this.isPaused) return;
+        const slot = number(this.latest?.slot), {view} = this;
+        const due = this.time - Math.ceil(view.interval) - 1;
+        view.end = Number.isFinite(slot) ? Math.max(slot, due) : this.time;
+    }
+
+    // What the graphs show of the past, as the server has it.
+    async load() {
+        const {view} = this;
+        const from = Math.floor(view.part?.from ?? view.end - view.range), to = Math.ceil(view.part?.to ?? view.end);
+        const isWanted = this.loading = {};
+        this.isIncomplete = true;
+        const query = `?from=${Math.max(0, from)}&to=${Math.max(0, to)}`;
+        const blocks = await Promise.all(["history", "cores"].map(async name =>
+            decodeBlock(await (await this.ask(`/api/${name}${query}`)).arrayBuffer())));
+        if (this.loading !== isWanted) return;
+        const {period} = blocks[0], tier = this.history.tier(period);
+        if (blocks[0].count) tier.values.merge(blocks[0]);
+        if (blocks[1].count && blocks[1].period === period) tier.cores.merge(blocks[1]);
+        this.told = new Set([...blocks[0].tracks.keys(), ...Object.keys(this.latest?.values ?? {})]);
+        view.period = period;
+        this.loadedUpTo = Math.floor(view.end / period);
+        this.isIncomplete = false;
+        view.settle(true);
+        this.draw();
+    }
+
+    // After another range or part was chosen: at once with what is there, then with what the server adds.
+    choose() {
+        this.view.cursor = NaN;
+        this.advance();
+        byId("back").hidden = !this.view.part;
+        this.draw(this.view.settle(true));
+        this.load().catch(error => error instanceof Denied ? this.enter() : undefined).then(() => this.showFigures());
+    }
+
+    equip() {
+        const reply = this.reply, has = track => this.told.has(track);
+        const wanted = panelKinds.filter(kind => kind.isCores ? coreKinds(reply).length > 0 : kind.series(has, reply).some(one => has(one.track)));
+        for (const [name, panel] of this.panels) {
+            if (wanted.includes(panel.kind)) continue;
+            panel.end();
+            this.panels.delete(name);
+        }
+        wanted.forEach((kind, i) => {
+            if (!this.panels.has(kind.name)) {
+                const panel = new Panel(kind, this.view, (...change) => this.change(...change));
+                this.panels.set(kind.name, panel);
+                byId("panels").insertBefore(panel.element, byId("panels").children[i] ?? null);
+            }
+            this.panels.get(kind.name).equip(has, reply);
+        });
+        this.arrange();
+    }
+
+    arrange() {
+        arrange(byId("panels"), panelKinds.map(kind => this.panels.get(kind.name)).filter(Boolean));
+    }
+
+    // Curves, where they moved.
+    draw() {
+        if (!this.reply) return;
+        for (const panel of this.panels.values()) panel.draw(this.reply);
+    }
+
+    showFigures() {
+        const {view} = this;
+        const column = Number.isNaN(view.cursor) ? undefined : view.columnAt(view.cursor);
+        if (this.reply) for (const panel of this.panels.values()) panel.show(this.reply, column);
+    }
+
+    showAll() {
+        const {reply} = this;
+        byId("main").hidden = false;
+        const wished = reply.language === "zh" ? 1 : 0;
+        preferred.temperature = reply.temperature;
+        preferred.frequency = reply.frequency;
+        if (wished !== language) {
+            language = wished;
+            this.speak();
+        }
+        this.equip();
+        if (this.view.settle(true)) this.draw();
+        this.showFigures();
+        this.rankings.show(reply);
+        this.facts.show(reply);
+        const facts = reply.facts ?? {};
+        write(byId("machine"), joined([text(facts.model) || text(facts.processor), text(facts.system)]));
+        byId("machine").parentNode.title = byId("machine").textContent;
+        write(byId("clock"), dateText(number(reply.time), "clock"));
+    }
+
+    // Why figures are old, in the line that else names the machine.
+    showProblem() {
+        const isAway = this.failures > 1;
+        const problem = isAway ? say("away") : text(this.latest?.problem) || (this.latest && !this.latest.sample ? say("waiting") : "");
+        const stamp = number(this.latest?.sample?.timestamp);
+        const age = this.time - stamp + (isAway ? (performance.now() - this.latest?.at) / 1000 : 0);
+        write(byId("problem"), problem ? joined([problem, age >= 0 && say("lastSample", spanText(age))]) : this.isPaused ? say("paused") : "");
+        document.body.classList.toggle("old", Boolean(problem));
+        document.body.classList.toggle("paused", this.isPaused);
+    }
+
+    // Every fixed text in the language, and the ranges.
+    speak() {
+        document.documentElement.lang = ["en", "zh-CN"][language];
+        for (const element of document.querySelectorAll("[data-say]")) write(element, say(element.dataset.say));
+        for (const element of document.querySelectorAll("[data-label]")) element.setAttribute("aria-label", say(element.dataset.label));
+        this.showPause();
+        const group = byId("ranges");
+        ranges.forEach((seconds, i) => {
+            const [name, unit] = seconds < 3600 ? ["inutes", 60] : seconds <= 86400 ? ["ours", 3600] : ["ays", 86400];
+            const long = {inutes: "minutes", ours: "hours", ays: "dayCount"}[name], short = {inutes: "shortMinutes", ours: "shortHours", ays: "shortDays"}[name];
+            let label = group.children[i + 1];
+            if (!label) {
+                label = made("label", "", group);
+                const input = made("input", "unseen", label);
+                Object.assign(input, {type: "radio", name: "range", value: seconds, checked: seconds === this.view.range});
+                made("span", "", label);
+            }
+            write(label.lastChild, say(short, seconds / unit));
+            mark(label.firstChild, "aria-label", say(long, seconds / unit));
+        });
+    }
+
+    showPause() {
+        const button = byId("pause");
+        mark(button, "aria-pressed", String(this.isPaused));
+        mark(button, "aria-label", say(this.isPaused ? "resume" : "pause"));
+        button.title = say(this.isPaused ? "resume" : "pause");
+    }
+
+    pause() {
+        this.isPaused = !this.isPaused;
+        this.showPause();
+        this.showProblem();
+        if (this.isPaused || !this.latest) return;
+        this.reply = this.latest;
+        this.showAll();
+        this.choose();
+    }
+
+    back() {
+        if (this.view.chosen.pop()) this.choose();
+    }
+
+    // What people did on a graph; `spoken` is the one that they use by keyboard.
+    change(what, spoken) {
+        if (what === "part") return this.choose();
+        if (this.isPointing) return;
+        this.isPointing = requestAnimationFrame(() => {
+            this.isPointing = 0;
+            for (const panel of this.panels.values()) panel.graph.point();
+            this.showFigures();
+            if (spoken) write(byId("spoken"), dateText(this.view.cursor, "clock") + ": " + spoken.getAttribute("aria-label"));
+        });
+    }
+
+    listen() {
+        document.addEventListener("visibilitychange", () => this.key && this.turn());
+        window.addEventListener("online", () => this.key && this.turn());
+        window.addEventListener("resize", () => this.arrange());
+        window.addEventListener("hashchange", () => location.reload());
+        matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => {
+            takeInks();
+            this.draw();
+        });
+        byId("ranges").addEventListener("change", event => {
+            this.view.range = Number(event.target.value);
+            this.view.chosen = [];
+            this.choose();
+        });
+        byId("pause").addEventListener("click", () => this.pause());
+        byId("back").addEventListener("click", () => this.back());
+        document.addEventListener("keydown", event => {
+            if (event.key === "Escape") {
+                if (this.view.selection) this.view.selection = null;
+                else this.back();
+            } else if (event.key === " " && !event.target.closest("button, summary, input, pre")) {
+                event.preventDefault();
+                this.pause();
+            }
+        });
+        byId("sources").addEventListener("toggle", () => this.showSources());
+    }
+
+    async showSources() {
+        const shown = byId("sources").querySelector("pre");
+        if (!byId("sources").open) return;
+        write(shown, say("asking"));
+        const said = await this.ask("/api/sources").then(answer => answer.json()).then(reply => reply.text, () => "");
+        write(shown, typeof said === "string" && said || say("none"));
+    }
+}
+
+const page = new Page();
