@@ -11,9 +11,6 @@
 
 namespace zqm {
 
-/// What the helper answered when it was asked for its snapshot of now.
-using HelperAnswer = std::variant<SnapshotReply, HelperError>;
-
 /// What is known beside an answer; null: nothing.
 struct ExpositionContext {
     const MachineFigures* machine = nullptr;   // of the machine that the answer is of

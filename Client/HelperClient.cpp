@@ -106,7 +106,7 @@ std::variant<std::string, HelperError> HelperClient::get(std::string_view path, 
     return HelperError{ExitStatus::otherVersion, said("the answer on {} has no end", place)};
 }
 
-std::variant<SnapshotReply, HelperError> HelperClient::snapshot(Seconds patience) const {
+HelperAnswer HelperClient::snapshot(Seconds patience) const {
     auto body = get("/api/snapshot", patience);
     if (auto* error = std::get_if<HelperError>(&body)) return std::move(*error);
     const std::string& text = std::get<std::string>(body);
@@ -122,7 +122,7 @@ std::variant<SnapshotReply, HelperError> HelperClient::snapshot(Seconds patience
     return std::move(reply);
 }
 
-std::variant<SnapshotReply, HelperError> HelperClient::freshSnapshot(Seconds interval) const {
+HelperAnswer HelperClient::freshSnapshot(Seconds interval) const {
     auto reply = snapshot();
     const auto* told = std::get_if<SnapshotReply>(&reply);
     if (!told || !ageIfOld(told->snapshot, interval, wallTimeNow())) return reply;

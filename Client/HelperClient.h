@@ -19,6 +19,9 @@ struct HelperError {
     bool isStarting = false;  // it answers, but has no sample yet
 };
 
+/// What the helper answered when it was asked for its snapshot of now.
+using HelperAnswer = std::variant<SnapshotReply, HelperError>;
+
 /// Asks the user's helper on 127.0.0.1, one connection per question. Every call blocks for a bounded time and reads the
 /// token anew, since a helper may have made another one. One thread at a time.
 class HelperClient {
@@ -26,10 +29,10 @@ public:
     explicit HelperClient(std::uint16_t port) : port_(port) {}
 
     /// The latest snapshot, decoded strictly. Before its first sample the helper has none.
-    std::variant<SnapshotReply, HelperError> snapshot(Seconds patience = usualPatience) const;
+    HelperAnswer snapshot(Seconds patience = usualPatience) const;
 
     /// The same for readers that would take an old sample for one of now: refuses what `ageIfOld` calls old.
-    std::variant<SnapshotReply, HelperError> freshSnapshot(Seconds interval) const;
+    HelperAnswer freshSnapshot(Seconds interval) const;
 
     /// The body that a route answers.
     std::variant<std::string, HelperError> get(std::string_view path, Seconds patience = usualPatience) const;

@@ -29,6 +29,14 @@ RequestLine takeRequestLine(std::string_view& request) {
     return {method, takePiece(line)};
 }
 
+RequestTarget targetOf(std::string_view request) {
+    RequestLine line = takeRequestLine(request);
+    const bool isHead = line.method == "HEAD";
+    if (!isHead && line.method != "GET") return {};
+    const std::string_view path = takeUntil(line.target, '?');
+    return {path, line.target, isHead};
+}
+
 std::string_view headerOf(std::string_view request, std::string_view name) {
     for (auto value = takeHttpLine(request); !value.empty(); value = takeHttpLine(request)) {
         const std::string_view its = takeUntil(value, ':');
@@ -54,6 +62,12 @@ double weightOf(std::string_view accepted, std::string_view type, std::string_vi
         if (isOurs) return weight;
     }
     return 0;
+}
+
+std::string headOf(std::string response) {
+    constexpr std::string_view end = "\r\n\r\n";
+    response.resize(response.find(end) + end.size());
+    return response;
 }
 
 std::string httpResponse(std::string_view status, std::string_view headers, std::string_view body) {

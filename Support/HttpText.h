@@ -16,12 +16,22 @@ struct RequestLine {
 };
 RequestLine takeRequestLine(std::string_view& request);
 
+/// What a GET or HEAD asks for; an empty path for everything else.
+struct RequestTarget {
+    std::string_view path, query;
+    bool isHead = false;
+};
+RequestTarget targetOf(std::string_view request);
+
 /// The value of the request's first header of that name, which is given in small letters; empty when it has none.
 std::string_view headerOf(std::string_view request, std::string_view name);
 
 /// How much a client wants a type of content by the value of its "Accept", 0…1; 0 where it does not name the type, or
 /// only in another version.
 double weightOf(std::string_view accepted, std::string_view type, std::string_view version);
+
+/// Of the response to a GET what answers a HEAD: all but the body.
+std::string headOf(std::string response);
 
 /// A whole response, the last of its connection. `status` is "200 OK", `headers` are whole lines beside the length of
 /// the body and the end of the connection.

@@ -6,6 +6,7 @@
 #include "Platform/Process/Log.h"
 #include "Platform/Process/LoopbackListener.h"
 #include "Platform/Process/SystemSettings.h"
+#include "Support/ConstantTime.h"
 #include "Support/HttpText.h"
 #include "Support/Text.h"
 
@@ -28,14 +29,6 @@ std::optional<std::string> presentedToken(std::string_view request) {
         return token;
     }
     return std::nullopt;
-}
-
-/// In a time that tells nothing about where two texts of the same length differ.
-bool equalInConstantTime(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    volatile unsigned char difference = 0;
-    for (std::size_t i = 0; i < a.size(); ++i) difference = difference | static_cast<unsigned char>(a[i] ^ b[i]);
-    return difference == 0;
 }
 
 template <std::size_t Size>
