@@ -389,13 +389,8 @@ class CoreRows {
         const inside = picture.getContext("2d"), image = inside.createImageData(view.count, cores.length);
         const pixels = new Uint32Array(image.data.buffer);
         cores.forEach(({track, ink}, row) => {
-            const shades = this.shadesOf(ink), {mean} = view.column(track);
-            for (let i = 0, left = 0; i < view.count; ++i) {
-                const isKnown = mean[i] === mean[i];
-                left = isKnown ? view.reach - 1 : left - 1;  // a rare sample holds until the next
-                if (isKnown) pixels[row * view.count + i] = shades[Math.round(mean[i] * 200)];
-                else if (left >= 0 && i > 0) pixels[row * view.count + i] = pixels[row * view.count + i - 1];
-            }
+            const shades = this.shadesOf(ink);
+            for (let i = 0; i < view.count; ++i) pixels[row * view.count + i] = shades[Math.round(view.valueOf(track, i) * 200)];
         });
         inside.putImageData(image, 0, 0);
         pen.save();

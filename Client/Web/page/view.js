@@ -72,12 +72,12 @@ class View {
         this.chosen.push({from: middle - half, to: middle + half});
     }
 
-    // {mean, least, greatest, isKnown} by column.
+    // {mean, least, greatest} by column.
     column(track) {
         let found = this.columns.get(track);
         if (!found) {
             const values = () => new Float32Array(mostColumns + 8);
-            found = {mean: values(), least: values(), greatest: values(), version: -1};
+            found = {mean: values(), least: values(), greatest: values()};
             this.columns.set(track, found);
         }
         if (found.version !== this.version) this.fill(found, track);
@@ -90,7 +90,6 @@ class View {
         const ring = isCore ? tier.cores : tier.values;
         const [means, leasts = means, greatests = leasts] = ring.tracks.get(track) ?? [];
         column.version = this.version;
-        column.isKnown = false;
         for (let i = 0; i < this.count; ++i) {
             let sum = 0, count = 0, lowest = Infinity, highest = -Infinity;
             for (let j = 0; j < this.group; ++j) {
@@ -105,7 +104,6 @@ class View {
             column.mean[i] = count ? sum / count * scale : NaN;
             column.least[i] = lowest * scale;
             column.greatest[i] = highest * scale;
-            if (count) column.isKnown = true;
         }
     }
 
