@@ -186,6 +186,7 @@ class Page {
         }
         this.equip();
         if (this.view.settle()) this.draw();
+        else this.panels.get("cores")?.draw();
         this.showFigures();
         showRankings(this.rankings, reply, this.told.has("gpu"));
         showFacts(this.facts, reply);
