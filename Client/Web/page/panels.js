@@ -10,7 +10,9 @@ const kindNames = ["performance", "efficiency", "other"];
 const kindLetters = {performance: "P", efficiency: "E", other: "C"};
 const kindInk = kind => kind === "other" ? "load" : kind;
 
-// The kind of each processor, in the kernel's order.
+// The use and the kind of each processor, in the kernel's order.
+const coreUses = reply => list(reply.sample?.cpu?.perCoreUsage, 4096).map(number);
+
 function coreKinds(reply) {
     return list(reply?.sample?.cpu?.coreKinds, 4096).map(kind => {
         const name = kind && typeof kind === "object" ? Object.keys(kind)[0] : "";
@@ -68,11 +70,11 @@ const panelKinds = [
     {
         name: "memory",
         level: "memory",
+        figure: (value, reply) => figure(value("memory") / field(reply, "memory", "totalBytes"), percentText),
         detail: (value, reply) => {
-            const used = ["app", "wired", "compressed"].reduce((sum, part) => sum + (value("memory." + part) || 0), 0);
-            const total = field(reply, "memory", "totalBytes");
+            const used = value("memory"), total = field(reply, "memory", "totalBytes");
             const pressure = {warning: "pressure", critical: "criticalPressure"}[reply.levels?.memory];
-            return joined([used > 0 && total > 0 && say("of", bytesText(used), bytesText(total)), pressure && say(pressure)]);
+            return joined([used + total > 0 && say("of", bytesText(used), bytesText(total)), pressure && say(pressure)]);
         },
         format: bytesText,
         high: (curves, reply) => field(reply, "memory", "totalBytes") || roundScale(curves.most(), 2 ** 20),
@@ -165,7 +167,7 @@ class Panel {
         mark(this.summary, "aria-label", say("values", say(kind.name)));
         if (kind.isCores) {
             curves.cores = coresByKind(reply);
-            curves.uses = list(reply.cores, 4096).map(number);
+            curves.uses = coreUses(reply);
             this.isTall = curves.cores.length > 48;
             return;
         }
@@ -201,7 +203,7 @@ class Panel {
         const {kind, view} = this, column = view.pointed;
         const value = track => column === undefined ? number(reply.values[track]) : view.valueOf(track, column);
         write(this.detail, kind.isCores ? this.coreText() : kind.detail?.(value, reply) || "");
-        for (const {said, element} of this.figures) write(element, said(value));
+        for (const {said, element} of this.figures) write(element, said(value, reply));
         this.figures[0].element.dataset.level = column === undefined ? text(reply.levels?.[kind.level]) : "";
         for (const series of this.curves.series ?? []) {
             write(series.shown, series.hasPeak ? "" : figure(value(series.track), series.format));
