@@ -70,4 +70,4 @@ class Browser(Program):
         answer = self.call("Runtime.evaluate", session, expression=expression, awaitPromise=True, returnByValue=True)
         if "exceptionDetails" in answer:
             raise SystemExit(f"{expression[:60]}: {answer['exceptionDetails']}")
-        return answer["result"]["value"]
+        return answer["result"].get("value")

@@ -45,7 +45,7 @@ function eachRun(values, count, reach, visit) {
 class Graph {
     // `paint(pen, plot)` draws the curves; `ys(column)` then tells where they pass, with their colours.
     constructor(view, changed, paint, marks) {
-        Object.assign(this, {view, changed, paint, marks, isSeen: false, isStale: true, width: 0});
+        Object.assign(this, {view, changed, paint, marks, isSeen: false, isStale: true, width: 0, plot: {width: 1, top: 0, height: 1}});
         this.element = made("div", "graph");
         this.element.tabIndex = 0;
         mark(this.element, "role", "img");

@@ -2,7 +2,6 @@
 const patience = 5000, pace = 1000;  // ms
 const byId = name => document.getElementById(name);
 
-const isDenied = error => error.message === "401";
 
 class Page {
     constructor() {
@@ -57,26 +56,29 @@ class Page {
         const begin = performance.now();
         let wait = pace;
         try {
-            const reply = await (await this.ask("/api/now")).json();
-            this.failures = 0;
-            await this.take(reply);
-            const due = number(reply.sample?.timestamp) + number(reply.interval) + 0.3 - number(reply.time);
-            if (due > 0.4 && due < 1.4) wait = due * 1000;
-        } catch (error) {
-            if (isDenied(error)) return this.enter();
-            ++this.failures;
-            wait = Math.min(5, this.failures) * pace;
-            this.showProblem();
+            const reply = await this.ask("/api/now").then(answer => answer.json()).catch(error => this.fail(error));
+            if (number(reply?.time) > 0) {
+                this.failures = 0;
+                await this.take(reply);
+                const due = number(reply.sample?.timestamp) + number(reply.interval) + 0.3 - reply.time;
+                if (due > 0.4 && due < 1.4) wait = due * 1000;
+            } else {
+                wait = Math.min(5, ++this.failures) * pace;
+                this.showProblem();
+            }
         } finally {
             this.isAsking = false;
+            if (this.key) this.timer = setTimeout(() => this.turn(), Math.max(100, wait - (performance.now() - begin)));
         }
-        if (this.key) this.timer = setTimeout(() => this.turn(), Math.max(100, wait - (performance.now() - begin)));
+    }
+
+    fail(error) {
+        if (error.message === "401") this.enter();
     }
 
     async take(reply) {
         this.latest = Object.assign(reply, {values: reply.values ?? {}, at: performance.now()});
         const {view, history} = this, slot = number(reply.slot), time = Math.floor(number(reply.time));
-        if (!Number.isFinite(time)) throw Error("no time");
         view.interval = clamp(number(reply.interval) || 1, 1, 3600);
         const newest = history.newest;
         const isBack = slot < newest || time < this.time - 60;  // the clock was set back
@@ -107,7 +109,7 @@ class Page {
     // What the graphs show of the past, as the server has it. What fails is asked for again with the next turn.
     load() {
         this.isIncomplete = true;
-        return this.fetch().catch(error => isDenied(error) && this.enter());
+        return this.fetch().catch(error => this.fail(error));
     }
 
     async fetch() {
@@ -253,12 +255,13 @@ class Page {
     // What people did on a graph; `spoken` is the one that they use by keyboard.
     change(what, spoken) {
         if (what === "part") return this.choose();
+        this.spoken = spoken;
         if (this.isPointing) return;
         this.isPointing = requestAnimationFrame(() => {
             this.isPointing = 0;
             for (const panel of this.panels.values()) panel.graph.point();
             this.showFigures();
-            if (spoken) write(byId("spoken"), this.view.labelOf(this.view.pointed) + ": " + spoken.getAttribute("aria-label"));
+            if (this.spoken) write(byId("spoken"), this.view.labelOf(this.view.pointed) + ": " + this.spoken.getAttribute("aria-label"));
         });
     }
 
