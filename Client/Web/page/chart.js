@@ -3,11 +3,13 @@ const gutter = 56, axisHeight = 18, head = 7;
 const inks = {};
 
 function takeInks() {
-    const style = getComputedStyle(document.documentElement);
+    const probe = made("i", "", document.body);
     for (const name of ["text", "dim", "line", "surface", "load", "performance", "efficiency", "memory", "wired",
                         "gpu", "outgoing", "heat", "energy"]) {
-        inks[name] = style.getPropertyValue("--" + name).trim();
+        probe.style.color = `var(--${name})`;
+        inks[name] = getComputedStyle(probe).color;
     }
+    probe.remove();
 }
 
 const steps = [1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800, 259200];
@@ -66,6 +68,10 @@ class Graph {
 
     xOf(time) {
         return (time - this.view.from) / this.view.span * this.plot.width;
+    }
+
+    xAt(column) {
+        return this.xOf(this.view.timeOf(column));
     }
 
     timeAt(event) {
@@ -185,7 +191,7 @@ class Graph {
             pen.fillRect(x, plot.top, this.xOf(view.selection.to) - x, plot.height);
             pen.globalAlpha = 1;
         }
-        const x = clamp(this.xOf(view.timeOf(column)), 0, plot.width);
+        const x = clamp(this.xAt(column), 0, plot.width);
         pen.fillStyle = inks.dim;
         pen.fillRect(Math.round(x), plot.top, 1, plot.height);
         for (const [y, ink] of this.marks(column, plot)) {
@@ -205,7 +211,7 @@ class Graph {
         pen.fillStyle = inks.text;
         pen.beginPath();
         pen.roundRect(middle - half, this.height - axisHeight + 1, half * 2, axisHeight - 2, 4);
-        pen.lineWidth = 8;
+        pen.lineWidth = 6;
         pen.strokeStyle = inks.surface;
         pen.stroke();
         pen.fill();
@@ -226,65 +232,59 @@ class Curves {
         this.format = percentText;
     }
 
-    get isMirrored() {
-        return this.series.some(series => series.isDown);
-    }
-
     // The greatest value that any of them has in the columns shown.
     most() {
         return Math.max(0, ...this.series.map(series => this.view.most(series.track)));
     }
 
-    yOf(series, value, plot) {
-        const high = series.own ?? this.high, low = series.own ? 0 : this.low;
+    yOf(series, value) {
+        const {plot} = this, high = series.own ?? this.high, low = series.own ? 0 : this.low;
         const share = clamp((value - low) / (high - low), 0, 1.02);
         if (!this.isMirrored) return plot.top + plot.height * (1 - share);
         return plot.top + plot.height / 2 * (series.isDown ? 1 + share : 1 - share);
     }
 
     paint(pen, plot, graph) {
-        this.drawScale(pen, plot);
+        Object.assign(this, {pen, plot, graph, isMirrored: this.series.some(series => series.isDown)});
+        this.drawScale();
         let below = null;
         for (const series of this.series) {
-            this.drawCurve(pen, plot, graph, series, series.isStacked ? below : null);
+            this.drawCurve(series, series.isStacked ? below : null);
             if (series.isStacked) below = series;
         }
     }
 
-    // Where the series passes in each column, on top of the one `below`.
-    place(plot, series, below) {
-        const {mean} = this.view.column(series.track), values = () => new Float32Array(mostColumns + 8);
-        series.ys ??= values();
-        const sums = series.isStacked ? series.sums ??= values() : mean;
-        for (let i = 0; i < this.view.count; ++i) {
-            const floor = below ? below.sums[i] : NaN;
-            if (series.isStacked) sums[i] = mean[i] === mean[i] ? mean[i] + (floor || 0) : floor;
-            series.ys[i] = sums[i] === sums[i] ? this.yOf(series, sums[i], plot) : NaN;
-        }
+    // The heights of a series' values in each column, kept under `name`.
+    place(series, name, values) {
+        const ys = series[name] ??= new Float32Array(mostColumns + 8);
+        for (let i = 0; i < this.view.count; ++i) ys[i] = values[i] === values[i] ? this.yOf(series, values[i]) : NaN;
+        return ys;
     }
 
-    drawCurve(pen, plot, graph, series, below) {
-        const {view} = this, floor = below?.ys;
-        this.place(plot, series, below);
-        const bottom = this.isMirrored ? plot.top + plot.height / 2 : plot.top + plot.height;
+    // What its means are on top of the series `below`.
+    stack(series, means, below) {
+        series.sums ??= new Float32Array(mostColumns + 8);
+        for (let i = 0; i < this.view.count; ++i) {
+            const floor = below ? below.sums[i] : NaN;
+            series.sums[i] = means[i] === means[i] ? means[i] + (floor || 0) : floor;
+        }
+        return series.sums;
+    }
+
+    drawCurve(series, below) {
+        const {pen, plot, view} = this, {mean, least: lows, greatest} = view.column(series.track);
+        const ys = this.place(series, "ys", series.isStacked ? this.stack(series, mean, below) : mean);
         pen.save();
         pen.beginPath();
         pen.rect(0, plot.top - 2, plot.width + 1, plot.height + 4);
         pen.clip();
-        if (!series.isStacked && (view.period > 1 || view.group > 1)) this.drawBand(pen, plot, graph, series);
         pen.fillStyle = pen.strokeStyle = inks[series.ink];
-        const line = new Path2D(), area = new Path2D();
-        eachRun(series.ys, view.count, view.reach, (begin, end) => {
-            this.follow(line, graph, series.ys, begin, end);
-            if (!series.isFilled) return;
-            this.follow(area, graph, series.ys, begin, end);
-            for (let i = end; i >= begin; --i) {
-                if (floor || i === end || i === begin) area.lineTo(graph.xOf(view.timeOf(i)), floor && floor[i] === floor[i] ? floor[i] : bottom);
-            }
-            area.closePath();
-        });
-        pen.globalAlpha = series.isStacked ? 0.42 : 0.16;
-        pen.fill(area);
+        if (!series.isStacked && view.width > 1) {
+            this.fill(this.place(series, "upper", greatest), this.place(series, "lower", lows), 0.2);
+        }
+        if (series.isFilled) this.fill(ys, below?.ys, series.isStacked ? 0.42 : 0.16);
+        const line = new Path2D();
+        eachRun(ys, view.count, view.reach, (begin, end) => this.follow(line, ys, begin, end));
         pen.globalAlpha = series.own ? 0.75 : 1;
         pen.lineWidth = series.own ? 1 : 1.5;
         pen.lineJoin = "round";
@@ -293,39 +293,32 @@ class Curves {
         pen.restore();
     }
 
+    // Between two heights, or down to the axis.
+    fill(upper, lower, alpha) {
+        const {pen, plot, view, graph} = this, path = new Path2D();
+        const bottom = plot.top + plot.height / (this.isMirrored ? 2 : 1);
+        eachRun(upper, view.count, view.reach, (begin, end) => {
+            this.follow(path, upper, begin, end);
+            for (let i = end; i >= begin; --i) {
+                if (upper[i] === upper[i]) path.lineTo(graph.xAt(i), lower?.[i] || bottom);
+            }
+            path.closePath();
+        });
+        pen.globalAlpha = alpha;
+        pen.fill(path);
+    }
+
     // Lays the path through the columns; one that stands alone becomes a dot.
-    follow(path, graph, ys, begin, end) {
-        let x = graph.xOf(this.view.timeOf(begin)) - (begin === end ? 0.75 : 0);
-        path.moveTo(x, ys[begin]);
-        if (begin === end) path.lineTo(x + 1.5, ys[begin]);
-        for (let i = begin + 1; i <= end; ++i) {
-            if (ys[i] !== ys[i]) continue;
-            x = graph.xOf(this.view.timeOf(i));
-            path.lineTo(x, ys[i]);
+    follow(path, ys, begin, end) {
+        const half = begin === end ? 0.75 : 0;
+        path.moveTo(this.graph.xAt(begin) - half, ys[begin]);
+        for (let i = begin; i <= end; ++i) {
+            if (ys[i] === ys[i]) path.lineTo(this.graph.xAt(i) + half, ys[i]);
         }
     }
 
-    drawBand(pen, plot, graph, series) {
-        const {view} = this, {mean, least: low, greatest} = view.column(series.track);
-        pen.fillStyle = inks[series.ink];
-        pen.globalAlpha = 0.2;
-        const band = new Path2D();
-        eachRun(mean, view.count, view.reach, (begin, end) => {
-            band.moveTo(graph.xOf(view.timeOf(begin)), this.yOf(series, greatest[begin], plot));
-            for (let i = begin + 1; i <= end; ++i) {
-                if (mean[i] === mean[i]) band.lineTo(graph.xOf(view.timeOf(i)), this.yOf(series, greatest[i], plot));
-            }
-            for (let i = end; i >= begin; --i) {
-                if (mean[i] === mean[i]) band.lineTo(graph.xOf(view.timeOf(i)), this.yOf(series, low[i], plot));
-            }
-            band.closePath();
-        });
-        pen.fill(band);
-        pen.globalAlpha = 1;
-    }
-
-    drawScale(pen, plot) {
-        const {low, high} = this, middle = (low + high) / 2;
+    drawScale() {
+        const {pen, plot, low, high} = this, middle = (low + high) / 2;
         const levels = this.isMirrored ? [high, 0, high] : [high, middle, low];
         pen.textAlign = "left";
         levels.forEach((value, i) => {
@@ -347,6 +340,7 @@ class CoreRows {
     constructor(view) {
         this.view = view;
         this.cores = [];  // series of Curves
+        this.uses = [];   // now, in the kernel's order
         this.curves = new Curves(view);
         this.shades = new Map();
         this.picture = made("canvas");
@@ -355,7 +349,7 @@ class CoreRows {
     // The colour's shades by half percents, as the pixels of a picture.
     shadesOf(ink) {
         if (!this.shades.has(inks[ink])) {
-            const [red, green, blue] = inks[ink].match(/\w\w/g).map(part => parseInt(part, 16));
+            const [red, green, blue] = inks[ink].match(/\d+/g);
             this.shades.set(inks[ink], Uint32Array.from({length: 201},
                 (_, i) => ((18 + 237 * (i / 200) ** 0.85) << 24 | blue << 16 | green << 8 | red) >>> 0));
         }
@@ -369,17 +363,20 @@ class CoreRows {
         const gap = height >= 5 ? 1 : 0;
         pen.textAlign = "left";
         cores.forEach((core, i) => {
-            const {track, name, ink} = core, y = plot.top + i * height, begin = plot.width + (height >= 10 ? 28 : 6);
+            const {index, name, ink} = core, y = plot.top + i * height, begin = plot.width + (height >= 10 ? 28 : 6);
             pen.fillStyle = height < 13 ? inks.surface : inks.line;
             if (gap) pen.fillRect(0, Math.round(y), plot.width, gap);
-            if (height >= 13) this.curves.drawCurve(pen, {...plot, top: y + 2, height: height - 2}, graph, core);
+            if (height >= 13) {
+                Object.assign(this.curves, {pen, graph, plot: {...plot, top: y + 2, height: height - 2}});
+                this.curves.drawCurve(core);
+            }
             pen.fillStyle = inks.dim;
             if (height >= 10) pen.fillText(name, plot.width + 6, y + height / 2 + 4);
             const width = graph.width - begin;
             pen.fillStyle = inks.line;
             pen.fillRect(begin, y + gap, width, height - gap);
             pen.fillStyle = inks[ink];
-            pen.fillRect(begin, y + gap, width * (view.valueOf(track, view.count - 1) || 0), height - gap);
+            pen.fillRect(begin, y + gap, width * (this.uses[index] || 0), height - gap);
         });
     }
 

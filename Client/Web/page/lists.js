@@ -64,6 +64,7 @@ function showFacts(cards, reply) {
         publicAddress: joined([text(ip.publicIP), text(ip.regionName)]), tunnel: text(ip.utunGateway),
         proxy: ip.proxyDetected === true ? "✓" : "",
         since: received + sent > 0 ? `↓ ${bytesText(received)}  ↑ ${bytesText(sent)}` : "",
+        version: text(reply.version),
         sampling: some(number(reply.interval), seconds => say("seconds", Number(seconds.toFixed(2)))),
     };
     cards.fill("machine", ["key", "value"], Object.entries(pairs).filter(([, value]) => value),

@@ -82,7 +82,7 @@ class Page {
         const isBack = slot < newest || time < this.time - 60;  // the clock was set back
         if (isBack) history.clear();
         const isMissing = isBack || (newest >= 0 && slot - newest > Math.ceil(view.interval));
-        if (Number.isFinite(slot)) history.append(slot, reply.values, list(reply.cores, 4096).map(number));
+        if (Number.isFinite(slot)) history.append(slot, reply.values, coreUses(reply));
         for (const name in reply.values) this.told.add(name);
         this.time = time;
         this.advance();
@@ -186,6 +186,7 @@ class Page {
         }
         this.equip();
         if (this.view.settle()) this.draw();
+        else this.panels.get("cores")?.draw();
         this.showFigures();
         showRankings(this.rankings, reply, this.told.has("gpu"));
         showFacts(this.facts, reply);

@@ -10,7 +10,9 @@ const kindNames = ["performance", "efficiency", "other"];
 const kindLetters = {performance: "P", efficiency: "E", other: "C"};
 const kindInk = kind => kind === "other" ? "load" : kind;
 
-// The kind of each processor, in the kernel's order.
+// The use and the kind of each processor, in the kernel's order.
+const coreUses = reply => list(reply.sample?.cpu?.perCoreUsage, 4096).map(number);
+
 function coreKinds(reply) {
     return list(reply?.sample?.cpu?.coreKinds, 4096).map(kind => {
         const name = kind && typeof kind === "object" ? Object.keys(kind)[0] : "";
@@ -24,7 +26,7 @@ function coresByKind(reply) {
     return present.flatMap(kind => {
         let next = 0;
         const letter = present.length === 1 ? "C" : kindLetters[kind];
-        return kinds.flatMap((own, index) => own === kind ? area("core." + index, letter + next++, kindInk(kind)) : []);
+        return kinds.flatMap((own, index) => own === kind ? area("core." + index, letter + next++, kindInk(kind), percentText, {index}) : []);
     });
 }
 
@@ -52,7 +54,6 @@ const panelKinds = [
     {
         name: "cpu",
         level: "load",
-        figure: value => figure(value("cpu"), percentText),
         detail: (value, reply) => {
             const count = coreKinds(reply).length;
             return joined([count && say(count === 1 ? "oneCore" : "coreCount", count), some(value("cpu.temperature"), temperatureText)]);
@@ -69,12 +70,11 @@ const panelKinds = [
     {
         name: "memory",
         level: "memory",
-        figure: value => figure(value("memory"), percentText),
+        figure: (value, reply) => figure(value("memory") / field(reply, "memory", "totalBytes"), percentText),
         detail: (value, reply) => {
-            const used = ["app", "wired", "compressed"].reduce((sum, part) => sum + (value("memory." + part) || 0), 0);
-            const total = field(reply, "memory", "totalBytes");
+            const used = value("memory"), total = field(reply, "memory", "totalBytes");
             const pressure = {warning: "pressure", critical: "criticalPressure"}[reply.levels?.memory];
-            return joined([used > 0 && total > 0 && say("of", bytesText(used), bytesText(total)), pressure && say(pressure)]);
+            return joined([used + total > 0 && say("of", bytesText(used), bytesText(total)), pressure && say(pressure)]);
         },
         format: bytesText,
         high: (curves, reply) => field(reply, "memory", "totalBytes") || roundScale(curves.most(), 2 ** 20),
@@ -85,7 +85,6 @@ const panelKinds = [
     },
     {
         name: "gpu",
-        figure: value => figure(value("gpu"), percentText),
         detail: value => some(value("gpu.temperature"), temperatureText),
         series: (has, reply) => [area("gpu", "gpu", "gpu"),
             line("gpu.clock", "clock", "dim", frequencyText, {own: field(reply, "gpu", "maxFrequencyMHz") || 3000})],
@@ -122,14 +121,12 @@ const panelKinds = [
     {
         name: "load",
         level: "load",
-        figure: value => figure(value("load"), percentText),
         detail: (value, reply) => joined([averagesText(reply) && say("averages", averagesText(reply))]),
         series: () => [area("load", "load", "load")],
     },
     {
         name: "battery",
         level: "battery",
-        figure: value => figure(value("battery"), percentText),
         detail: (value, reply) => batteryState(reply),
         series: () => [area("battery", "charge", "efficiency"), line("battery.power", "flow", "energy", wattsText, {own: 100})],
     },
@@ -143,7 +140,8 @@ class Panel {
         const top = made("div", "top", this.element);
         this.title = made("h2", "", top);
         this.detail = made("p", "detail", top);
-        this.figures = [kind.figure, kind.second].filter(Boolean).map(() => made("b", "figure", top));
+        const usual = value => figure(value(kind.name), percentText);
+        this.figures = [kind.figure ?? usual, kind.second].filter(Boolean).map(said => ({said, element: made("b", "figure", top)}));
         this.legend = made("ul", "legend", this.element);
         this.curves = kind.isCores ? new CoreRows(view) : new Curves(view);
         this.graph = new Graph(view, changed, (...all) => this.paint(...all), column => this.curves.marks(column));
@@ -169,6 +167,7 @@ class Panel {
         mark(this.summary, "aria-label", say("values", say(kind.name)));
         if (kind.isCores) {
             curves.cores = coresByKind(reply);
+            curves.uses = coreUses(reply);
             this.isTall = curves.cores.length > 48;
             return;
         }
@@ -203,23 +202,23 @@ class Panel {
     show(reply) {
         const {kind, view} = this, column = view.pointed;
         const value = track => column === undefined ? number(reply.values[track]) : view.valueOf(track, column);
-        write(this.detail, kind.isCores ? this.coreText(value) : kind.detail?.(value, reply) || "");
-        this.figures.forEach((element, i) => write(element, [kind.figure, kind.second][i](value)));
-        this.figures[0].dataset.level = column === undefined ? text(reply.levels?.[kind.level]) : "";
+        write(this.detail, kind.isCores ? this.coreText() : kind.detail?.(value, reply) || "");
+        for (const {said, element} of this.figures) write(element, said(value, reply));
+        this.figures[0].element.dataset.level = column === undefined ? text(reply.levels?.[kind.level]) : "";
         for (const series of this.curves.series ?? []) {
             write(series.shown, series.hasPeak ? "" : figure(value(series.track), series.format));
             write(series.extra, series.hasPeak ? say("peak", rateText(view.most(series.track)))
                 : series.beside ? some(value(series.beside), frequencyText) : "");
         }
-        const parts = [this.title, ...this.figures, this.detail, ...this.legend.querySelectorAll("span, b")];
-        mark(this.graph.element, "aria-label", parts.map(part => part.textContent).filter(Boolean).join(" "));
+        const parts = this.element.querySelectorAll(".top > *, .legend span, .legend b");
+        mark(this.graph.element, "aria-label", [...parts].map(part => part.textContent).filter(Boolean).join(" "));
     }
 
     // Of the processor that people point at, else the busiest.
     coreText() {
         const {view, graph, curves} = this;
         if (!curves.cores.length) return "";
-        const use = core => view.valueOf(core.track, view.pointed ?? view.count - 1);
+        const use = core => view.pointed === undefined ? curves.uses[core.index] : view.valueOf(core.track, view.pointed);
         const {plot} = graph, row = Math.floor((graph.row - plot.top) / plot.height * curves.cores.length);
         const core = (graph.element.matches(":hover") && curves.cores[row])
             || curves.cores.reduce((most, one) => use(one) > use(most) ? one : most);

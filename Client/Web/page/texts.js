@@ -57,6 +57,7 @@ const texts = {
     uptime: ["Uptime", "已运行"],
     days: ["{} d {}", "{} 天 {}"],
     loadAverages: ["Load averages", "平均负载"],
+    version: ["Zephlon", "Zephlon"],
     sampling: ["Sampled every", "采样间隔"],
     address: ["Address", "地址"],
     publicAddress: ["Public address", "公网地址"],

@@ -1,5 +1,5 @@
 // Figures as people read them, as the other views write them.
-const preferred = {temperature: "celsius", frequency: "gigahertz"};
+const preferred = {};
 
 function scaled(value, step, units) {
     let unit = 0;
@@ -16,7 +16,7 @@ const bytesText = bytes => scaled(bytes, 1024, byteUnits);
 const rateText = bytes => scaled(bytes, 1000, rateUnits);
 const wattsText = watts => watts.toFixed(Math.abs(watts) < 9.995 ? 2 : 1) + " W";
 const percentText = share => (share * 100).toFixed(0) + "%";
-const frequencyText = megahertz => preferred.frequency === "megahertz" ? megahertz.toFixed(0) + " MHz"
+const frequencyText = megahertz => preferred.frequency?.startsWith?.("m") ? megahertz.toFixed(0) + " MHz"
                                                                       : (megahertz / 1000).toFixed(2) + " GHz";
 
 function temperatureText(celsius) {

@@ -102,8 +102,8 @@ class View {
             }
             const scale = isCore ? 1 / 200 : 1;
             column.mean[i] = count ? sum / count * scale : NaN;
-            column.least[i] = lowest * scale;
-            column.greatest[i] = highest * scale;
+            column.least[i] = count ? lowest * scale : NaN;
+            column.greatest[i] = count ? highest * scale : NaN;
         }
     }
 
@@ -111,7 +111,7 @@ class View {
     most(track) {
         const {greatest} = this.column(track);
         let most = 0;
-        for (let i = 0; i < this.count; ++i) most = Math.max(most, greatest[i]);
+        for (let i = 0; i < this.count; ++i) if (greatest[i] > most) most = greatest[i];
         return most;
     }
 
