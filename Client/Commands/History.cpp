@@ -73,8 +73,9 @@ void declareHistory(CLI::App& app, Invocation& invocation) {
     auto* command = app.add_subcommand("history", "What was, as zephlon web has kept it");
     auto options = std::make_shared<Options>();
     std::string names;
-    for (const std::string_view name : RawValues<Track>::texts) names += " " + std::string(name);
-    command->add_option("METRIC", options->metric, "One of those below or core.NUMBER; all without it");
+    for (const std::string_view name : RawValues<Track>::texts) names += std::string(name) + ",";
+    command->add_option("METRIC", options->metric, "core.0 is the first processor; all but processors without it")
+        ->option_text("NAME:{" + names + "core.0}");
     command->add_option("--last", options->last, "How far back: a number and s, m, h or d, at most 14d")
         ->capture_default_str();
     const auto& formats = RawValues<HistoryFormat>::texts;
@@ -82,8 +83,7 @@ void declareHistory(CLI::App& app, Invocation& invocation) {
         ->check(CLI::IsMember(std::vector<std::string>(formats.begin(), formats.end())))
         ->capture_default_str();
     command->footer(
-        "Metrics:" + names +
-        "\nAn hour is kept by the second, a day by the minute, a fortnight by the quarter of an hour (mean, "
+        "An hour is kept by the second, a day by the minute, a fortnight by the quarter of an hour (mean, "
         "least, greatest),\nsingle processors for an hour.\n"
         "Example: zephlon history cpu --last 6h --format csv");
     command->callback([&invocation, options] {

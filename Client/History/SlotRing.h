@@ -12,7 +12,7 @@ namespace zqm {
 template <class Value>
 constexpr Value nothingKnown = std::numeric_limits<Value>::max();
 template <>
-constexpr float nothingKnown<float> = std::numeric_limits<float>::quiet_NaN();
+inline constexpr float nothingKnown<float> = std::numeric_limits<float>::quiet_NaN();
 
 /// The latest slots of time of several rows of values. A slot is a number of periods since 1970, and its place in the
 /// ring remembers which one it holds: what has not been written is a gap without being written as one, and a clock that
