@@ -61,6 +61,8 @@ int run(int argc, char** argv) {
     declareDefaults(app, invocation);
     declareMetrics(app, invocation);
     declareExporter(app, invocation);
+    declareHistory(app, invocation);
+    declareWeb(app, invocation);
     declareWatch(app, invocation);
     try {
         app.parse(argc, argv);

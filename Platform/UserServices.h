@@ -35,4 +35,11 @@ std::string serviceStartCommand();
 /// nothing. Any thread.
 std::optional<std::string> sharedContainerPath(std::string_view identifier);
 
+/// Where programs keep for this user what they would rather not lose; nullopt without a home directory. Makes nothing.
+/// Any thread.
+std::optional<std::string> stateFolderPath();
+
+/// The program that shows a document in what the user has chosen for its kind, to be looked for on PATH.
+std::string_view documentOpener();
+
 }  // namespace zqm

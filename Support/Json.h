@@ -25,6 +25,7 @@ public:
     /// A member name that comes from outside.
     void escapedKey(std::string_view name);
 
+    void null() { plain("null"); }
     void value(bool flag) { plain(flag ? "true" : "false"); }
     void value(double number);  // shortest form that reads back to the same double
     void value(std::int64_t number);

@@ -171,21 +171,21 @@ TEST(WatchHistory, KeepsTheLatestSlotsInPlace) {
         history.add(snapshot);
     };
     add(0.125);
-    EXPECT_EQ(text(history.latest(Quantity::cpu, 2, 2)), "--1-");
+    EXPECT_EQ(text(history.latest(Track::cpu, 2, 2)), "--1-");
     add(0.25);
     history.addGap();
-    EXPECT_EQ(text(history.latest(Quantity::cpu, 2, 2)), "12--");
-    EXPECT_EQ(text(history.latest(Quantity::cpu, 4, 1)), "-12-");
+    EXPECT_EQ(text(history.latest(Track::cpu, 2, 2)), "12--");
+    EXPECT_EQ(text(history.latest(Track::cpu, 4, 1)), "-12-");
     EXPECT_EQ(text(history.latestOfCore(1, 2, 2)) + text(history.latestOfCore(7, 1, 2)), "88----");
     for (std::size_t i = 0; i < History::capacity; ++i) add(0.5);
-    EXPECT_EQ(text(history.latest(Quantity::cpu, History::capacity + 2, 1)).substr(0, 4), "--44");
+    EXPECT_EQ(text(history.latest(Track::cpu, History::capacity + 2, 1)).substr(0, 4), "--44");
     snapshot.gpu.temperatureC = 40;
     add(0);
     snapshot.gpu.temperatureC = 0;
     add(0);
-    EXPECT_TRUE(history.isKnown(Quantity::temperature));
-    EXPECT_FALSE(history.isKnown(Quantity::gpu));  // its temperature alone may be the processor's
-    EXPECT_EQ(text(history.latest(Quantity::temperature, 1, 1)), "-");
+    EXPECT_TRUE(history.isKnown(Track::gpuTemperature));
+    EXPECT_FALSE(history.isKnown(Track::gpu));  // its temperature alone may be the processor's
+    EXPECT_EQ(text(history.latest(Track::gpuTemperature, 1, 1)), "-");
 }
 
 }  // namespace

@@ -33,6 +33,8 @@ void declareBar(CLI::App& app, Invocation& invocation);
 void declareDefaults(CLI::App& app, Invocation& invocation);
 void declareMetrics(CLI::App& app, Invocation& invocation);
 void declareExporter(CLI::App& app, Invocation& invocation);
+void declareHistory(CLI::App& app, Invocation& invocation);
+void declareWeb(CLI::App& app, Invocation& invocation);
 void declareWatch(CLI::App& app, Invocation& invocation);
 
 // What they share.

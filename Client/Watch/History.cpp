@@ -1,63 +1,68 @@
 #include "Client/Watch/History.h"
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
-
-#include "Client/Units.h"
 
 namespace zqm {
 namespace {
 
 constexpr float gap = std::numeric_limits<float>::quiet_NaN();
 
-}  // namespace
-
-History::Ring History::emptyRing() {
-    return Ring(capacity, gap);
+/// What the track tells of a second; NaN where the block does not hold it.
+float valueAt(const HistoryBlock& block, std::size_t track, double second) {
+    const double slot = second - static_cast<double>(block.shape.first);
+    const bool isThere = block.shape.period == 1 && slot >= 0 && slot < block.shape.count;
+    return isThere ? block.at(track, 0, static_cast<std::size_t>(slot)) : gap;
 }
 
-void History::put(Quantity quantity, double value, bool isThere) {
-    const auto index = static_cast<std::size_t>(quantity);
-    if (rings_[index].empty()) rings_[index] = emptyRing();
-    rings_[index][size_ % capacity] = isThere ? static_cast<float>(value) : gap;
-    isKnown_[index] = isKnown_[index] || isThere;
+}  // namespace
+
+void History::put(Ring& ring, float value) {
+    if (ring.empty()) ring.resize(capacity, gap);
+    ring[size_ % capacity] = value;
+}
+
+void History::recall(const HistoryBlock* figures, const HistoryBlock* cores, double now, double interval) {
+    for (; size_ < capacity; ++size_) {
+        const double second = std::floor(now - static_cast<double>(capacity - size_) * interval);
+        for (std::size_t i = 0; figures && i < figures->shape.names.size(); ++i) {
+            const float value = valueAt(*figures, i, second);
+            const auto track = fromRawValue<Track>(figures->shape.names[i]);
+            if (track && !std::isnan(value)) put(rings_[indexOf(*track)], value);
+        }
+        if (cores) cores_.resize(std::max(cores_.size(), cores->shape.names.size()));
+        for (std::size_t core = 0; cores && core < cores_.size(); ++core) {
+            put(cores_[core], valueAt(*cores, core, second));
+        }
+    }
 }
 
 void History::add(const SystemSnapshot& snapshot) {
-    const GPUMetrics& gpu = snapshot.gpu;
-    const PowerMetrics& power = snapshot.power;
-    const double celsius = snapshot.cpu.temperatureC > 0 ? snapshot.cpu.temperatureC : gpu.temperatureC;
-    const double watts = wholeWatts(power);
     levels_ = trail_.add(Levels(snapshot, usualLimits));
-    put(Quantity::load, snapshot.load.value);
-    put(Quantity::cpu, snapshot.cpu.totalUsage);
-    put(Quantity::memory, usedShare(snapshot.memory));
-    put(Quantity::gpu, gpu.utilization, hasGraphics(gpu));
-    put(Quantity::download, snapshot.network.downloadBytesPerSecond);
-    put(Quantity::upload, snapshot.network.uploadBytesPerSecond);
-    put(Quantity::read, snapshot.disk.readBytesPerSecond);
-    put(Quantity::write, snapshot.disk.writeBytesPerSecond);
-    put(Quantity::temperature, celsius, celsius > 0);
-    put(Quantity::power, watts, watts > 0);
-    put(Quantity::battery, snapshot.battery.level, snapshot.battery.isPresent);
-    const std::vector<double>& usage = snapshot.cpu.perCoreUsage;
-    cores_.resize(usage.size(), emptyRing());
-    for (std::size_t core = 0; core < usage.size(); ++core) {
-        cores_[core][size_ % capacity] = static_cast<float>(usage[core]);
+    const Figures figures = figuresOf(snapshot);
+    for (std::size_t i = 0; i < trackCount; ++i) {
+        const auto track = static_cast<Track>(i);
+        const bool isTold = std::isfinite(figures[i]) && !(figures[i] == 0 && beginsAboveZero(track));
+        if (isTold || isKnown(track)) put(rings_[i], figures[i]);
     }
+    const std::vector<double>& usage = snapshot.cpu.perCoreUsage;
+    cores_.resize(usage.size());
+    for (std::size_t core = 0; core < usage.size(); ++core) put(cores_[core], static_cast<float>(usage[core]));
     ++size_;
 }
 
 void History::addGap() {
     const auto leave = [this](Ring& ring) {
-        if (!ring.empty()) ring[size_ % capacity] = gap;
+        if (!ring.empty()) put(ring, gap);
     };
     for (Ring& ring : rings_) leave(ring);
     for (Ring& ring : cores_) leave(ring);
     ++size_;
 }
 
-std::vector<double> History::latest(Quantity quantity, std::size_t columns, std::size_t perColumn) const {
-    return window(rings_[static_cast<std::size_t>(quantity)], columns, perColumn);
+std::vector<double> History::latest(Track track, std::size_t columns, std::size_t perColumn) const {
+    return window(rings_[indexOf(track)], columns, perColumn);
 }
 
 std::vector<double> History::latestOfCore(std::size_t core, std::size_t columns, std::size_t perColumn) const {

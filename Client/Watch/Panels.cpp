@@ -37,7 +37,7 @@ Figure rate(std::string_view mark, double bytesPerSecond, Role role) {
 Panel processorPanel(const SnapshotReply& reply) {
     const CPUMetrics& cpu = reply.snapshot.cpu;
     const std::size_t count = cpu.perCoreUsage.size();
-    Panel panel{"CPU", {}, {{Quantity::cpu, Role::performance}}};
+    Panel panel{"CPU", {}, {{Track::cpu, Role::performance}}};
     const std::string cores = std::to_string(count);
     panel.figures.push_back(detail(count == 1 ? said("{} core", cores) : said("{} cores", cores)));
     panel.figures.push_back(percent(cpu.totalUsage));
@@ -78,7 +78,7 @@ Panel coresPanel(const CPUMetrics& cpu, FreqUnit unit) {
 
 Panel memoryPanel(const MemoryMetrics& memory, Level level) {
     const auto bytes = [](std::uint64_t count) { return bytesText(static_cast<double>(count)); };
-    Panel panel{said("Memory"), {}, {{Quantity::memory, Role::memory}}};
+    Panel panel{said("Memory"), {}, {{Track::memory, Role::memory}}, 0, static_cast<double>(memory.totalBytes)};
     if (memory.compressedBytes > 0)
         panel.figures.push_back(detail(said("compressed {}", bytes(memory.compressedBytes))));
     if (memory.swapUsedBytes > 0) panel.figures.push_back(detail(said("swap {}", bytes(memory.swapUsedBytes))));
@@ -89,7 +89,7 @@ Panel memoryPanel(const MemoryMetrics& memory, Level level) {
 }
 
 Panel graphicsPanel(const GPUMetrics& gpu, FreqUnit unit) {
-    Panel panel{"GPU", {}, {{Quantity::gpu, Role::graphics}}};
+    Panel panel{"GPU", {}, {{Track::gpu, Role::graphics}}};
     if (gpu.frequencyMHz > 0) panel.figures.push_back(detail(frequencyText(gpu.frequencyMHz, unit)));
     panel.figures.push_back(percent(gpu.utilization));
     return panel;
@@ -99,7 +99,7 @@ Panel networkPanel(const NetworkMetrics& network) {
     return {said("Network"),
             {rate("↓", network.downloadBytesPerSecond, Role::incoming),
              rate("↑", network.uploadBytesPerSecond, Role::outgoing)},
-            {{Quantity::download, Role::incoming}, {Quantity::upload, Role::outgoing}},
+            {{Track::download, Role::incoming}, {Track::upload, Role::outgoing}},
             0,
             1000,
             rateText};
@@ -109,7 +109,7 @@ Panel diskPanel(const DiskMetrics& disk) {
     return {said("Disk"),
             {rate(said("R"), disk.readBytesPerSecond, Role::incoming),
              rate(said("W"), disk.writeBytesPerSecond, Role::outgoing)},
-            {{Quantity::read, Role::incoming}, {Quantity::write, Role::outgoing}},
+            {{Track::diskRead, Role::incoming}, {Track::diskWrite, Role::outgoing}},
             0,
             1000,
             rateText};
@@ -126,8 +126,10 @@ Panel withParts(Panel panel, const std::vector<TransferRate>& parts) {
     return panel;
 }
 
-Panel temperaturePanel(const SystemSnapshot& snapshot, const Levels& levels, TempUnit unit) {
-    Panel panel{said("Temperature"), {}, {{Quantity::temperature, Role::heat}}, coolest, hottest};
+Panel temperaturePanel(const SystemSnapshot& snapshot, const History& history, TempUnit unit) {
+    const Levels& levels = history.levels();
+    const Track track = history.isKnown(Track::cpuTemperature) ? Track::cpuTemperature : Track::gpuTemperature;
+    Panel panel{said("Temperature"), {}, {{track, Role::heat}}, coolest, hottest};
     const double cpu = snapshot.cpu.temperatureC;
     const double gpu = snapshot.gpu.temperatureC;
     const auto add = [&](const char* name, double celsius, Level level, Role usual) {
@@ -141,7 +143,7 @@ Panel temperaturePanel(const SystemSnapshot& snapshot, const Levels& levels, Tem
 }
 
 Panel powerPanel(const PowerMetrics& power) {
-    Panel panel{said("Power"), {}, {{Quantity::power, Role::energy}}, 0, 5, wattsText};
+    Panel panel{said("Power"), {}, {{Track::power, Role::energy}}, 0, 5, wattsText};
     struct Part {
         Phrase name;
         double watts;
@@ -156,7 +158,7 @@ Panel powerPanel(const PowerMetrics& power) {
 }
 
 Panel batteryPanel(const BatteryMetrics& battery, Level level) {
-    Panel panel{said("Battery"), {}, {{Quantity::battery, Role::efficiency}}};
+    Panel panel{said("Battery"), {}, {{Track::battery, Role::efficiency}}};
     if (battery.health > 0) panel.figures.push_back(detail(said("health {}", percentText(battery.health))));
     if (battery.powerWatts > 0) panel.figures.push_back(detail(wattsText(battery.powerWatts)));
     if (battery.timeRemainingMinutes >= 0) {
@@ -181,17 +183,16 @@ std::vector<Panel> panelsFor(const SnapshotReply& reply, const MachineFacts* fac
     std::vector<Panel> panels{processorPanel(reply)};
     if (!snapshot.cpu.perCoreUsage.empty()) panels.push_back(coresPanel(snapshot.cpu, settings.freqUnit()));
     panels.push_back(memoryPanel(snapshot.memory, levels.of(Aspect::memory)));
-    if (history.isKnown(Quantity::gpu)) panels.push_back(graphicsPanel(snapshot.gpu, settings.freqUnit()));
+    if (history.isKnown(Track::gpu)) panels.push_back(graphicsPanel(snapshot.gpu, settings.freqUnit()));
     const MachineFacts told = facts ? *facts : MachineFacts{};
     panels.push_back(withParts(networkPanel(snapshot.network), told.interfaces));
     panels.push_back(withParts(diskPanel(snapshot.disk), told.drives));
-    if (history.isKnown(Quantity::temperature))
-        panels.push_back(temperaturePanel(snapshot, levels, settings.tempUnit()));
-    if (history.isKnown(Quantity::power)) panels.push_back(powerPanel(snapshot.power));
+    if (history.isKnown(Track::cpuTemperature) || history.isKnown(Track::gpuTemperature))
+        panels.push_back(temperaturePanel(snapshot, history, settings.tempUnit()));
+    if (history.isKnown(Track::power)) panels.push_back(powerPanel(snapshot.power));
     panels.push_back(
-        {said("Load"), {percent(snapshot.load.value, levels.of(Aspect::load))}, {{Quantity::load, Role::load}}});
-    if (history.isKnown(Quantity::battery))
-        panels.push_back(batteryPanel(snapshot.battery, levels.of(Aspect::battery)));
+        {said("Load"), {percent(snapshot.load.value, levels.of(Aspect::load))}, {{Track::load, Role::load}}});
+    if (history.isKnown(Track::battery)) panels.push_back(batteryPanel(snapshot.battery, levels.of(Aspect::battery)));
     return panels;
 }
 

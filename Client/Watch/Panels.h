@@ -18,7 +18,7 @@ struct Figure {
 };
 
 struct Curve {
-    Quantity quantity;
+    Track track;
     Role role;
 };
 

@@ -110,7 +110,7 @@ void putPanel(Screen& screen, Rectangle area, const Panel& panel, const Picture&
     std::vector<std::vector<double>> curves;
     double most = 0;
     for (const Curve& curve : panel.curves) {
-        curves.push_back(picture.history.latest(curve.quantity, area.columns, valuesPerCell(screen.glyphs())));
+        curves.push_back(picture.history.latest(curve.track, area.columns, valuesPerCell(screen.glyphs())));
         for (const double value : curves.back()) most = std::max(most, std::isfinite(value) ? value : 0);
     }
     const double high = panel.scaleText ? roundScale(most, panel.high) : panel.high;

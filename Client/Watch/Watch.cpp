@@ -8,9 +8,11 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <system_error>
 
+#include "Client/History/HistorySource.h"
 #include "Client/Terminal.h"
 #include "Client/Texts.h"
 #include "Client/Units.h"
@@ -42,6 +44,7 @@ public:
         picture_.host = hostName();
         picture_.interval = usualInterval_;
         picture_.rankingRows = rankingRows;
+        recall(port);
     }
 
     void run() {
@@ -76,6 +79,20 @@ private:
         const std::optional<SnapshotReply>& reply_;
     };
 
+    /// What was before, where somebody has kept it.
+    void recall(std::uint16_t port) {
+        const double now = std::floor(wallTimeNow().time_since_epoch().count());
+        const double span = std::min(static_cast<double>(History::capacity) * usualInterval_.count(), 3600.0);
+        const auto past = [&](HistoryRows rows) {
+            return pastBetween(port, static_cast<std::uint32_t>(now - span), static_cast<std::uint32_t>(now), rows);
+        };
+        const auto figures = past(HistoryRows::figures);
+        if (!figures) return;
+        const auto cores = past(HistoryRows::cores);
+        picture_.history.recall(&*figures, cores ? &*cores : nullptr, now, usualInterval_.count());
+        recalled_ = picture_.history.size();
+    }
+
     Seconds sinceStart() const { return MonotonicClock::now() - start_; }
 
     /// Slots that passed without an answer become gaps, those too in which the process was stopped.
@@ -86,7 +103,7 @@ private:
             nextSlot_ = slot + 1;
             return;
         }
-        const std::size_t missing = slot - std::min(slot, picture_.history.size());
+        const std::size_t missing = slot - std::min(slot, picture_.history.size() - recalled_);
         for (std::size_t i = 0; i < missing; ++i) picture_.history.addGap();
         nextSlot_ = slot + 1;
         feed_.ask();
@@ -143,6 +160,7 @@ private:
     void beginAnew(Seconds interval) {
         picture_.interval = interval;
         picture_.history = {};
+        recalled_ = 0;
         if (picture_.reply) picture_.history.add(picture_.reply->snapshot);
         start_ = MonotonicClock::now();
         latest_ = Seconds(0);
@@ -175,7 +193,8 @@ private:
     ThisMachine machine_;
     MonotonicClock::time_point start_ = MonotonicClock::now();
     std::size_t nextSlot_ = 0;
-    Seconds latest_{0};  // when the latest sample came
+    std::size_t recalled_ = 0;  // slots of the history from before the start
+    Seconds latest_{0};         // when the latest sample came
     Picture picture_;
     bool isChanged_ = true;
     Signals& signals_;

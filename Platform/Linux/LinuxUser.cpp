@@ -66,4 +66,13 @@ std::optional<std::string> sharedContainerPath(std::string_view identifier) {
     return PosixSettings::containerPath(identifier);
 }
 
+std::optional<std::string> stateFolderPath() {
+    const auto state = userDirectory("XDG_STATE_HOME", ".local/state");
+    return state ? std::optional(pathBelow(*state, "zephlon")) : std::nullopt;
+}
+
+std::string_view documentOpener() {
+    return "xdg-open";
+}
+
 }  // namespace zqm

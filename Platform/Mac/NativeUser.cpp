@@ -7,6 +7,7 @@
 #include "Platform/Mac/MacLog.h"
 #include "Platform/Mac/MacUserDefaults.h"
 #include "Platform/Mac/SystemLibraries.h"
+#include "Platform/Posix/UserDirectories.h"
 #include "Platform/UserServices.h"
 
 namespace zqm {
@@ -45,6 +46,15 @@ std::string serviceStartCommand() {
 std::optional<std::string> sharedContainerPath(std::string_view identifier) {
     SystemLibraries libraries;
     return groupContainer(libraries, identifier);
+}
+
+std::optional<std::string> stateFolderPath() {
+    const auto state = userDirectory("XDG_STATE_HOME", "Library/Application Support");
+    return state ? std::optional(pathBelow(*state, "Zephlon")) : std::nullopt;
+}
+
+std::string_view documentOpener() {
+    return "open";
 }
 
 }  // namespace zqm

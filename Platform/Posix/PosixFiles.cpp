@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <exception>
 #include <filesystem>
+#include <span>
 #include <thread>
 #include <utility>
 
@@ -94,6 +95,11 @@ std::string linkTarget(std::filesystem::path file) {
 bool isTemporary(std::string_view name, std::string_view file) {
     return name.size() == file.size() + 1 + uuidLength + temporaryEnd.size() && name.starts_with(file) &&
            name[file.size()] == '.' && name.ends_with(temporaryEnd);
+}
+
+/// Without randomness there are no secrets, and a guessable one would be worse than none.
+void fillWithRandom(std::span<std::uint8_t> bytes) {
+    if (::getentropy(bytes.data(), bytes.size()) != 0) std::terminate();
 }
 
 bool isLeftover(const std::string& file) {
@@ -193,10 +199,18 @@ void PosixFiles::exclusively(const std::string& directory, const std::function<v
     body(isAlone);
 }
 
+std::string PosixFiles::randomHexadecimal(std::size_t bytes) {
+    std::array<std::uint8_t, 256> buffer;
+    const auto random = std::span(buffer).first(bytes);
+    fillWithRandom(random);
+    std::string text;
+    for (const std::uint8_t byte : random) appendHexadecimal(text, byte);
+    return text;
+}
+
 std::string PosixFiles::makeUuid() {
     std::array<std::uint8_t, 16> bytes;
-    // Without randomness there are no secrets, and a guessable one would be worse than none.
-    if (::getentropy(bytes.data(), bytes.size()) != 0) std::terminate();
+    fillWithRandom(bytes);
     bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);  // version 4: random
     bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);  // the variant of RFC 4122
     std::string text;

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Client/Web/WebGate.h"
+
+/// How this user's programs find the page's server that runs: a private file with its address and key, and a private
+/// page that leads a browser there, so that the key stands on no command line.
+namespace zqm {
+
+/// A new key of 128 random bits, 32 hexadecimal digits.
+std::string newWebKey();
+
+/// "http://127.0.0.1:9933/#KEY".
+std::string webUrl(const WebAccess& access);
+
+/// While it lives the files are there.
+class WebDoor {
+public:
+    /// `folder` is made if need be. What cannot be written is told by `problem`.
+    WebDoor(const std::string& folder, const WebAccess& access);
+    ~WebDoor();
+    WebDoor(const WebDoor&) = delete;
+    WebDoor& operator=(const WebDoor&) = delete;
+
+    const std::optional<std::string>& problem() const { return problem_; }
+
+private:
+    const std::string folder_;
+    const std::string content_;
+    std::optional<std::string> problem_;
+};
+
+/// The page that leads to the server, for a browser to open.
+std::string webDoorPage(const std::string& folder);
+
+/// What runs, as its file says; nullopt where there is none, or none of this user's.
+std::optional<WebAccess> openWebDoor(const std::string& folder);
+
+/// Asks the server that runs; nullopt where it does not answer, for example since it was killed.
+std::optional<std::string> askWeb(const WebAccess& access, const std::string& target);
+
+}  // namespace zqm
