@@ -40,6 +40,7 @@ class View {
         const isMoved = isAnew || first !== this.first || last !== this.last || width !== this.width || span !== this.shownSpan;
         Object.assign(this, {group, width, first, last, count: last - first + 1, shownSpan: span});
         this.reach = Math.max(1, Math.ceil((period > 1 ? 1 : Math.ceil(this.interval) + 1) / group));
+        this.held = Math.max(1, Math.ceil(this.interval / width));
         if (isMoved) ++this.version;
         return isMoved;
     }
@@ -118,7 +119,7 @@ class View {
     // What a track had at a column; where samples are rarer than columns, the last one before.
     valueOf(track, column) {
         const {mean} = this.column(track);
-        for (let i = column; i > column - this.reach && i >= 0; --i) {
+        for (let i = column; i > column - this.held && i >= 0; --i) {
             if (mean[i] === mean[i]) return mean[i];
         }
         return NaN;
