@@ -172,6 +172,27 @@ class Helper(Program):
             raise SystemExit(f"the helper ended with {status}")
 
 
+class Web(Program):
+    """`zephlon web` beside a helper."""
+    name = "zephlon web"
+
+    def __init__(self, helper):
+        self.helper = helper
+        super().__init__()
+
+    def command(self, *options):
+        return [BUILD / "zephlon", "--port", str(self.helper.port), "web",
+                *(options or ("--listen", f"127.0.0.1:{self.port}"))]
+
+    def environment(self):
+        return {**self.helper.environment(), "LC_ALL": "C.UTF-8"}
+
+    def is_serving(self):
+        url = subprocess.run(self.command("--url"), env=self.environment(), capture_output=True, text=True)
+        self.address = url.stdout.strip()  # with the key
+        return self.address and self.get()
+
+
 class Nginx(Program):
     """One worker that serves files of given contents, a connection a request."""
     name = "nginx"
