@@ -157,13 +157,11 @@ class Page {
             }
             this.panels.get(kind.name).equip(has, reply);
         });
-        const shown = wanted.map(kind => kind.name) + this.panels.get("cores")?.isTall;
-        if (shown !== this.shown) this.arrange();
-        this.shown = shown;
     }
 
     arrange() {
-        arrange(byId("panels"), panelKinds.map(kind => this.panels.get(kind.name)).filter(Boolean));
+        arrange(byId("panels"), panelKinds.map(kind => this.panels.get(kind.name)).filter(Boolean), 344, 530);
+        arrange(byId("rankings"), Object.values(this.rankings.cards), 250, 500);
     }
 
     // Curves, where they moved.
@@ -192,6 +190,9 @@ class Page {
         this.showFigures();
         showRankings(this.rankings, reply, this.told.has("gpu"));
         showFacts(this.facts, reply);
+        const shown = [...this.panels.keys(), this.panels.get("cores")?.isTall, ...Object.keys(this.rankings.cards)].join();
+        if (shown !== this.shown) this.arrange();
+        this.shown = shown;
         const facts = reply.facts ?? {};
         write(byId("about"), joined([text(facts.model) || text(facts.processor), text(facts.system)].map(said => said && `\u2068${said}\u2069`)));
         byId("about").title = byId("about").textContent;

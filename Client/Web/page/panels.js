@@ -242,13 +242,14 @@ class Panel {
     }
 }
 
-// Columns of equal width that leave no hole: the first panels take two where the last row would not be full.
-function arrange(container, panels) {
-    const width = container.clientWidth + 14, most = Math.max(1, Math.floor(width / 344));
+// Columns of equal width, within bounds in pixels, that leave no hole: the first panels take two where the last row would
+// not be full.
+function arrange(container, panels, narrowest, widest) {
+    const width = container.clientWidth + 14, most = Math.max(1, Math.floor(width / narrowest));
     const cells = panels.length + panels.filter(panel => panel.isTall).length;
     const waste = count => (count - cells % count) % count;
     let columns = most;
-    for (let count = most; count >= width / 530; --count) {
+    for (let count = most; count >= width / widest; --count) {
         if (waste(count) < waste(columns)) columns = count;
     }
     container.style.gridTemplateColumns = `repeat(${columns}, minmax(0, 1fr))`;
