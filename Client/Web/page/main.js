@@ -161,7 +161,7 @@ class Page {
 
     arrange() {
         arrange(byId("panels"), panelKinds.map(kind => this.panels.get(kind.name)).filter(Boolean), 344, 530);
-        arrange(byId("rankings"), Object.values(this.rankings.cards), 250, 500);
+        arrange(byId("rankings"), Object.values(this.rankings.cards), 290, 500);
     }
 
     // Curves, where they moved.
