@@ -193,8 +193,8 @@ class Page {
         showRankings(this.rankings, reply, this.told.has("gpu"));
         showFacts(this.facts, reply);
         const facts = reply.facts ?? {};
-        write(byId("machine"), joined([text(facts.model) || text(facts.processor), text(facts.system)]));
-        byId("machine").parentNode.title = byId("machine").textContent;
+        write(byId("about"), joined([text(facts.model) || text(facts.processor), text(facts.system)].map(said => said && `\u2068${said}\u2069`)));
+        byId("about").title = byId("about").textContent;
         write(byId("clock"), dateText(number(reply.time), "clock"));
     }
 

@@ -2,7 +2,7 @@
 // `value(track)` is the figure at the time that people point at, else the latest; NaN where there is none.
 const field = (reply, ...names) => number(names.reduce((found, name) => found?.[name], reply?.sample));
 const joined = parts => parts.filter(part => part).join(" · ");
-const some = (value, format) => value > 0 ? format(value) : "";
+const some = (value, format) => value > 0 ? figure(value, format) : "";
 
 const averagesText = reply => list(reply.facts?.loadAverages, 3).map(one => figure(number(one), x => x.toFixed(2))).join(" ");
 
@@ -36,8 +36,8 @@ function batteryState(reply) {
     const minutes = number(battery.timeRemainingMinutes);
     return joined([say(battery.isCharging ? "charging" : battery.onACPower ? "onAC" : "onBattery"),
                    minutes >= 0 && say(battery.isCharging ? "toFull" : "left", durationText(minutes)),
-                   battery.health > 0 && say("health", percentText(number(battery.health))),
-                   battery.cycleCount > 0 && say("cycles", number(battery.cycleCount).toFixed(0))]);
+                   some(number(battery.health), share => say("health", percentText(share))),
+                   some(number(battery.cycleCount), count => say("cycles", count.toFixed(0)))]);
 }
 
 // A series of Curves, with its name and how its figures read.
@@ -74,7 +74,7 @@ const panelKinds = [
         detail: (value, reply) => {
             const used = value("memory"), total = field(reply, "memory", "totalBytes");
             const pressure = {warning: "pressure", critical: "criticalPressure"}[reply.levels?.memory];
-            return joined([used + total > 0 && say("of", bytesText(used), bytesText(total)), pressure && say(pressure)]);
+            return joined([used + total > 0 && say("of", figure(used, bytesText), figure(total, bytesText)), pressure && say(pressure)]);
         },
         format: bytesText,
         high: (curves, reply) => field(reply, "memory", "totalBytes") || roundScale(curves.most(), 2 ** 20),

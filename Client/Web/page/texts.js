@@ -94,7 +94,7 @@ const texts = {
     howIn: ["Open it anew from a terminal:", "请在终端中重新打开："],
     whyKey: ["The address that this opens holds the key, which is valid until zephlon web ends.", "它打开的地址包含密钥，在 zephlon web 结束前有效。"],
 };
-let language = 0;
+let language = navigator.language.startsWith("zh") ? 1 : 0;  // until the server says
 
 function say(name, ...parts) {
     let next = 0;

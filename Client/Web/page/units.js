@@ -61,4 +61,5 @@ const clamp = (value, low, high) => Math.min(high, Math.max(low, value));
 const number = value => typeof value === "number" && Number.isFinite(value) ? value : NaN;
 const text = value => typeof value === "string" ? value.slice(0, 300) : "";
 const list = (value, most) => Array.isArray(value) ? value.slice(0, most) : [];
-const figure = (value, format) => Number.isFinite(value) ? format(value) : "–";
+// What no machine has is not shown.
+const figure = (value, format) => value >= 0 && value < 1e15 ? format(value) : "–";
