@@ -1,38 +1,12 @@
 """What `zephlon web` and its page cost beside others of their kind, for scripts/bench."""
-import os
-import subprocess
 import time
 
 from browser import Browser
 from peers import Glances, Netdata, ask_every_second
-from programs import BUILD, Helper, Program
+from programs import Helper, Web
 
 SETTLING = 15  # seconds
 PAGES = 10
-
-
-class Web(Program):
-    """`zephlon web` beside a helper, whose home it shares for the token."""
-    name = "zephlon web"
-
-    def __init__(self, helper):
-        self.helper = helper
-        super().__init__()
-
-    def zephlon(self, *words):
-        return [BUILD / "zephlon", "--port", str(self.helper.port), "web", *words]
-
-    def command(self):
-        return self.zephlon("--listen", f"127.0.0.1:{self.port}")
-
-    def environment(self):
-        return self.helper.environment()
-
-    def is_serving(self):
-        done = subprocess.run(self.zephlon("--url"), env={**os.environ, **self.environment()}, capture_output=True, text=True)
-        self.url = done.stdout.strip()
-        self.headers = f"Authorization: Bearer {self.url.partition('#')[2]}\r\n"
-        return done.returncode == 0
 
 
 def cost(program, seconds, turn=lambda: None):

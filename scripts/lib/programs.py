@@ -172,6 +172,30 @@ class Helper(Program):
             raise SystemExit(f"the helper ended with {status}")
 
 
+class Web(Program):
+    """`zephlon web` beside a helper, whose home it shares for the token."""
+    name = "zephlon web"
+
+    def __init__(self, helper):
+        self.helper = helper
+        super().__init__()
+
+    def zephlon(self, *words):
+        return [BUILD / "zephlon", "--port", str(self.helper.port), "web", *words]
+
+    def command(self):
+        return self.zephlon("--listen", f"127.0.0.1:{self.port}")
+
+    def environment(self):
+        return self.helper.environment()
+
+    def is_serving(self):
+        done = subprocess.run(self.zephlon("--url"), env={**os.environ, **self.environment()}, capture_output=True, text=True)
+        self.url = done.stdout.strip()
+        self.headers = f"Authorization: Bearer {self.url.partition('#')[2]}\r\n"
+        return done.returncode == 0
+
+
 class Nginx(Program):
     """One worker that serves files of given contents, a connection a request."""
     name = "nginx"
