@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Platform/Apple/PropertyValue.h"
+#include "Support/Text.h"
 
 namespace zqm {
 
@@ -40,11 +41,11 @@ std::optional<Value> sysctlValue(Sysctl& sysctl, std::string_view name) {
     return value;
 }
 
-/// The value as text up to its first NUL byte; nullopt when unknown.
+/// The value as text up to its first NUL byte, repaired where it is no UTF-8; nullopt when unknown or without a byte.
 inline std::optional<std::string> sysctlText(Sysctl& sysctl, std::string_view name) {
     const auto bytes = sysctl.read(name);
-    if (!bytes) return std::nullopt;
-    return std::string(bytes->begin(), std::find(bytes->begin(), bytes->end(), std::uint8_t{0}));
+    if (!bytes || bytes->empty()) return std::nullopt;
+    return repairUtf8(std::string(bytes->begin(), std::find(bytes->begin(), bytes->end(), std::uint8_t{0})));
 }
 
 }  // namespace zqm
