@@ -53,10 +53,43 @@ void askTheRest(const MachineServices& mac) {
     EXPECT_NE(mac.systemFacts.systemVersion(), "");
 }
 
+/// What people ask besides, as members of a sample.
+Json detailsOf(MachineDetails& details) {
+    const auto figures = [](const std::vector<SensorFigure>& sensors) {
+        Json values;
+        for (const auto& [name, value] : sensors) values[name] = value;
+        return values;
+    };
+    Json drives, interfaces, volumes;
+    for (const auto& [name, read, written] : details.drives()) drives[name] = {read, written};
+    for (const auto& [name, received, sent] : details.interfaces()) interfaces[name] = {received, sent};
+    for (const auto& [point, total, available] : details.fileSystems()) volumes[point] = {total, available};
+    const auto size = details.size().value_or(MachineSize());
+    const auto process = details.process(901).value_or(ProcessFacts());
+    return {{"size", {size.memory, size.processors}},
+            {"drives", drives},
+            {"interfaces", interfaces},
+            {"volumes", volumes},
+            {"loadAverages", details.loadAverages().value_or(std::array<double, 3>())},
+            {"uptime", details.uptime().value_or(Seconds(-1)).count()},
+            {"temperatures", figures(details.temperatures())},
+            {"fans", figures(details.fans())},
+            {"process", process.command}};
+}
+
+void addProcessAndVolume(MacDouble& mac) {
+    ProcessRecord process{};
+    process.pid = 901;
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&process);
+    mac.numbered[{1, 14, 1, 901}] = {bytes, bytes + sizeof process};
+    mac.numbered[{1, 49, 901}] = {1, 0, 0, 0, 'p', 0, 'a'};
+    mac.mount("apfs", "/dev/disk1", "/");
+}
+
 using Prepare = std::function<void(MacDouble&)>;
 
-/// The samples of this machine, as described or through a Mac's libraries, which `prepare` may spoil; none where the
-/// format has no place for the fault in it.
+/// The samples of this machine, as described or through a Mac's libraries, which `prepare` may spoil, the last one then
+/// with what people ask besides; none where the format has no place for the fault in it.
 std::optional<Snapshots> samplesOf(const Json& description, bool isOnMac = false, const Prepare& prepare = nullptr) {
     FakePlatform fakes;
     auto parsed = DescribedMachine::parse(description.dump(), fakes.clock);
@@ -66,6 +99,7 @@ std::optional<Snapshots> samplesOf(const Json& description, bool isOnMac = false
     if (isOnMac) mac.emplace(**machine, fakes.clock, prepare);
     auto snapshots = sample(mac ? *mac : static_cast<Machine&>(**machine), fakes, 4, [](int) {});
     if (mac) askTheRest(mac->services());
+    if (prepare) addProcessAndVolume(*mac), snapshots.back().update(detailsOf(*mac->details()));
     mac.reset();
     EXPECT_EQ((*machine)->liveHandles(), 0u);
     return snapshots;
@@ -128,27 +162,32 @@ TEST_F(FaultSweep, EachValueOfAMachineMayFail) {
 const Feeding fedByCall{
     {"CFNetwork", {"ip"}},
     {"CFBundle", {}},
-    {"CF", {"battery", "cpu", "disk", "gpu", "ip", "load", "power"}},
-    {"kCF", {"battery", "cpu", "disk", "gpu", "ip", "load", "power"}},
+    {"CF", {"battery", "cpu", "disk", "drives", "gpu", "ip", "load", "power", "temperatures"}},
+    {"kCF", {"battery", "cpu", "disk", "drives", "gpu", "ip", "load", "power", "temperatures"}},
     {"IOReport", {"cpu", "gpu", "load", "power"}},
     {"IOPS", {"battery"}},
-    {"IOHID", {"cpu", "gpu"}},
-    {"IOServiceOpen", {"power"}},
-    {"IOServiceClose", {"power"}},
-    {"IOConnect", {"power"}},
-    {"IO", {"battery", "cpu", "disk", "gpu", "load", "power"}},
-    {"mach_", {"cpu", "load", "memory", "power"}},
-    {"host_processor_info", {"cpu", "load"}},
+    {"IOHID", {"cpu", "gpu", "temperatures"}},
+    {"IOServiceOpen", {"fans", "power"}},
+    {"IOServiceClose", {"fans", "power"}},
+    {"IOConnect", {"fans", "power"}},
+    {"IO", {"battery", "cpu", "disk", "drives", "fans", "gpu", "load", "power"}},
+    {"mach_", {"cpu", "fans", "load", "memory", "power", "size"}},
+    {"host_processor_info", {"cpu", "load", "size"}},
     {"host_", {"memory"}},
-    {"vm_", {"cpu", "load"}},
-    {"sysctlbyname", {"cpu", "memory"}},
-    {"sysctl", {"network"}},
+    {"vm_", {"cpu", "load", "size"}},
+    {"sysctlbyname", {"cpu", "memory", "size", "uptime"}},
+    {"sysctl", {"interfaces", "network", "process"}},
     {"getifaddrs", {"ip"}},
     {"freeifaddrs", {"ip"}},
+    {"getloadavg", {"loadAverages"}},
+    {"getfsstat", {"volumes"}},
     {"/usr/lib/libIOReport", {"cpu", "gpu", "load", "power"}},
-    {"/usr/lib/libSystem", {"cpu", "ip", "load", "memory", "network", "power"}},
+    {"/usr/lib/libSystem",
+     {"cpu", "fans", "interfaces", "ip", "load", "loadAverages", "memory", "network", "power", "process", "size",
+      "uptime", "volumes"}},
     {"/System/Library/Frameworks/CFNetwork", {"ip"}},
-    {"/System/Library/Frameworks/", {"battery", "cpu", "disk", "gpu", "ip", "load", "power"}},
+    {"/System/Library/Frameworks/",
+     {"battery", "cpu", "disk", "drives", "fans", "gpu", "ip", "load", "power", "temperatures"}},
 };
 const std::regex askedAlways("^(IOPS|IOHID|IOReportCreateSamples|host_(proc|stat)|getif|CFNetwork)");
 
@@ -163,7 +202,7 @@ TEST(MacTaskCounters, TellNoEnergyOfProcessorsThatCountNone) {
 
 TEST_F(FaultSweep, EachFunctionOfAMacMayFail) {
     shorten(description);
-    whole = samplesOf(description).value();
+    whole = samplesOf(description, true, [](MacDouble&) {}).value();
     for (const std::string& symbol : MacDouble::symbols()) {
         const auto expect = [&](const char* what, bool isOver, const Prepare& prepare) {
             SCOPED_TRACE(symbol + " " + what);
@@ -180,7 +219,9 @@ TEST_F(FaultSweep, EachFunctionOfAMacMayFail) {
             });
         }
     }
-    EXPECT_EQ(changed, (Members{"battery", "cpu", "disk", "gpu", "ip", "load", "memory", "network", "power"}));
+    EXPECT_EQ(changed,
+              (Members{"battery", "cpu", "disk", "drives", "fans", "gpu", "interfaces", "ip", "load", "loadAverages",
+                       "memory", "network", "power", "process", "size", "temperatures", "uptime", "volumes"}));
 }
 
 }  // namespace

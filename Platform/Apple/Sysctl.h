@@ -19,6 +19,7 @@ namespace zqm {
 /// | "hw.memsize"                           | 8: installed memory                                                 |
 /// | "vm.swapusage"                         | 32: total, available, used (8 each, bytes), page size, flag         |
 /// | "kern.memorystatus_vm_pressure_level"  | 4: 1 normal, 2 warning, 4 critical                                  |
+/// | "kern.boottime"                        | 16: its start by the wall clock: seconds (8), microseconds (4)      |
 /// | "hw.nperflevels"                       | 4: kinds of processors                                              |
 /// | "hw.perflevelN.name", ".physicalcpu"   | text, 4: kind N, the fastest first, and its number of processors    |
 /// | "hw.model", "machdep.cpu.brand_string" | text                                                                |

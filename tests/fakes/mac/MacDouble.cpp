@@ -67,7 +67,9 @@ const std::map<std::string_view, Library> exported{
      {ZQM_REGISTRY(EXPORT) ZQM_USER_CLIENT(EXPORT) ZQM_POWER_SOURCES(EXPORT) ZQM_ADAPTER(EXPORT) ZQM_SENSORS(EXPORT)}},
     {IOReportCalls::path, {ZQM_IO_REPORT(EXPORT)}},
     {ioReportFramework, {ZQM_IO_REPORT(EXPORT)}},
-    {libSystemPath, {ZQM_MACH(EXPORT) ZQM_HOST(EXPORT) ZQM_SYSCTL(EXPORT) ZQM_ADDRESSES(EXPORT) ZQM_TASKS(EXPORT)}},
+    {libSystemPath,
+     {ZQM_MACH(EXPORT) ZQM_HOST(EXPORT) ZQM_SYSCTL(EXPORT) ZQM_ADDRESSES(EXPORT) ZQM_TASKS(EXPORT)
+          ZQM_DETAILS(EXPORT)}},
     {ProxyCalls::path, {ZQM_PROXIES(EXPORT)}}};
 
 #define NAME(name, ...) #name,

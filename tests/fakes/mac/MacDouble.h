@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <functional>
 #include <map>
 #include <memory>
@@ -33,6 +34,7 @@ public:
     MacDouble(Machine& described, Clock& clock, const std::function<void(MacDouble&)>& prepare = nullptr);
     ~MacDouble() override;
     MachineServices services() override;
+    MachineDetails* details() override { return backend_->details(); }
     void* open(const char* path) override;
     void* find(void* library, const char* symbol) override;
     /// The paths of all libraries that a machine is read through, the names of their functions and variables.
@@ -41,6 +43,23 @@ public:
     std::set<std::string, std::less<>> missing;                      // those of them that this system lacks
     std::function<bool(std::string_view symbol)> failing = nullptr;  // asked in each call that may fail
     bool isIntel = false;
+    std::array<double, 3> loadAverages{1.5, 0.75, 0.25};
+    std::vector<FileSystemRecord> fileSystems;
+    std::map<std::vector<int>, Bytes> numbered;  // the kernel's values by their numbers, beside the interfaces
+
+    /// Adds a file system of blocks of 4096 bytes, 40 of which are available.
+    void mount(std::string_view type, std::string_view source, std::string_view point, std::uint32_t flags = 0,
+               std::uint64_t blocks = 100) {
+        FileSystemRecord& record = fileSystems.emplace_back();
+        record.blockSize = 4096;
+        record.blocks = blocks;
+        record.free = 50;
+        record.available = 40;
+        record.flags = flags;
+        type.copy(record.typeName, sizeof record.typeName);
+        source.copy(record.source, sizeof record.source);
+        point.copy(record.mountPoint, sizeof record.mountPoint);
+    }
 
     // For the functions.
     bool fails(std::string_view symbol) const { return failing && failing(symbol); }
