@@ -3,8 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cmath>
-
 #include "Client/ThisMachine.h"
 #include "Platform/Linux/LinuxMachine.h"
 #include "tests/fakes/MachinePlatform.h"
@@ -106,137 +104,40 @@ TEST(FileSystems, AreThoseOnDrivesAtTheirTopmostPoint) {
     EXPECT_THAT(mountPoints("\n7\n - \n"), ElementsAre());
 }
 
-/// A Mac, of which each test says what it needs.
-struct MacDetailsTest : testing::Test {
-    MacDouble& on(const std::string& description) {
-        machine.reset();
-        auto made = std::make_unique<MacDouble>(*described.emplace(description).machine, described->process.clock);
-        MacDouble& mac = *made;
-        machine.emplace(std::move(made));
-        return mac;
-    }
-    std::optional<DescribedPlatform> described;
-    std::optional<ThisMachine> machine;
-};
+// The goldens of machines on a Mac have most of what their details tell.
 
-TEST_F(MacDetailsTest, StandBesideTheirOwnSamplesAlone) {
-    on(R"({"sysctl": {"hw.memsize": {"integer": 4096, "width": 8}}, "hostStatistics": {"processors": [
-        {"user": 1, "system": 0, "idle": 0, "nice": 0}, {"user": 1, "system": 0, "idle": 0, "nice": 0}]}})");
+TEST(MacDetails, StandBesideTheirOwnSamplesAlone) {
+    DescribedPlatform described(R"({"sysctl": {"hw.memsize": {"integer": 4096, "width": 8}}, "hostStatistics":
+        {"processors": [{"user": 1, "system": 0, "idle": 0, "nice": 0}]}})");
+    ThisMachine machine(std::make_unique<MacDouble>(*described.machine, described.process.clock));
     const pid_t ended = ::fork();
     if (ended == 0) ::_exit(0);
     ::waitpid(ended, nullptr, 0);
-    for (const auto& [memory, processors, isThis] : std::initializer_list<std::tuple<std::uint64_t, std::size_t, bool>>{
-             {4096, 2, true}, {4097, 2, false}, {4096, 3, false}}) {
+    for (const auto& [memory, processors, isThis] :
+         {std::tuple(4096u, 1u, true), {4097u, 1u, false}, {4096u, 2u, false}}) {
         SnapshotReply reply;
         reply.snapshot.memory.totalBytes = memory;
         reply.snapshot.cpu.perCoreUsage.resize(processors);
         reply.processes[0] = {{::getpid(), "this", 1}, {1, "another's", 1}, {ended, "ended", 1}};
-        machine->dropEnded(reply);
+        machine.dropEnded(reply);
         EXPECT_EQ(reply.processes[0].size(), isThis ? 2u : 3u);
-        EXPECT_EQ(machine->factsBeside(reply.snapshot).has_value(), isThis);
+        EXPECT_EQ(machine.factsBeside(reply.snapshot).has_value(), isThis);
     }
 }
 
-TEST_F(MacDetailsTest, HaveNamesAndAreLeftOutWhenImpossible) {
-    MachineDetails& details = *on(R"json({
-        "networkInterfaces": [{"name": "lo0", "received": 1, "sent": 2}, {"name": "en0", "received": 3, "sent": 4}],
-        "temperatureSensors": [{"product": "gas gauge", "temperature": 31.5}, {"product": "cold", "temperature": -61},
-            {"product": "gas gauge", "temperature": -5}, {"temperature": 40}, {"product": "dead", "temperature": null}],
-        "registry": {
-            "IOBlockStorageDriver": [
-                {"name": "d", "properties": {"Statistics": {"Bytes (Read)": 5, "Bytes (Write)": 6}}, "children": [
-                    {"name": "m"}, {"name": "m", "properties": {"BSD Name": "disk1"}}]},
-                {"name": "reader of cards", "properties": {"Statistics": {"Bytes (Read)": 0, "Bytes (Write)": 0}}},
-                {"name": "silent", "children": [{"name": "m", "properties": {"BSD Name": "disk2"}}]}],
-            "AppleSMC": [{"name": "c", "userClient": {
-                "FNum": {"type": "ui8 ", "value": {"bytes": "05"}}, "F0Ac": {"type": "flt ", "value": 1200.5},
-                "F1Ac": {"type": "fpe2", "value": {"bytes": "1389"}}, "F2Ac": {"type": "flt ", "value": -1},
-                "F3Ac": {"type": "sp78", "value": 7}, "F4Ac": {"type": "flt ", "value": 0},
-                "F5Ac": {"type": "flt ", "value": 5}}}]}})json")
-                                   .details();
-    EXPECT_THAT(details.drives(), ElementsAre(FieldsAre("disk1", 5u, 6u)));
-    EXPECT_THAT(details.interfaces(), ElementsAre(FieldsAre("en0", 3u, 4u)));
-    EXPECT_THAT(details.temperatures(), ElementsAre(FieldsAre("gas gauge", 31.5), FieldsAre("gas gauge 2", -5.0)));
-    EXPECT_THAT(details.fans(),
-                ElementsAre(FieldsAre("fan 1", 1200.5), FieldsAre("fan 2", 1250.25), FieldsAre("fan 5", 0.0)));
-}
-
-TEST_F(MacDetailsTest, TellTimesAndLoadsThatCanBe) {
-    for (const auto& [start, now, uptime] : std::initializer_list<std::tuple<int, double, std::optional<Seconds>>>{
-             {1000, 5000, Seconds(3999.5)}, {1000, 900, std::nullopt}, {0, 900, std::nullopt}}) {
-        MacDouble& mac = on(R"({"sysctl": {"kern.boottime": {"bytes": [{"width": 8, "integer": )" +
-                            std::to_string(start) + R"(}, {"width": 8, "integer": 500000}]}}})");
-        described->process.clock.wallTime = WallTime(Seconds(now));
-        EXPECT_EQ(mac.details()->uptime(), uptime) << start;
-    }
-    for (const auto& [last, isTold] : {std::pair(0.0, true), {-1.0, false}, {std::nan(""), false}}) {
-        MacDouble& mac = on("{}");
-        mac.loadAverages[2] = last;
-        EXPECT_EQ(mac.details()->loadAverages(), isTold ? std::optional(mac.loadAverages) : std::nullopt) << last;
-    }
-}
-
-TEST_F(MacDetailsTest, VolumesAreThoseThatPeopleKeepFilesOn) {
-    constexpr std::uint32_t readOnly = 1, hidden = 0x100000;
-    const std::string longest(1024, 'z');
-    MacDouble& mac = on("{}");
-    mac.mount("apfs", "/dev/disk3s5", "/System/Volumes/Data", hidden);
-    mac.mount("apfs", "/dev/disk3s1s1", "/", readOnly);
-    mac.mount("apfs", "/dev/disk1s2", "/System/Volumes/xarts", hidden);
-    mac.mount("apfs", "/dev/disk1s3", "/System/Volumes/Hardware");
-    mac.mount("devfs", "devfs", "/dev");
-    mac.mount("autofs", "map auto_home", "/home");
-    mac.mount("smbfs", "//me@far/share", "/Volumes/share");
-    mac.mount("apfs", "com.apple.TimeMachine.now@/dev/disk3s5", "/Volumes/then");
-    mac.mount("hfs", "/dev/disk5s1", "/Volumes/Installer", readOnly);
-    mac.mount("apfs", "/dev/disk7s1", "/Library/Developer/CoreSimulator/Volumes/iOS", hidden);
-    mac.mount("apfs", "/dev/disk13s1", "/Volumes/Workshop");
-    mac.mount("apfs", "/dev/disk13s2", "/Volumes/Work");
-    mac.mount("exfat", "/dev/disk4s2", "/Volumes/B", 0, 30);
-    mac.mount("exfat", "/dev/disk4s1", "/Volumes/A");
-    mac.mount("hfs", "/dev/disk6s1", "/Volumes/None", 0, 0);
-    mac.mount("hfs", "/dev/disk8s1", longest);
-    const auto volume = [](const std::string& point, std::uint64_t blocks, std::uint64_t available) {
-        return FieldsAre(point, blocks * 4096, available * 4096);
-    };
-    EXPECT_THAT(mac.details()->fileSystems(),
-                ElementsAre(volume("/", 100, 40), volume("/Volumes/A", 100, 40), volume("/Volumes/B", 30, 30),
-                            volume("/Volumes/Work", 100, 40), volume(longest, 100, 40)));
-}
-
-TEST_F(MacDetailsTest, ProcessesHaveAUserAndACommand) {
-    using namespace std::string_literals;
-    ProcessRecord record{};
-    record.startSeconds = 12;
-    record.startMicroseconds = 5;
-    record.pid = 7;
-    std::copy_n("1234567890123456", 17, record.name);
-    record.user = 4'000'000'001;
-    const auto bytes = [&record](std::size_t size = sizeof record) {
-        const auto* const begin = reinterpret_cast<const std::uint8_t*>(&record);
-        return Bytes(begin, begin + size);
-    };
-    MacDouble& mac = on("{}");
-    mac.numbered[{1, 14, 1, 7}] = bytes();
-    for (const auto& [arguments, command] : std::initializer_list<std::pair<std::string, std::string>>{
-             {"\2\0\0\0/bin/tool\0\0\0\0tool\0-v\0SECRET=1\0"s, "tool -v"},
-             {"\3\0\0\0/p\0p\0\0\xFF\n\0SECRET=1\0"s, "p  \xFF\n"},
-             {"\2\0\0\0/p\0p\0cu"s, "p cu"},
-             {"\1\0\0\0/p\0"s + std::string(5000, 'a'), std::string(4096, 'a')},
-             {"\1\0\0\0/bin/to"s, "[1234567890123456]"},
-             {"\0\0\0\0/p\0\0p\0"s, "[1234567890123456]"},
-             {"\1\0\0"s, "[1234567890123456]"},
-             {""s, "[1234567890123456]"}}) {
-        mac.numbered[{1, 49, 7}] = Bytes(arguments.begin(), arguments.end());
-        EXPECT_THAT(mac.details()->process(7).value(), FieldsAre(12'000'005u, "4000000001", command));
-    }
-    mac.numbered.erase({1, 49, 7});  // another user's
-    EXPECT_EQ(mac.details()->process(7).value().command, "[1234567890123456]");
-    mac.numbered[{1, 14, 1, 7}] = bytes(640);
-    mac.numbered[{1, 14, 1, 8}] = bytes();
-    record.pid = 0;
-    mac.numbered[{1, 14, 1, 0}] = bytes();
-    for (const int pid : {0, 7, 8, 9}) EXPECT_FALSE(mac.details()->process(pid)) << pid;
+TEST(MacDetails, OfDamagedRecordsAreLeftOut) {
+    DescribedPlatform described(R"({"sysctl": {"kern.boottime": {"integer": 0, "width": 8}}})");
+    MacDouble mac(*described.machine, described.process.clock);
+    EXPECT_EQ(mac.details()->uptime(), std::nullopt);
+    mac.loadAverages[2] = -1;
+    EXPECT_EQ(mac.details()->loadAverages(), std::nullopt);
+    mac.mount("hfs", "/dev/disk8s1", std::string(2000, 'z'), 0, 100);  // which the record ends
+    EXPECT_EQ(mac.details()->fileSystems().at(0).mountPoint, std::string(1024, 'z'));
+    for (const int pid : {0, 7, 8}) mac.run(pid, std::string("\1\0\0\0/p\0", 7) + std::string(5000, 'a'));
+    EXPECT_EQ(mac.details()->process(8).value().command, std::string(4096, 'a'));
+    mac.numbered[{1, 14, 1, 7}].pop_back();
+    mac.numbered[{1, 14, 1, 9}] = mac.numbered[{1, 14, 1, 8}];
+    for (const int pid : {0, 7, 9}) EXPECT_FALSE(mac.details()->process(pid)) << pid;
 }
 
 }  // namespace

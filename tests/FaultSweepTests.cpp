@@ -53,39 +53,6 @@ void askTheRest(const MachineServices& mac) {
     EXPECT_NE(mac.systemFacts.systemVersion(), "");
 }
 
-/// What people ask besides, as members of a sample.
-Json detailsOf(MachineDetails& details) {
-    const auto figures = [](const std::vector<SensorFigure>& sensors) {
-        Json values;
-        for (const auto& [name, value] : sensors) values[name] = value;
-        return values;
-    };
-    Json drives, interfaces, volumes;
-    for (const auto& [name, read, written] : details.drives()) drives[name] = {read, written};
-    for (const auto& [name, received, sent] : details.interfaces()) interfaces[name] = {received, sent};
-    for (const auto& [point, total, available] : details.fileSystems()) volumes[point] = {total, available};
-    const auto size = details.size().value_or(MachineSize());
-    const auto process = details.process(901).value_or(ProcessFacts());
-    return {{"size", {size.memory, size.processors}},
-            {"drives", drives},
-            {"interfaces", interfaces},
-            {"volumes", volumes},
-            {"loadAverages", details.loadAverages().value_or(std::array<double, 3>())},
-            {"uptime", details.uptime().value_or(Seconds(-1)).count()},
-            {"temperatures", figures(details.temperatures())},
-            {"fans", figures(details.fans())},
-            {"process", process.command}};
-}
-
-void addProcessAndVolume(MacDouble& mac) {
-    ProcessRecord process{};
-    process.pid = 901;
-    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&process);
-    mac.numbered[{1, 14, 1, 901}] = {bytes, bytes + sizeof process};
-    mac.numbered[{1, 49, 901}] = {1, 0, 0, 0, 'p', 0, 'a'};
-    mac.mount("apfs", "/dev/disk1", "/");
-}
-
 using Prepare = std::function<void(MacDouble&)>;
 
 /// The samples of this machine, as described or through a Mac's libraries, which `prepare` may spoil, the last one then
@@ -97,9 +64,10 @@ std::optional<Snapshots> samplesOf(const Json& description, bool isOnMac = false
     if (!machine) return std::nullopt;
     std::optional<MacDouble> mac;
     if (isOnMac) mac.emplace(**machine, fakes.clock, prepare);
+    if (prepare) mac->addTables(std::ifstream(ZQM_TEST_DATA "/fakes/mac/kernel-tables.txt"));
     auto snapshots = sample(mac ? *mac : static_cast<Machine&>(**machine), fakes, 4, [](int) {});
     if (mac) askTheRest(mac->services());
-    if (prepare) addProcessAndVolume(*mac), snapshots.back().update(detailsOf(*mac->details()));
+    if (prepare) snapshots.back().update(detailsOf(*mac->details()));
     mac.reset();
     EXPECT_EQ((*machine)->liveHandles(), 0u);
     return snapshots;
@@ -176,14 +144,14 @@ const Feeding fedByCall{
     {"host_", {"memory"}},
     {"vm_", {"cpu", "load", "size"}},
     {"sysctlbyname", {"cpu", "memory", "size", "uptime"}},
-    {"sysctl", {"interfaces", "network", "process"}},
+    {"sysctl", {"interfaces", "network", "processes"}},
     {"getifaddrs", {"ip"}},
     {"freeifaddrs", {"ip"}},
     {"getloadavg", {"loadAverages"}},
     {"getfsstat", {"volumes"}},
     {"/usr/lib/libIOReport", {"cpu", "gpu", "load", "power"}},
     {"/usr/lib/libSystem",
-     {"cpu", "fans", "interfaces", "ip", "load", "loadAverages", "memory", "network", "power", "process", "size",
+     {"cpu", "fans", "interfaces", "ip", "load", "loadAverages", "memory", "network", "power", "processes", "size",
       "uptime", "volumes"}},
     {"/System/Library/Frameworks/CFNetwork", {"ip"}},
     {"/System/Library/Frameworks/",
@@ -221,7 +189,7 @@ TEST_F(FaultSweep, EachFunctionOfAMacMayFail) {
     }
     EXPECT_EQ(changed,
               (Members{"battery", "cpu", "disk", "drives", "fans", "gpu", "interfaces", "ip", "load", "loadAverages",
-                       "memory", "network", "power", "process", "size", "temperatures", "uptime", "volumes"}));
+                       "memory", "network", "power", "processes", "size", "temperatures", "uptime", "volumes"}));
 }
 
 }  // namespace

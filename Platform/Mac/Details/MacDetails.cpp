@@ -80,7 +80,7 @@ std::vector<SensorFigure> MacDetails::temperatures() {
     for (const auto& sensor : *sensors) {
         const auto name = sensor->product();
         const auto celsius = sensor->temperature();
-        if (name && celsius) addTemperature(figures, *name, *celsius);
+        if (name && !name->empty() && celsius) addTemperature(figures, *name, *celsius);
     }
     return figures;
 }

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <functional>
+#include <istream>
 #include <map>
 #include <memory>
 #include <set>
@@ -47,19 +48,11 @@ public:
     std::vector<FileSystemRecord> fileSystems;
     std::map<std::vector<int>, Bytes> numbered;  // the kernel's values by their numbers, beside the interfaces
 
-    /// Adds a file system of blocks of 4096 bytes, 40 of which are available.
-    void mount(std::string_view type, std::string_view source, std::string_view point, std::uint32_t flags = 0,
-               std::uint64_t blocks = 100) {
-        FileSystemRecord& record = fileSystems.emplace_back();
-        record.blockSize = 4096;
-        record.blocks = blocks;
-        record.free = 50;
-        record.available = 40;
-        record.flags = flags;
-        type.copy(record.typeName, sizeof record.typeName);
-        source.copy(record.source, sizeof record.source);
-        point.copy(record.mountPoint, sizeof record.mountPoint);
-    }
+    void mount(std::string_view type, std::string_view source, std::string_view point, unsigned flags, int blocks);
+    /// A process that began at 12.000005 s and is user 4000000001's, with what its record of arguments holds.
+    void run(int pid, std::string_view arguments);
+    /// What the lines of kernel-tables.txt tell, which explains itself.
+    void addTables(std::istream&& lines);
 
     // For the functions.
     bool fails(std::string_view symbol) const { return failing && failing(symbol); }
