@@ -104,8 +104,6 @@ TEST(FileSystems, AreThoseOnDrivesAtTheirTopmostPoint) {
     EXPECT_THAT(mountPoints("\n7\n - \n"), ElementsAre());
 }
 
-// The goldens of machines on a Mac have most of what their details tell.
-
 TEST(MacDetails, StandBesideTheirOwnSamplesAlone) {
     DescribedPlatform described(R"({"sysctl": {"hw.memsize": {"integer": 4096, "width": 8}}, "hostStatistics":
         {"processors": [{"user": 1, "system": 0, "idle": 0, "nice": 0}]}})");

@@ -135,23 +135,14 @@ std::vector<std::string> MacDouble::symbols() {
 void MacDouble::mount(std::string_view type, std::string_view source, std::string_view point, unsigned flags,
                       int blocks) {
     FileSystemRecord& record = fileSystems.emplace_back();
-    record.blockSize = 4096;
-    record.blocks = static_cast<std::uint64_t>(blocks);
-    record.free = 50;
-    record.available = 40;
-    record.flags = flags;
+    record = {4096, 0, static_cast<std::uint64_t>(blocks), 50, 40, 0, 0, {}, 0, 0, flags, 0, {}, {}, {}, {}};
     type.copy(record.typeName, sizeof record.typeName);
     source.copy(record.source, sizeof record.source);
     point.copy(record.mountPoint, sizeof record.mountPoint);
 }
 
 void MacDouble::run(int pid, std::string_view arguments) {
-    ProcessRecord record{};
-    record.startSeconds = 12;
-    record.startMicroseconds = 5;
-    record.pid = pid;
-    record.user = 4'000'000'001;
-    std::strcpy(record.name, "1234567890123456");
+    const ProcessRecord record{12, 5, {}, pid, {}, "1234567890123456", {}, 4'000'000'001, {}};
     const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&record);
     numbered[{1, 14, 1, pid}] = {bytes, bytes + sizeof record};
     if (!arguments.empty()) numbered[{1, 49, pid}] = {arguments.begin(), arguments.end()};

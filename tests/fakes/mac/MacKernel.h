@@ -154,7 +154,6 @@ struct MacKernel : MacFunctions {
         std::memcpy(record, &told, sizeof told);
         return disk ? 0 : -1;
     }
-
     static int getloadavg(double* averages, int count) {
         std::copy_n(now->loadAverages.begin(), count, averages);
         return count;
