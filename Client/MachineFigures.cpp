@@ -29,13 +29,13 @@ std::uint64_t SteadyCounters::steady(const std::string& device, std::uint64_t by
 
 std::optional<MachineFigures> MachineFiguresReader::look(const SystemSnapshot& sample) {
     if (!factsAt_ || clock_.monotonic() - *factsAt_ >= factsLast) readFacts(sample);
-    if (!readings_) return std::nullopt;
-    figures_.drives = readings_->drives().value_or(std::vector<DriveReading>{});
+    if (!details_) return std::nullopt;
+    figures_.drives = details_->drives();
     for (DriveReading& drive : figures_.drives) {
         drive.read = counters_.steady("read " + drive.name, drive.read);
         drive.written = counters_.steady("written " + drive.name, drive.written);
     }
-    figures_.interfaces = readings_->interfaces().value_or(std::vector<InterfaceReading>{});
+    figures_.interfaces = details_->interfaces();
     for (InterfaceReading& interface : figures_.interfaces) {
         interface.received = counters_.steady("received " + interface.name, interface.received);
         interface.sent = counters_.steady("sent " + interface.name, interface.sent);
@@ -45,12 +45,12 @@ std::optional<MachineFigures> MachineFiguresReader::look(const SystemSnapshot& s
 
 void MachineFiguresReader::readFacts(const SystemSnapshot& sample) {
     factsAt_ = clock_.monotonic();
-    readings_ = machine_.readingsBeside(sample);
+    details_ = machine_.detailsBeside(sample);
     auto facts = machine_.factsBeside(sample);
     figures_.facts = facts ? std::move(*facts) : MachineFacts{};
-    if (MachineDetails* const details = machine_.detailsBeside(sample)) {
-        figures_.facts.temperatures = details->temperatures();
-        figures_.facts.fans = details->fans();
+    if (details_) {
+        figures_.facts.temperatures = details_->temperatures();
+        figures_.facts.fans = details_->fans();
     }
     if (const auto uptime = figures_.facts.uptime) {
         figures_.bootTime = bootTime(clock_.wall(), *uptime, figures_.bootTime);

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "Client/ThisMachine.h"
-#include "Platform/Machine/MachineReadings.h"
 
 namespace zqm {
 
@@ -46,7 +45,7 @@ private:
     ThisMachine machine_;
     Clock& clock_;
     std::optional<MonotonicTime> factsAt_;
-    MachineReadings* readings_ = nullptr;  // null: the samples are another machine's
+    MachineDetails* details_ = nullptr;  // null: the samples are another machine's
     MachineFigures figures_;
     SteadyCounters counters_;
 };

@@ -44,24 +44,17 @@ std::vector<TransferRate> rates(const std::vector<Reading>& before, const std::v
 
 }  // namespace
 
-MachineReadings* ThisMachine::readingsBeside(const SystemSnapshot& sample) {
-    MachineReadings* const readings = machine_->services().readings;
-    if (!readings) return nullptr;
-    const auto memory = readings->memory();
-    const auto ticks = readings->processorTicks();
-    const bool isThis =
-        memory && memory->total == sample.memory.totalBytes && ticks && ticks->size() == sample.cpu.perCoreUsage.size();
-    return isThis ? readings : nullptr;
-}
-
 MachineDetails* ThisMachine::detailsBeside(const SystemSnapshot& sample) {
-    return readingsBeside(sample) ? machine_->details() : nullptr;
+    MachineDetails* const details = machine_->details();
+    const auto size = details ? details->size() : std::nullopt;
+    const bool isThis =
+        size && size->memory == sample.memory.totalBytes && size->processors == sample.cpu.perCoreUsage.size();
+    return isThis ? details : nullptr;
 }
 
 std::optional<MachineFacts> ThisMachine::factsBeside(const SystemSnapshot& sample) {
     MachineDetails* const details = detailsBeside(sample);
     if (!details) return std::nullopt;
-    const MachineServices services = machine_->services();
     const auto& [system, model, processor] = names();
     MachineFacts facts{.system = system,
                        .model = model,
@@ -69,7 +62,7 @@ std::optional<MachineFacts> ThisMachine::factsBeside(const SystemSnapshot& sampl
                        .uptime = details->uptime(),
                        .loadAverages = details->loadAverages(),
                        .fileSystems = details->fileSystems()};
-    addRates(facts, *services.readings);
+    addRates(facts, *details);
     return facts;
 }
 
@@ -81,10 +74,9 @@ const ThisMachine::Names& ThisMachine::names() {
     return *names_;
 }
 
-void ThisMachine::addRates(MachineFacts& facts, MachineReadings& readings) {
+void ThisMachine::addRates(MachineFacts& facts, MachineDetails& details) {
     constexpr double shortestInterval = 0.1;
-    Transfers now{readings.drives().value_or(std::vector<DriveReading>{}),
-                  readings.interfaces().value_or(std::vector<InterfaceReading>{}), std::chrono::steady_clock::now()};
+    Transfers now{details.drives(), details.interfaces(), std::chrono::steady_clock::now()};
     if (transfers_) {
         const double seconds = std::max(Seconds(now.time - transfers_->time).count(), shortestInterval);
         facts.drives = rates(transfers_->drives, now.drives, seconds, &DriveReading::read, &DriveReading::written);

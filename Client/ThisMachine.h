@@ -12,7 +12,6 @@
 
 #include "Platform/Machine.h"
 #include "Platform/Machine/MachineDetails.h"
-#include "Platform/Machine/MachineReadings.h"
 #include "ZQMHelper/Shared/MetricsJson.h"
 
 namespace zqm {
@@ -38,12 +37,11 @@ struct MachineFacts {
 class ThisMachine {
 public:
     /// `root` takes the place of "/", as it does for a helper that reads another tree.
-    explicit ThisMachine(std::string_view root) : machine_(makeNativeMachine(root)) {}
+    explicit ThisMachine(std::string_view root) : ThisMachine(makeNativeMachine(root)) {}
+    explicit ThisMachine(std::unique_ptr<Machine> machine) : machine_(std::move(machine)) {}
 
     /// Null where the sample is of another machine (as much memory and as many processors make it this one), or where
-    /// this one tells no plain facts.
-    MachineReadings* readingsBeside(const SystemSnapshot& sample);
-    /// The same for its details.
+    /// this one tells none.
     MachineDetails* detailsBeside(const SystemSnapshot& sample);
     /// nullopt for another machine's sample.
     std::optional<MachineFacts> factsBeside(const SystemSnapshot& sample);
@@ -65,7 +63,7 @@ private:
         std::string system, model, processor;
     };
     const Names& names();
-    void addRates(MachineFacts& facts, MachineReadings& readings);
+    void addRates(MachineFacts& facts, MachineDetails& details);
 
     std::unique_ptr<Machine> machine_;
     std::optional<Names> names_;  // which stay as they are, while to read them costs more than all the rest

@@ -17,13 +17,15 @@ void restore(SampleHistory::Part part, const std::string& bytes) {
         return;
     }
     const BlockShape shape = std::get<HistoryBlock>(readBlock(bytes)).shape;
-    const std::uint64_t end = std::uint64_t{shape.first + shape.count} * shape.period;
-    const auto now = static_cast<std::uint32_t>(std::min<std::uint64_t>(end, 4000000000));
+    const std::uint64_t end = (std::uint64_t{shape.first} + shape.count) * shape.period;
+    if (end > 4000000000) return;  // years after the last that a sample may have
+    const auto now = static_cast<std::uint32_t>(end);
     const std::string written = history.saved(part, now);
     SampleHistory again;
     require(!again.restore(part, written), "what was written can be read");
     require(again.saved(part, now) == written, "the second writing is the first");
-    for (const std::string& answer : {history.figures(0, now), history.figures(now, 0xFFFFFFFF), history.cores(0, now)}) {
+    for (const std::string& answer :
+         {history.figures(0, now), history.figures(now, 0xFFFFFFFF), history.cores(0, now)}) {
         require(std::holds_alternative<HistoryBlock>(readBlock(answer)), "an answer can be read");
     }
     SystemSnapshot sample;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Client/Web/WebGate.h"
+#include "Support/Text.h"
 #include "fuzz/CommandModel.h"
 #include "fuzz/Fuzzing.h"
 

@@ -1,10 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "Client/ThisMachine.h"
-#include "Platform/Linux/Details/LinuxDetails.h"
+#include "Platform/Linux/LinuxMachine.h"
+#include "tests/fakes/MachinePlatform.h"
 #include "tests/fakes/TemporaryTree.h"
-#include "tests/fakes/VirtualClock.h"
+#include "tests/fakes/mac/MacDouble.h"
 
 namespace zqm {
 namespace {
@@ -30,7 +33,9 @@ struct GraphicsUsersTest : testing::Test {
     TemporaryTree tree;
     VirtualClock clock;
     RootDirectory root{tree.root()};
-    LinuxDetails details{root, clock, ZQM_FAKE_NVML};
+    PosixSettings environment;
+    LinuxReadings readings{root, environment, clock, ""};
+    LinuxDetails details{root, readings, clock, ZQM_FAKE_NVML};
 };
 
 std::string client(int id, std::string_view figures) {
@@ -97,6 +102,40 @@ TEST(FileSystems, AreThoseOnDrivesAtTheirTopmostPoint) {
         ElementsAre("/", "/media/a b\\", "/srv", "/tank"));
     EXPECT_THAT(mountPoints(mount("0:70", "/", "overlay", "overlay")), ElementsAre("/"));
     EXPECT_THAT(mountPoints("\n7\n - \n"), ElementsAre());
+}
+
+TEST(MacDetails, StandBesideTheirOwnSamplesAlone) {
+    DescribedPlatform described(R"({"sysctl": {"hw.memsize": {"integer": 4096, "width": 8}}, "hostStatistics":
+        {"processors": [{"user": 1, "system": 0, "idle": 0, "nice": 0}]}})");
+    ThisMachine machine(std::make_unique<MacDouble>(*described.machine, described.process.clock));
+    const pid_t ended = ::fork();
+    if (ended == 0) ::_exit(0);
+    ::waitpid(ended, nullptr, 0);
+    for (const auto& [memory, processors, isThis] :
+         {std::tuple(4096u, 1u, true), {4097u, 1u, false}, {4096u, 2u, false}}) {
+        SnapshotReply reply;
+        reply.snapshot.memory.totalBytes = memory;
+        reply.snapshot.cpu.perCoreUsage.resize(processors);
+        reply.processes[0] = {{::getpid(), "this", 1}, {1, "another's", 1}, {ended, "ended", 1}};
+        machine.dropEnded(reply);
+        EXPECT_EQ(reply.processes[0].size(), isThis ? 2u : 3u);
+        EXPECT_EQ(machine.factsBeside(reply.snapshot).has_value(), isThis);
+    }
+}
+
+TEST(MacDetails, OfDamagedRecordsAreLeftOut) {
+    DescribedPlatform described(R"({"sysctl": {"kern.boottime": {"integer": 0, "width": 8}}})");
+    MacDouble mac(*described.machine, described.process.clock);
+    EXPECT_EQ(mac.details()->uptime(), std::nullopt);
+    mac.loadAverages[2] = -1;
+    EXPECT_EQ(mac.details()->loadAverages(), std::nullopt);
+    mac.mount("hfs", "/dev/disk8s1", std::string(2000, 'z'), 0, 100);  // which the record ends
+    EXPECT_EQ(mac.details()->fileSystems().at(0).mountPoint, std::string(1024, 'z'));
+    for (const int pid : {0, 7, 8}) mac.run(pid, std::string("\1\0\0\0/p\0", 7) + std::string(5000, 'a'));
+    EXPECT_EQ(mac.details()->process(8).value().command, std::string(4096, 'a'));
+    mac.numbered[{1, 14, 1, 7}].pop_back();
+    mac.numbered[{1, 14, 1, 9}] = mac.numbered[{1, 14, 1, 8}];
+    for (const int pid : {0, 7, 9}) EXPECT_FALSE(mac.details()->process(pid)) << pid;
 }
 
 }  // namespace

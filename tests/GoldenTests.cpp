@@ -98,7 +98,12 @@ std::map<std::string, std::string> looksOf(Machine& machine, FakePlatform& proce
 
 std::map<std::string, std::string> looksOnMac(Machine& described, FakePlatform& process) {
     MacDouble mac(described, process.clock);
-    return looksOf(mac, process);
+    mac.addTables(std::ifstream(fs::path(ZQM_TEST_DATA) / "fakes/mac/kernel-tables.txt"));
+    auto looks = looksOf(mac, process);
+    ordered_json details = detailsOf(*mac.details());
+    roundNumbers(details);
+    looks[".details"] = details.dump(4) + "\n";
+    return looks;
 }
 
 TEST_P(GoldenMachine, LooksAsReviewed) {

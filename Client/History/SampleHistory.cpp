@@ -76,11 +76,11 @@ void HistoryTier::take(const HistoryBlock& block) {
     for (std::size_t track = 0; track < shape.names.size(); ++track) {
         const auto known = fromRawValue<Track>(shape.names[track]);
         if (!known) continue;  // of a later version
-        for (std::size_t part = 0; part < shape.parts; ++part) {
-            const std::size_t row = indexOf(*known) * parts() + part;
-            for (std::uint32_t i = 0; i < shape.count; ++i) {
-                const float value = block.at(track, part, i);
-                if (std::isfinite(value)) ring_.put(row, shape.first + i, value);
+        for (std::uint32_t i = 0; i < shape.count; ++i) {
+            bool isKnown = true;
+            for (std::size_t part = 0; part < shape.parts; ++part) isKnown &= std::isfinite(block.at(track, part, i));
+            for (std::size_t part = 0; isKnown && part < shape.parts; ++part) {
+                ring_.put(indexOf(*known) * parts() + part, shape.first + i, block.at(track, part, i));
             }
         }
     }

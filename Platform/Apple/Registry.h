@@ -43,7 +43,8 @@ public:
 /// |------------------------------------|--------------------------------------------------------------------------|
 /// | "AppleARMPE"                       | the machine; children "cpuN" with "cluster-type" ("E", "P", "M") as bytes |
 /// | "AppleARMIODevice"                 | devices; the one whose "name" is "pmgr" holds the frequency tables       |
-/// | "IOBlockStorageDriver"             | a whole drive; "Statistics" with "Bytes (Read)" and "Bytes (Write)"      |
+/// | "IOBlockStorageDriver"             | a whole drive; "Statistics" with "Bytes (Read)" and "Bytes (Write)"; its |
+/// |                                    | child, the medium, has a "BSD Name"                                      |
 /// | "IOAccelerator"                    | a GPU; "PerformanceStatistics"                                           |
 /// | "AppleSmartBattery"                | the battery's gauge                                                      |
 /// | "AppleSMCKeysEndpoint", "AppleSMC" | the system management controller, opened as a user client                |

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Platform/Apple/PropertyValue.h"
+#include "Support/Text.h"
 
 namespace zqm {
 
@@ -18,6 +19,7 @@ namespace zqm {
 /// | "hw.memsize"                           | 8: installed memory                                                 |
 /// | "vm.swapusage"                         | 32: total, available, used (8 each, bytes), page size, flag         |
 /// | "kern.memorystatus_vm_pressure_level"  | 4: 1 normal, 2 warning, 4 critical                                  |
+/// | "kern.boottime"                        | 16: its start by the wall clock: seconds (8), microseconds (4)      |
 /// | "hw.nperflevels"                       | 4: kinds of processors                                              |
 /// | "hw.perflevelN.name", ".physicalcpu"   | text, 4: kind N, the fastest first, and its number of processors    |
 /// | "hw.model", "machdep.cpu.brand_string" | text                                                                |
@@ -40,11 +42,11 @@ std::optional<Value> sysctlValue(Sysctl& sysctl, std::string_view name) {
     return value;
 }
 
-/// The value as text up to its first NUL byte; nullopt when unknown.
+/// The value as text up to its first NUL byte, repaired where it is no UTF-8; nullopt when unknown or without a byte.
 inline std::optional<std::string> sysctlText(Sysctl& sysctl, std::string_view name) {
     const auto bytes = sysctl.read(name);
-    if (!bytes) return std::nullopt;
-    return std::string(bytes->begin(), std::find(bytes->begin(), bytes->end(), std::uint8_t{0}));
+    if (!bytes || bytes->empty()) return std::nullopt;
+    return repairUtf8(std::string(bytes->begin(), std::find(bytes->begin(), bytes->end(), std::uint8_t{0})));
 }
 
 }  // namespace zqm

@@ -1,11 +1,9 @@
 #include "Platform/Described/DescribedServices.h"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "Platform/Described/Reading.h"
 #include "Platform/Posix/Sockets.h"
-#include "Support/Text.h"
 
 namespace zqm {
 namespace {
@@ -118,13 +116,6 @@ std::optional<PropertyDictionary> DescribedProxySettings::proxySettings() {
 
 std::optional<std::string> DescribedSystemFacts::bundleText(std::string_view key) {
     return Reading(model_).text(memberOf(memberOf(&model_.description, "systemFacts", "bundle"), key));
-}
-
-/// A text of the kernel's values; nullopt when it is unknown or empty.
-std::optional<std::string> DescribedSystemFacts::told(std::string_view name) {
-    const auto bytes = sysctl_.read(name);
-    if (!bytes || bytes->empty()) return std::nullopt;
-    return repairUtf8(std::string(bytes->begin(), std::find(bytes->begin(), bytes->end(), std::uint8_t{0})));
 }
 
 std::string DescribedSystemFacts::systemVersion() {

@@ -66,12 +66,10 @@ public:
     std::optional<std::string> bundleText(std::string_view key) override;
     /// "unknown" when it is left out or fails.
     std::string systemVersion() override;
-    std::optional<std::string> hardwareModel() override { return told("hw.model"); }
-    std::optional<std::string> processorName() override { return told("machdep.cpu.brand_string"); }
+    std::optional<std::string> hardwareModel() override { return sysctlText(sysctl_, "hw.model"); }
+    std::optional<std::string> processorName() override { return sysctlText(sysctl_, "machdep.cpu.brand_string"); }
 
 private:
-    std::optional<std::string> told(std::string_view name);
-
     MachineModel& model_;
     Sysctl& sysctl_;
 };

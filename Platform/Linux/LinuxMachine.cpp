@@ -16,7 +16,7 @@ LinuxMachine::LinuxMachine(std::string_view root, Clock& clock)
       processTable_(root_, clock, [this] { return readings_.packageMillijoules(); }),
       taskCounters_(root_, processTable_.known()),
       systemFacts_(root_, ZQM_VERSION),
-      details_(root_, clock, nvidiaLibrary(root_)) {}
+      details_(root_, readings_, clock, nvidiaLibrary(root_)) {}
 
 MachineServices LinuxMachine::services() {
     return {absentAppleServices(), &readings_, &processTable_, nullptr, taskCounters_, systemFacts_, *this};

@@ -8,6 +8,8 @@
 #include <net/if.h>
 #include <net/if_dl.h>
 #include <netinet/in.h>
+#include <stdlib.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/sysctl.h>
 
@@ -65,6 +67,23 @@ ZQM_FIELD(UsageRecord, bytesRead, rusage_info_v4, ri_diskio_bytesread);
 ZQM_FIELD(UsageRecord, bytesWritten, rusage_info_v4, ri_diskio_byteswritten);
 static_assert(sizeof(UsageRecord) == sizeof(rusage_info_v4));
 
+ZQM_FIELD(ProcessRecord, startSeconds, kinfo_proc, kp_proc.p_un.__p_starttime.tv_sec);
+ZQM_FIELD(ProcessRecord, startMicroseconds, kinfo_proc, kp_proc.p_un.__p_starttime.tv_usec);
+ZQM_FIELD(ProcessRecord, pid, kinfo_proc, kp_proc.p_pid);
+ZQM_FIELD(ProcessRecord, name, kinfo_proc, kp_proc.p_comm);
+ZQM_FIELD(ProcessRecord, user, kinfo_proc, kp_eproc.e_ucred.cr_uid);
+static_assert(sizeof(ProcessRecord) == sizeof(kinfo_proc));
+
+using FileSystemOfSystem = struct statfs;
+ZQM_FIELD(FileSystemRecord, blockSize, FileSystemOfSystem, f_bsize);
+ZQM_FIELD(FileSystemRecord, blocks, FileSystemOfSystem, f_blocks);
+ZQM_FIELD(FileSystemRecord, available, FileSystemOfSystem, f_bavail);
+ZQM_FIELD(FileSystemRecord, flags, FileSystemOfSystem, f_flags);
+ZQM_FIELD(FileSystemRecord, typeName, FileSystemOfSystem, f_fstypename);
+ZQM_FIELD(FileSystemRecord, mountPoint, FileSystemOfSystem, f_mntonname);
+ZQM_FIELD(FileSystemRecord, source, FileSystemOfSystem, f_mntfromname);
+static_assert(sizeof(FileSystemRecord) == sizeof(FileSystemOfSystem));
+
 template <class Ours, class Theirs>
 constexpr bool isShapedLike = sizeof(Ours) == sizeof(Theirs) && std::is_pointer_v<Ours> == std::is_pointer_v<Theirs>;
 template <>
@@ -79,6 +98,7 @@ ZQM_HOST(ZQM_COMPARE)
 ZQM_SYSCTL(ZQM_COMPARE)
 ZQM_ADDRESSES(ZQM_COMPARE)
 ZQM_TASKS(ZQM_COMPARE)
+ZQM_DETAILS(ZQM_COMPARE)
 
 }  // namespace
 }  // namespace zqm

@@ -16,24 +16,23 @@ MacMachine::MacMachine(DynamicLibraries& libraries, Clock& clock)
       taskCounters_(mach_, libraries),
       systemFacts_(core_, sysctl_, libraries),
       sources_({libraries, hostStatistics_, sysctl_, addresses_, proxySettings_, registry_, ioReport_, powerSources_,
-                temperatureSensors_, taskCounters_}) {}
+                temperatureSensors_, taskCounters_}),
+      details_(libraries, appleServices(), sysctl_, clock) {}
+
+AppleServices MacMachine::appleServices() {
+    return {.hostStatistics = hostStatistics_,
+            .sysctl = sysctl_,
+            .networkInterfaces = sysctl_,
+            .interfaceAddresses = addresses_,
+            .proxySettings = proxySettings_,
+            .registry = registry_,
+            .ioReport = ioReport_,
+            .powerSources = powerSources_,
+            .temperatureSensors = temperatureSensors_};
+}
 
 MachineServices MacMachine::services() {
-    return {{.hostStatistics = hostStatistics_,
-             .sysctl = sysctl_,
-             .networkInterfaces = sysctl_,
-             .interfaceAddresses = addresses_,
-             .proxySettings = proxySettings_,
-             .registry = registry_,
-             .ioReport = ioReport_,
-             .powerSources = powerSources_,
-             .temperatureSensors = temperatureSensors_},
-            nullptr,
-            nullptr,
-            nullptr,
-            taskCounters_,
-            systemFacts_,
-            sources_};
+    return {appleServices(), nullptr, nullptr, nullptr, taskCounters_, systemFacts_, sources_};
 }
 
 }  // namespace zqm

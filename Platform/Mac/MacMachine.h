@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Mac/Details/MacDetails.h"
 #include "Platform/Mac/MacAddresses.h"
 #include "Platform/Mac/MacHostStatistics.h"
 #include "Platform/Mac/MacIOReport.h"
@@ -20,8 +21,11 @@ class MacMachine final : public Machine {
 public:
     MacMachine(DynamicLibraries& libraries, Clock& clock);
     MachineServices services() override;
+    MachineDetails* details() override { return &details_; }
 
 private:
+    AppleServices appleServices();
+
     const CoreFoundation core_;
     const MachCalls mach_;
     MacHostStatistics hostStatistics_;
@@ -35,6 +39,7 @@ private:
     MacTaskCounters taskCounters_;
     MacSystemFacts systemFacts_;
     MacSources sources_;
+    MacDetails details_;
 };
 
 }  // namespace zqm

@@ -6,7 +6,6 @@ namespace zqm {
 namespace {
 
 constexpr std::size_t mostBytes = 1 << 20;
-constexpr std::size_t room = 4096;  // for interfaces that come between the two calls
 
 constexpr std::uint8_t interfaceInfo2 = 0x12;  // RTM_IFINFO2
 constexpr std::uint8_t linkFamily = 18;        // AF_LINK
@@ -46,11 +45,18 @@ std::optional<Bytes> MacSysctl::read(std::string_view name) {
         0);
 }
 
-std::optional<std::vector<LinkInterface>> MacSysctl::links() {
+std::optional<Bytes> MacSysctl::read(std::vector<int> name, std::size_t room) {
     if (!calls_.sysctl) return std::nullopt;
-    int table[] = {4, 17, 0, 0, 6, 0};  // CTL_NET, PF_ROUTE, …, NET_RT_IFLIST2, all interfaces
-    const auto bytes =
-        valueOf([&](void* value, std::size_t* size) { return calls_.sysctl(table, 6, value, size, nullptr, 0); }, room);
+    return valueOf(
+        [&](void* value, std::size_t* size) {
+            return calls_.sysctl(name.data(), static_cast<unsigned>(name.size()), value, size, nullptr, 0);
+        },
+        room);
+}
+
+std::optional<std::vector<LinkInterface>> MacSysctl::links() {
+    constexpr std::size_t room = 4096;                   // for interfaces that come between the two calls
+    const auto bytes = read({4, 17, 0, 0, 6, 0}, room);  // CTL_NET, PF_ROUTE, …, NET_RT_IFLIST2, all interfaces
     if (!bytes) return std::nullopt;
     std::vector<LinkInterface> links;
     std::uint16_t length = 0;

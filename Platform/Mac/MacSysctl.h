@@ -13,6 +13,9 @@ public:
     explicit MacSysctl(DynamicLibraries& libraries) : calls_(libraries) {}
     std::optional<Bytes> read(std::string_view name) override;
     std::optional<std::vector<LinkInterface>> links() override;
+    /// The value of what is named by numbers alone, with `room` for what it grows by meanwhile; nullopt when the kernel
+    /// refuses it.
+    std::optional<Bytes> read(std::vector<int> name, std::size_t room = 0);
 
     /// What the system lacks; empty: nothing.
     const std::string& missing() const { return calls_.missing(); }

@@ -16,12 +16,10 @@ public:
     std::optional<std::string> bundleText(std::string_view key) override;
     /// As in "Version 15.1 (Build 24B83)"; "unknown" when either number is not told.
     std::string systemVersion() override;
-    std::optional<std::string> hardwareModel() override { return told("hw.model"); }
-    std::optional<std::string> processorName() override { return told("machdep.cpu.brand_string"); }
+    std::optional<std::string> hardwareModel() override { return sysctlText(sysctl_, "hw.model"); }
+    std::optional<std::string> processorName() override { return sysctlText(sysctl_, "machdep.cpu.brand_string"); }
 
 private:
-    std::optional<std::string> told(std::string_view name);
-
     const CoreFoundation& core_;
     Sysctl& sysctl_;
     const BundleCalls calls_;

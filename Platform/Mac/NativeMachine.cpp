@@ -8,6 +8,7 @@ namespace {
 class ThisMachine final : public Machine {
 public:
     MachineServices services() override { return machine_.services(); }
+    MachineDetails* details() override { return machine_.details(); }
 
 private:
     SystemLibraries libraries_;

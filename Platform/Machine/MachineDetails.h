@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Machine/MachineReadings.h"
 #include "Platform/Process/Clock.h"
 
 namespace zqm {
@@ -45,10 +46,25 @@ struct SensorFigure {
     double value = 0;
 };
 
+/// Add a figure, unless it is impossible: a sensor that is broken or not there. One whose name is taken gets a number.
+void addTemperature(std::vector<SensorFigure>& figures, const std::string& name, double celsius);
+void addFan(std::vector<SensorFigure>& figures, const std::string& name, double turnsPerMinute);
+
+/// What tells one machine from another, as their samples show it.
+struct MachineSize {
+    std::uint64_t memory = 0;  // installed, bytes
+    std::size_t processors = 0;
+};
+
 /// What a person asks a machine now and then and no sample holds. One thread at a time; nothing here is for a tick.
 class MachineDetails {
 public:
     virtual ~MachineDetails() = default;
+    /// nullopt when either cannot be read.
+    virtual std::optional<MachineSize> size() = 0;
+    /// The drives and interfaces that a sample's sums are made of; empty also when they cannot be read.
+    virtual std::vector<DriveReading> drives() = 0;
+    virtual std::vector<InterfaceReading> interfaces() = 0;
     /// Of the processes that this user may look into, those whose cards' drivers count; empty: no driver does.
     virtual std::vector<GraphicsUser> graphicsUsers() = 0;
     virtual bool isRunning(std::int32_t pid) = 0;

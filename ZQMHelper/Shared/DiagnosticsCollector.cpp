@@ -137,12 +137,6 @@ DiagnosticsCollector::Lines DiagnosticsCollector::identity() {
             "Chip: " + told(facts.processorName())};
 }
 
-std::string DiagnosticsCollector::sysctlString(std::string_view name) {
-    const auto bytes = platform_.sysctl.read(name);
-    if (!bytes || bytes->empty()) return "?";
-    return repairUtf8(std::string(bytes->begin(), std::find(bytes->begin(), bytes->end(), std::uint8_t{0})));
-}
-
 DiagnosticsCollector::Lines DiagnosticsCollector::performanceLevels() {
     constexpr std::int64_t mostLevels = 64;  // a wrong figure must not fill the report
     const auto integer = [this](const std::string& name) {
@@ -152,7 +146,7 @@ DiagnosticsCollector::Lines DiagnosticsCollector::performanceLevels() {
     Lines lines{"nperflevels: " + std::to_string(levels)};
     for (std::int64_t i = 0; i < std::min(levels, mostLevels); ++i) {
         const std::string level = "perflevel" + std::to_string(i);
-        lines.push_back(level + ": " + sysctlString("hw." + level + ".name") + " ×" +
+        lines.push_back(level + ": " + sysctlText(platform_.sysctl, "hw." + level + ".name").value_or("?") + " ×" +
                         std::to_string(integer("hw." + level + ".physicalcpu")));
     }
     return lines;

@@ -39,7 +39,6 @@ private:
     Lines ioreportChannels();
     Lines ioreportAllSubgroups();
     Lines smcKeys();
-    std::string sysctlString(std::string_view name);
 
     Platform& platform_;
     IOReportLoader loader_;

@@ -1,6 +1,6 @@
 #include "ZQMHelper/Shared/DiskReader.h"
 
-#include "Platform/Apple/Registry.h"
+#include "Platform/Apple/TransferCounters.h"
 #include "Platform/Machine/MachineReadings.h"
 
 namespace zqm {
@@ -22,11 +22,10 @@ BytePair registryCounters(Registry& registry) {
     const auto drives = registry.services("IOBlockStorageDriver");
     if (!drives) return bytes;
     for (const auto& drive : *drives) {
-        const auto property = drive->property("Statistics");
-        const PropertyDictionary* statistics = property ? asDictionary(&*property) : nullptr;
-        if (!statistics) continue;
-        bytes.incoming += asCount(find(*statistics, "Bytes (Read)")).value_or(0);
-        bytes.outgoing += asCount(find(*statistics, "Bytes (Write)")).value_or(0);
+        const auto counters = driveCounters(*drive);
+        if (!counters) continue;
+        bytes.incoming += counters->read;
+        bytes.outgoing += counters->written;
     }
     return bytes;
 }

@@ -22,8 +22,6 @@ public:
     double SMCPowerRead(std::string_view key);
 
 private:
-    void open();
-
     Registry& registry_;
     std::once_flag opened_;
     Mutex calls_;

@@ -56,6 +56,13 @@ class Browser(Program):
             raise SystemExit(f"{method}: {answer['error']}")
         return answer["result"]
 
+    def open_window(self, url, width, height):
+        target = self.call("Target.createTarget", url=url)["targetId"]
+        session = self.call("Target.attachToTarget", targetId=target, flatten=True)["sessionId"]
+        self.call("Emulation.setDeviceMetricsOverride", session, width=width, height=height, deviceScaleFactor=1,
+                  mobile=False)
+        return session
+
     def open_page(self, url):
         target = self.call("Target.createTarget", url=url)["targetId"]
         session = self.call("Target.attachToTarget", targetId=target, flatten=True)["sessionId"]

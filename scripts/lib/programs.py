@@ -173,24 +173,27 @@ class Helper(Program):
 
 
 class Web(Program):
-    """`zephlon web` beside a helper."""
+    """`zephlon web` beside a helper, whose home it shares for the token."""
     name = "zephlon web"
 
     def __init__(self, helper):
         self.helper = helper
         super().__init__()
 
-    def command(self, *options):
-        return [BUILD / "zephlon", "--port", str(self.helper.port), "web",
-                *(options or ("--listen", f"127.0.0.1:{self.port}"))]
+    def zephlon(self, *words):
+        return [BUILD / "zephlon", "--port", str(self.helper.port), "web", *words]
+
+    def command(self):
+        return self.zephlon("--listen", f"127.0.0.1:{self.port}")
 
     def environment(self):
-        return {**self.helper.environment(), "LC_ALL": "C.UTF-8"}
+        return self.helper.environment()
 
     def is_serving(self):
-        url = subprocess.run(self.command("--url"), env=self.environment(), capture_output=True, text=True)
-        self.address = url.stdout.strip()  # with the key
-        return self.address and self.get()
+        done = subprocess.run(self.zephlon("--url"), env={**os.environ, **self.environment()}, capture_output=True, text=True)
+        self.url = done.stdout.strip()
+        self.headers = f"Authorization: Bearer {self.url.partition('#')[2]}\r\n"
+        return done.returncode == 0
 
 
 class Nginx(Program):

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Machine/MachineDetails.h"
 #include "ZQMHelper/Shared/MetricsJson.h"
 #include "ZQMHelper/Shared/MonitorEngine.h"
 #include "tests/fakes/MachinePlatform.h"
@@ -41,6 +42,26 @@ inline Snapshots sample(Machine& machine, FakePlatform& fakes, int count,
         snapshots.push_back(published ? nlohmann::json::parse(*published) : nlohmann::json());
     }
     return snapshots;
+}
+
+/// What people ask besides, as members of a sample; processes 901 to 909.
+inline nlohmann::json detailsOf(MachineDetails& details) {
+    nlohmann::json told{{"drives", nullptr},       {"interfaces", nullptr}, {"volumes", nullptr},
+                        {"temperatures", nullptr}, {"fans", nullptr},       {"processes", nullptr},
+                        {"loadAverages", nullptr}, {"uptime", nullptr},     {"size", nullptr}};
+    for (const auto& [name, read, written] : details.drives()) told["drives"][name] = {read, written};
+    for (const auto& [name, received, sent] : details.interfaces()) told["interfaces"][name] = {received, sent};
+    for (const auto& [point, total, available] : details.fileSystems()) told["volumes"][point] = {total, available};
+    for (const auto& [name, celsius] : details.temperatures()) told["temperatures"][name] = celsius;
+    for (const auto& [name, turns] : details.fans()) told["fans"][name] = turns;
+    for (int pid = 901; pid < 910; ++pid) {
+        const auto facts = details.process(pid);
+        if (facts) told["processes"][std::to_string(pid)] = {facts->startTime, facts->user, facts->command};
+    }
+    if (const auto loads = details.loadAverages()) told["loadAverages"] = *loads;
+    if (const auto uptime = details.uptime()) told["uptime"] = uptime->count();
+    if (const auto size = details.size()) told["size"] = {size->memory, size->processors};
+    return told;
 }
 
 /// Equal but for the last digits of numbers: times add up differently when a reader that failed did not wait.

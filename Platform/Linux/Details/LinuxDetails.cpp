@@ -1,7 +1,6 @@
 #include "Platform/Linux/Details/LinuxDetails.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -9,20 +8,16 @@
 
 #include "Platform/Linux/Processes/ProcessFiles.h"
 #include "Platform/Linux/Processes/ProcessScan.h"
+#include "Platform/Posix/UserName.h"
 #include "Support/Text.h"
 
 namespace zqm {
-namespace {
 
-std::string userName(uid_t user) {
-    std::array<char, 4096> buffer;
-    passwd entry{};
-    passwd* found = nullptr;
-    ::getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found);
-    return found ? found->pw_name : std::to_string(user);
+std::optional<MachineSize> LinuxDetails::size() {
+    const auto memory = readings_.memory();
+    const auto ticks = readings_.processorTicks();
+    return memory && ticks ? std::optional(MachineSize{memory->total, ticks->size()}) : std::nullopt;
 }
-
-}  // namespace
 
 std::optional<ProcessFacts> LinuxDetails::process(std::int32_t pid) {
     const std::string directory = root_.path("/proc/" + std::to_string(pid));

@@ -13,9 +13,15 @@ namespace zqm {
 /// What a Linux machine tells people besides its figures.
 class LinuxDetails final : public MachineDetails {
 public:
-    LinuxDetails(const RootDirectory& root, Clock& clock, std::string nvidiaLibrary)
-        : root_(root), graphicsUsers_(root, clock, std::move(nvidiaLibrary)) {}
+    /// `readings` of the same machine, on the same thread; all outlive it.
+    LinuxDetails(const RootDirectory& root, MachineReadings& readings, Clock& clock, std::string nvidiaLibrary)
+        : root_(root), readings_(readings), graphicsUsers_(root, clock, std::move(nvidiaLibrary)) {}
 
+    std::optional<MachineSize> size() override;
+    std::vector<DriveReading> drives() override { return readings_.drives().value_or(std::vector<DriveReading>{}); }
+    std::vector<InterfaceReading> interfaces() override {
+        return readings_.interfaces().value_or(std::vector<InterfaceReading>{});
+    }
     std::vector<GraphicsUser> graphicsUsers() override { return graphicsUsers_.read(); }
     bool isRunning(std::int32_t pid) override { return root_.exists("/proc/" + std::to_string(pid)); }
     std::optional<ProcessFacts> process(std::int32_t pid) override;
@@ -27,6 +33,7 @@ public:
 
 private:
     const RootDirectory& root_;
+    MachineReadings& readings_;
     GraphicsUsers graphicsUsers_;
 };
 

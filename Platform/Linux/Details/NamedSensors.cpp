@@ -1,6 +1,5 @@
 #include "Platform/Linux/Details/NamedSensors.h"
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,16 +8,6 @@
 
 namespace zqm {
 namespace {
-
-void add(std::vector<SensorFigure>& figures, const std::string& name, double value) {
-    std::string unique = name;
-    for (int number = 2;
-         std::any_of(figures.begin(), figures.end(), [&](const SensorFigure& figure) { return figure.name == unique; });
-         ++number) {
-        unique = name + " " + std::to_string(number);
-    }
-    figures.push_back({std::move(unique), value});
-}
 
 std::optional<std::int64_t> number(const RootDirectory& root, const std::string& file) {
     const auto text = root.text(file);
@@ -44,33 +33,29 @@ std::vector<std::pair<std::string, std::int64_t>> chipFigures(const RootDirector
     return figures;
 }
 
-void addCelsius(std::vector<SensorFigure>& figures, const std::string& name, std::int64_t thousandths) {
-    constexpr std::int64_t coldest = -60'000;
-    constexpr std::int64_t hottest = 200'000;
-    if (thousandths > coldest && thousandths < hottest && thousandths != 0) {
-        add(figures, name, static_cast<double>(thousandths) / 1000);
-    }
+double celsius(std::int64_t thousandths) {
+    return static_cast<double>(thousandths) / 1000;
 }
 
 }  // namespace
 
 std::vector<SensorFigure> readTemperatures(const RootDirectory& root) {
     std::vector<SensorFigure> figures;
-    for (const auto& [name, value] : chipFigures(root, "temp")) addCelsius(figures, name, value);
+    for (const auto& [name, value] : chipFigures(root, "temp")) addTemperature(figures, name, celsius(value));
     if (!figures.empty()) return figures;
     for (const std::string& zone : root.names("/sys/class/thermal", "thermal_zone")) {
         const std::string directory = "/sys/class/thermal/" + zone + "/";
         const auto value = number(root, directory + "temp");
-        if (value) addCelsius(figures, repairUtf8(root.text(directory + "type").value_or(zone)), *value);
+        const std::string type = repairUtf8(root.text(directory + "type").value_or(zone));
+        if (value) addTemperature(figures, type, celsius(*value));
     }
     return figures;
 }
 
 std::vector<SensorFigure> readFans(const RootDirectory& root) {
-    constexpr std::int64_t fastest = 100'000;
     std::vector<SensorFigure> figures;
     for (const auto& [name, value] : chipFigures(root, "fan")) {
-        if (value >= 0 && value < fastest) add(figures, name, static_cast<double>(value));
+        addFan(figures, name, static_cast<double>(value));
     }
     return figures;
 }

@@ -72,4 +72,28 @@ struct UsageRecord {
     std::uint64_t rest[17];
 };
 
+/// KERN_PROC_PID.
+struct ProcessRecord {
+    std::int64_t startSeconds;
+    std::int32_t startMicroseconds;
+    std::uint8_t state[28];
+    std::int32_t pid;
+    std::uint8_t times[199];
+    char name[17];
+    std::uint8_t credentials[160];
+    std::uint32_t user;  // whose rights it has
+    std::uint8_t rest[224];
+};
+static_assert(sizeof(ProcessRecord) == 648 && offsetof(ProcessRecord, user) == 420);
+
+/// A mounted file system, of systems whose inodes have 64 bits. Texts that fill their field are not terminated.
+struct FileSystemRecord {
+    std::uint32_t blockSize, transferSize;
+    std::uint64_t blocks, free, available, files, freeFiles;
+    std::uint32_t identity[2], owner, type, flags, subtype;
+    char typeName[16], mountPoint[1024], source[1024];
+    std::uint32_t rest[8];
+};
+static_assert(sizeof(FileSystemRecord) == 2168);
+
 }  // namespace zqm

@@ -34,11 +34,17 @@ inline constexpr const char* libSystemPath = "/usr/lib/libSystem.B.dylib";
     SYMBOL(task_name_for_pid, KernelReturn(MachPort task, int pid, MachPort* name))                                    \
     SYMBOL(task_info, KernelReturn(MachPort name, unsigned flavor, void* record, std::uint32_t* count))                \
     SYMBOL(proc_pid_rusage, int(int pid, int flavor, void* record))
+
+/// Both return how many of the list there are; without a buffer getfsstat tells how many there would be.
+#define ZQM_DETAILS(SYMBOL)                                                                                            \
+    SYMBOL(getloadavg, int(double* averages, int count))                                                               \
+    SYMBOL(getfsstat, int(FileSystemRecord* buffer, int size, int flags))
 // clang-format on
 ZQM_CALL_TABLE(MachCalls, libSystemPath, ZQM_MACH);
 ZQM_CALL_TABLE(HostCalls, libSystemPath, ZQM_HOST);
 ZQM_CALL_TABLE(SysctlCalls, libSystemPath, ZQM_SYSCTL);
 ZQM_CALL_TABLE(AddressCalls, libSystemPath, ZQM_ADDRESSES);
 ZQM_CALL_TABLE(TaskCalls, libSystemPath, ZQM_TASKS);
+ZQM_CALL_TABLE(DetailCalls, libSystemPath, ZQM_DETAILS);
 
 }  // namespace zqm

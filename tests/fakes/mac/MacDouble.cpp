@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <sstream>
 
 #include "Platform/Mac/Libraries/IOReportCalls.h"
 #include "tests/fakes/mac/MacFrameworks.h"
@@ -67,7 +68,9 @@ const std::map<std::string_view, Library> exported{
      {ZQM_REGISTRY(EXPORT) ZQM_USER_CLIENT(EXPORT) ZQM_POWER_SOURCES(EXPORT) ZQM_ADAPTER(EXPORT) ZQM_SENSORS(EXPORT)}},
     {IOReportCalls::path, {ZQM_IO_REPORT(EXPORT)}},
     {ioReportFramework, {ZQM_IO_REPORT(EXPORT)}},
-    {libSystemPath, {ZQM_MACH(EXPORT) ZQM_HOST(EXPORT) ZQM_SYSCTL(EXPORT) ZQM_ADDRESSES(EXPORT) ZQM_TASKS(EXPORT)}},
+    {libSystemPath,
+     {ZQM_MACH(EXPORT) ZQM_HOST(EXPORT) ZQM_SYSCTL(EXPORT) ZQM_ADDRESSES(EXPORT) ZQM_TASKS(EXPORT)
+          ZQM_DETAILS(EXPORT)}},
     {ProxyCalls::path, {ZQM_PROXIES(EXPORT)}}};
 
 #define NAME(name, ...) #name,
@@ -127,6 +130,36 @@ std::vector<std::string> MacDouble::symbols() {
         }
     }
     return names;
+}
+
+void MacDouble::mount(std::string_view type, std::string_view source, std::string_view point, unsigned flags,
+                      int blocks) {
+    FileSystemRecord& record = fileSystems.emplace_back();
+    record = {4096, 0, static_cast<std::uint64_t>(blocks), 50, 40, 0, 0, {}, 0, 0, flags, 0, {}, {}, {}, {}};
+    type.copy(record.typeName, sizeof record.typeName);
+    source.copy(record.source, sizeof record.source);
+    point.copy(record.mountPoint, sizeof record.mountPoint);
+}
+
+void MacDouble::run(int pid, std::string_view arguments) {
+    const ProcessRecord record{12, 5, {}, pid, {}, "1234567890123456", {}, 4'000'000'001, {}};
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&record);
+    numbered[{1, 14, 1, pid}] = {bytes, bytes + sizeof record};
+    if (!arguments.empty()) numbered[{1, 49, pid}] = {arguments.begin(), arguments.end()};
+}
+
+void MacDouble::addTables(std::istream&& lines) {
+    for (std::string line, kind, first, second, third; std::getline(lines, line);) {
+        std::istringstream words(line);
+        int number = 0, flags = 0;
+        if (words >> kind && kind == "volume" && words >> number >> std::hex >> flags >> first >> second >> third)
+            mount(first, second, third, static_cast<unsigned>(flags), number);
+        if (kind != "process" || !(words >> number)) continue;
+        std::int32_t count = 0;
+        const bool isTold = static_cast<bool>(words >> count >> first);
+        std::replace(first.begin(), first.end(), '|', '\0');
+        run(number, isTold ? std::string(reinterpret_cast<char*>(&count), sizeof count) + first : "");
+    }
 }
 
 }  // namespace zqm

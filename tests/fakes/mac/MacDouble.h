@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <functional>
+#include <istream>
 #include <map>
 #include <memory>
 #include <set>
@@ -33,6 +35,7 @@ public:
     MacDouble(Machine& described, Clock& clock, const std::function<void(MacDouble&)>& prepare = nullptr);
     ~MacDouble() override;
     MachineServices services() override;
+    MachineDetails* details() override { return backend_->details(); }
     void* open(const char* path) override;
     void* find(void* library, const char* symbol) override;
     /// The paths of all libraries that a machine is read through, the names of their functions and variables.
@@ -41,6 +44,15 @@ public:
     std::set<std::string, std::less<>> missing;                      // those of them that this system lacks
     std::function<bool(std::string_view symbol)> failing = nullptr;  // asked in each call that may fail
     bool isIntel = false;
+    std::array<double, 3> loadAverages{1.5, 0.75, 0.25};
+    std::vector<FileSystemRecord> fileSystems;
+    std::map<std::vector<int>, Bytes> numbered;  // the kernel's values by their numbers, beside the interfaces
+
+    void mount(std::string_view type, std::string_view source, std::string_view point, unsigned flags, int blocks);
+    /// A process that began at 12.000005 s and is user 4000000001's, with what its record of arguments holds.
+    void run(int pid, std::string_view arguments);
+    /// What the lines of kernel-tables.txt tell, which explains itself.
+    void addTables(std::istream&& lines);
 
     // For the functions.
     bool fails(std::string_view symbol) const { return failing && failing(symbol); }

@@ -80,8 +80,10 @@ struct MacKernel : MacFunctions {
     }
     static int sysctl(int* name, unsigned count, void* value, std::size_t* size, void*, std::size_t) {
         constexpr int table[] = {4, 17, 0, 0, 6, 0};
-        require(std::equal(name, name + count, std::begin(table), std::end(table)), "another table");
-        return answer("interfaces", value, size, []() -> std::optional<Bytes> {
+        const bool isTable = std::equal(name, name + count, std::begin(table), std::end(table));
+        return answer("numbered", value, size, [=]() -> std::optional<Bytes> {
+            const auto found = now->numbered.find({name, name + count});
+            if (!isTable) return found == now->numbered.end() ? std::nullopt : std::optional(found->second);
             const auto links = now->machine.networkInterfaces.links();
             if (!links) return std::nullopt;
             Bytes bytes;
@@ -151,6 +153,17 @@ struct MacKernel : MacFunctions {
         if (disk) std::tie(told.bytesRead, told.bytesWritten) = std::tie(disk->bytesRead, disk->bytesWritten);
         std::memcpy(record, &told, sizeof told);
         return disk ? 0 : -1;
+    }
+    static int getloadavg(double* averages, int count) {
+        std::copy_n(now->loadAverages.begin(), count, averages);
+        return count;
+    }
+    static int getfsstat(FileSystemRecord* buffer, int size, int flags) {
+        require(flags == 2, "waits for each file system");
+        const auto room = buffer ? static_cast<std::size_t>(size) / sizeof *buffer : 0;
+        const auto filled = std::min(room, now->fileSystems.size());
+        std::copy_n(now->fileSystems.begin(), filled, buffer);
+        return static_cast<int>(buffer ? filled : now->fileSystems.size());
     }
 };
 
