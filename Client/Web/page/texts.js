@@ -73,7 +73,6 @@ const texts = {
     // The page
     graphs: ["Graphs", "曲线"],
     rankings: ["Processes", "进程"],
-    name: ["Name", "名称"],
     time: ["Time", "时间"],
     values: ["{}: values as a table", "{}：数值表"],
     range: ["Range of the graphs", "曲线范围"],
