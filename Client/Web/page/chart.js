@@ -51,6 +51,7 @@ class Graph {
         mark(this.element, "role", "img");
         this.base = made("canvas", "", this.element);
         this.above = made("canvas", "", this.element);
+        this.above.hidden = true;
         this.sizes = new ResizeObserver(([entry]) => this.resize(entry.contentRect));
         this.sizes.observe(this.element);
         this.sight = new IntersectionObserver(entries => {
@@ -181,9 +182,10 @@ class Graph {
     point() {
         const {view, plot} = this, column = view.pointed, isEmpty = column === undefined;
         if (!this.isSeen || (isEmpty && !this.isPointed)) return;
-        const pen = this.penOf(this.above);
         this.isPointed = !isEmpty;
+        this.above.hidden = isEmpty;  // a layer less for the browser to put together
         if (isEmpty) return;
+        const pen = this.penOf(this.above);
         if (view.selection) {
             const x = this.xOf(view.selection.from);
             pen.globalAlpha = 0.16;
