@@ -289,7 +289,7 @@ class Curves {
         eachRun(ys, view.count, view.reach, (begin, end) => this.follow(line, ys, begin, end));
         pen.globalAlpha = series.own ? 0.75 : 1;
         pen.lineWidth = series.own ? 1 : 1.5;
-        pen.lineJoin = "round";
+        pen.lineJoin = "bevel";
         pen.setLineDash(series.own ? [4, 3] : []);
         pen.stroke(line);
         pen.restore();

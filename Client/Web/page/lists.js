@@ -29,7 +29,9 @@ class Cards {
             for (const column of columns) made("td", column, row);
             return row;
         }, (row, item) => {
-            const [cells, share, level] = read(item);
+            const [cells, share, level] = read(item), shown = JSON.stringify([cells, share]);
+            if (row.shown === shown) return;
+            row.shown = shown;
             cells.forEach((said, i) => write(row.children[i], said));
             row.title = cells[0];
             row.style.setProperty("--part", (share * 100 || 0).toFixed(0) + "%");

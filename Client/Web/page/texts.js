@@ -91,7 +91,6 @@ const texts = {
            "在曲线上拖动可放大，Esc 返回；← → + − 用于曲线；空格键暂停。"],
     noKey: ["This page needs its key", "此页面需要密钥"],
     howIn: ["Open it anew from a terminal:", "请在终端中重新打开："],
-    whyKey: ["The address that this opens holds the key, which is valid until zephlon web ends.", "它打开的地址包含密钥，在 zephlon web 结束前有效。"],
 };
 let language = navigator.language.startsWith("zh") ? 1 : 0;  // until the server says
 
