@@ -109,7 +109,10 @@ ExitStatus serve(const Invocation& invocation, const Options& options, const std
 ExitStatus web(const Invocation& invocation, const Options& options) {
     const auto folder = stateFolder(invocation.port);
     const auto door = folder ? openWebDoor(*folder) : std::nullopt;
-    if (door && askWeb(*door, "/api/now")) return showRunning(options, *folder, *door);
+    // Of one that cannot be asked only its file is known.
+    const bool wantsRunning = options.opens || options.tellsUrl;
+    if (door && (isAskable(door->address) ? askWeb(*door, "/api/now").has_value() : wantsRunning))
+        return showRunning(options, *folder, *door);
     if (options.tellsUrl) return complain(said("zephlon web does not run"), ExitStatus::failure);
     return serve(invocation, options, folder, *parseListenAddress(options.listen));
 }

@@ -75,7 +75,12 @@ std::optional<WebAccess> openWebDoor(const std::string& folder) {
     return address && isKey ? std::optional(WebAccess{*address, key}) : std::nullopt;
 }
 
+bool isAskable(const ListenAddress& address) {
+    return address.host == "127.0.0.1" || address.host == "0.0.0.0" || address.host == "::";
+}
+
 std::optional<std::string> askWeb(const WebAccess& access, const std::string& target) {
+    if (!isAskable(access.address)) return std::nullopt;
     const LocalReply reply = askLoopback(
         access.address.port,
         "GET " + target + " HTTP/1.1\r\nHost: localhost\r\nAuthorization: Bearer " + access.key + "\r\n\r\n", patience,

@@ -38,6 +38,9 @@ std::string webDoorPage(const std::string& folder);
 /// What runs, as its file says; nullopt where there is none, or none of this user's.
 std::optional<WebAccess> openWebDoor(const std::string& folder);
 
+/// Whether a server there can be asked from this machine, which is done on 127.0.0.1 alone.
+bool isAskable(const ListenAddress& address);
+
 /// Asks the server that runs; nullopt where it does not answer, for example since it was killed.
 std::optional<std::string> askWeb(const WebAccess& access, const std::string& target);
 
