@@ -1,0 +1,214 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#define NCURSES_NOMACROS 1
+#include <curses.h>
+
+#include <array>
+#include <clocale>
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <numeric>
+#include <sstream>
+
+#include "Client/Watch/View.h"
+#include "Platform/Posix/Descriptor.h"
+#include "tests/fakes/FakePlatform.h"
+
+// What `watch` draws on a terminal, cell by cell: tests/golden/watch-NAME.txt holds each screen, the letters of its
+// roles beside it. After an intended change rewrite them with ZQM_UPDATE_GOLDEN=1 and look at what moved.
+
+namespace zqm {
+namespace {
+
+std::string contentOf(const std::string& file) {
+    std::ostringstream content;
+    content << std::ifstream(file, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+/// A terminal of a size that shows nobody what is drawn, for as long as this lives.
+class HiddenTerminal {
+public:
+    HiddenTerminal(const char* type, Size size) : output_(::dup(STDOUT_FILENO)) {
+        std::fflush(stdout);
+        ::dup2(Descriptor(::open("/dev/null", O_WRONLY | O_CLOEXEC)).get(), STDOUT_FILENO);
+        ::setenv("TERM", type, 1);
+        ::setenv("COLUMNS", std::to_string(size.columns).c_str(), 1);
+        ::setenv("LINES", std::to_string(size.rows).c_str(), 1);
+    }
+    ~HiddenTerminal() {
+        for (const char* name : {"COLUMNS", "LINES"}) ::unsetenv(name);
+        ::dup2(output_.get(), STDOUT_FILENO);
+        std::setlocale(LC_ALL, "C");
+    }
+
+private:
+    const Descriptor output_;
+};
+
+/// A letter for each role: by its colour, or by how the terminal's own looks.
+char roleAt(int row, int column) {
+    cchar_t cell;
+    std::array<wchar_t, CCHARW_MAX + 1> text{};
+    attr_t looks = 0;
+    short pair = 0;
+    ::mvwin_wch(stdscr, row, column, &cell);
+    ::getcchar(&cell, text.data(), &looks, &pair, nullptr);
+    if (pair > 0) return std::string_view("?.dTlpeomgiohxw!B?").at(static_cast<std::size_t>(pair));
+    return (looks & A_REVERSE) != 0 ? 'S' : (looks & A_BOLD) != 0 ? 'T' : (looks & A_DIM) != 0 ? 'd' : '.';
+}
+
+std::string shown(const Screen& screen) {
+    std::string text;
+    for (short pair = 1; pair < COLOR_PAIRS && ::has_colors(); ++pair) {  // the colours of the roles
+        short colour = 0, ground = 0;
+        ::pair_content(pair, &colour, &ground);
+        if (colour == 0) break;
+        text += std::to_string(colour) + " on " + std::to_string(ground) + (pair % 6 == 0 ? "\n" : ", ");
+    }
+    text += "\n";
+    for (std::size_t row = 0; row < screen.size().rows; ++row) {
+        std::array<wchar_t, 512> line{};
+        std::array<char, 2048> bytes{};
+        ::mvwinnwstr(stdscr, static_cast<int>(row), 0, line.data(), static_cast<int>(line.size()) - 1);
+        std::wcstombs(bytes.data(), line.data(), bytes.size());
+        std::string roles;
+        for (std::size_t i = 0; i < screen.size().columns; ++i) {
+            roles += roleAt(static_cast<int>(row), static_cast<int>(i));
+        }
+        text += "|" + std::string(bytes.data()) + "|" + roles + "|\n";
+    }
+    return text;
+}
+
+/// The laptop of the transcripts over some time, with a gap in it and a curve for each quantity.
+Picture laptop() {
+    Picture picture;
+    picture.reply = std::get<SnapshotReply>(decodeReply(contentOf(ZQM_TEST_DATA "/transcripts/laptop.json")));
+    picture.host = "laptop";
+    picture.reply->snapshot.timestamp = WallTime(Seconds(1763327051));
+    for (int i = 20; i >= 0; --i) {
+        SystemSnapshot sample = picture.reply->snapshot;
+        const double share = (i * 7 % 11) / 10.0;
+        if (i > 0) sample.cpu.totalUsage = sample.load.value = sample.gpu.utilization = share;
+        for (double& usage : sample.cpu.perCoreUsage) usage = i > 0 ? std::abs(usage - share) : usage;
+        sample.network.downloadBytesPerSecond *= 1 - share / 2;
+        sample.network.uploadBytesPerSecond *= 40 * share;
+        sample.disk.writeBytesPerSecond *= 3000 * share;
+        sample.cpu.temperatureC += 20 * share;
+        sample.power.systemWatts *= 1 + share;
+        picture.history.add(sample);
+        if (i == 9) picture.history.addGap();
+    }
+    return picture;
+}
+
+void addFacts(Picture& picture) {
+    constexpr std::uint64_t gibibyte = 1 << 30;
+    picture.facts = {.system = "",
+                     .model = "",
+                     .processor = "",
+                     .uptime = Seconds(93'784),
+                     .loadAverages = {{0.5, 1.25, 2}},
+                     .fileSystems = {{"/", 100 * gibibyte, gibibyte}, {"/home", 100 * gibibyte, 50 * gibibyte}},
+                     .drives = {{"sda", 1e6, 2e6}, {"sdb", 0, 300}},
+                     .interfaces = {{"wlan0", 5e6, 1e6}}};
+}
+
+/// `cores` of two kinds, and no figure that a machine may do without.
+void makeServer(Picture& picture, std::size_t cores) {
+    auto& [snapshot, processes] = *picture.reply;
+    CPUMetrics cpu;
+    for (std::size_t i = 0; i < cores; ++i) {
+        cpu.perCoreUsage.push_back(static_cast<double>(i % 8) / 8);
+        cpu.coreKinds.push_back(i % 4 == 3 ? CoreKind::efficiency : CoreKind::performance);
+    }
+    cpu.totalUsage = std::reduce(cpu.perCoreUsage.begin(), cpu.perCoreUsage.end()) / static_cast<double>(cores);
+    const WallTime time = snapshot.timestamp;
+    snapshot = {};
+    snapshot.cpu = cpu;
+    snapshot.timestamp = time;
+    snapshot.memory.totalBytes = 64'000'000'000;
+    snapshot.memory.usedBytes = 1'000'000'000;
+    for (auto& ranking : processes) ranking.clear();
+    picture.history = {};
+    picture.history.add(snapshot);
+}
+
+struct Scene {
+    const char* name;
+    Size size;
+    void (*change)(Picture& picture);
+    const char* terminal = "xterm-256color";
+    const char* locale = "C.UTF-8";
+    AppLanguage language = AppLanguage::english;
+};
+
+TEST(WatchScreen, LooksAsReviewed) {
+    FakePlatform platform;
+    const SettingsStore settings(platform.userDefaults);
+    ::setenv("TZ", "UTC0", 1);
+    for (const Scene& scene :
+         {Scene{"laptop", {170, 44}, addFacts}, Scene{"server", {100, 24}, [](Picture& p) { makeServer(p, 200); }},
+          Scene{"processors", {60, 30}, [](Picture& p) { makeServer(p, 12); }, "linux"},
+          Scene{"chosen",
+                {80, 24},
+                [](Picture& p) {
+                    p.choices.firstRanking = 5;
+                    p.choices.selectedPid = 901;
+                    p.choices.order = RankingOrder::pid;
+                    p.choices.isPaused = true;
+                    p.choices.inspection = {p.reply->processes[0][0], ProcessFacts{1, "u", std::string(200, 'x')},
+                                            false, ""};
+                }},
+          Scene{"asking",
+                {44, 14},
+                [](Picture& p) {
+                    p.choices.order = RankingOrder::name;
+                    p.choices.inspection = {{5, "five", 1}, ProcessFacts{1, "u", std::string(999, 'y')}, true, ""};
+                },
+                "vt100",
+                "C"},
+          Scene{"ended",
+                {80, 12},
+                [](Picture& p) {
+                    p.choices.inspection = {{5, "five", 1}, {}, false, "no"};
+                }},
+          Scene{"help",
+                {80, 24},
+                [](Picture& p) { p.choices.showsHelp = true; },
+                "linux",
+                "C.UTF-8",
+                AppLanguage::chinese},
+          Scene{"stale",
+                {80, 24},
+                [](Picture& p) {
+                    p.problem = "no helper";
+                    p.silence = Seconds(75);
+                    p.choices.firstRanking = 1;
+                }},
+          Scene{"waiting", {40, 5}, [](Picture& p) { p.reply.reset(); }}}) {
+        std::setlocale(LC_ALL, scene.locale);
+        L10n::language = scene.language;
+        std::string actual;
+        {
+            const HiddenTerminal terminal(scene.terminal, scene.size);
+            const auto screen = Screen::open(true);
+            ASSERT_TRUE(screen);
+            Picture picture = laptop();
+            scene.change(picture);
+            draw(*screen, picture, settings);
+            actual = shown(*screen);
+        }
+        const std::string file = std::string(ZQM_TEST_DATA "/golden/watch-") + scene.name + ".txt";
+        if (std::getenv("ZQM_UPDATE_GOLDEN")) std::ofstream(file, std::ios::binary) << actual;
+        EXPECT_EQ(actual, contentOf(file)) << scene.name;
+    }
+    L10n::language = AppLanguage::chinese;
+}
+
+}  // namespace
+}  // namespace zqm
