@@ -153,7 +153,15 @@ TEST(WatchScreen, LooksAsReviewed) {
     ::setenv("TZ", "UTC0", 1);
     for (const Scene& scene :
          {Scene{"laptop", {170, 44}, addFacts}, Scene{"server", {100, 24}, [](Picture& p) { makeServer(p, 200); }},
-          Scene{"processors", {60, 30}, [](Picture& p) { makeServer(p, 12); }, "linux"},
+          Scene{"processors",
+                {60, 30},
+                [](Picture& p) {
+                    makeServer(p, 12);
+                    p.reply->snapshot.battery.isPresent = p.reply->snapshot.battery.isCharging = true;
+                    p.reply->snapshot.battery.timeRemainingMinutes = 0;
+                    p.history.add(p.reply->snapshot);
+                },
+                "linux"},
           Scene{"chosen",
                 {80, 24},
                 [](Picture& p) {

@@ -47,6 +47,10 @@ class ZephlonTest(ProgramTest):
                 self.assertEqual(server.requests, 0)
             os.chown(self.token, 65534, -1)
             self.assertIn("belongs to another user", self.zephlon("status", status=5))
+            shutil.rmtree(self.token.parent)
+            for user, hint in (("1000", True), ("0", False)):
+                self.environment["SUDO_UID"] = user
+                self.assertEqual("this is root's home" in self.zephlon("status", status=3), hint)
 
     def test_says_what_the_transcripts_say(self):
         """Beside a helper that serves the snapshot of the same name, on the machine of that name. ZQM_UPDATE_GOLDEN=1 writes them anew."""
