@@ -5,6 +5,7 @@
 #define NCURSES_NOMACROS 1
 #include <curses.h>
 
+#include <algorithm>
 #include <array>
 #include <clocale>
 #include <cmath>
@@ -27,6 +28,12 @@ std::string contentOf(const std::string& file) {
     std::ostringstream content;
     content << std::ifstream(file, std::ios::binary).rdbuf();
     return content.str();
+}
+
+void expectGolden(const std::string& name, const std::string& actual) {
+    const std::string file = ZQM_TEST_DATA "/golden/watch-" + name + ".txt";
+    if (std::getenv("ZQM_UPDATE_GOLDEN")) std::ofstream(file, std::ios::binary) << actual;
+    EXPECT_EQ(actual, contentOf(file)) << name;
 }
 
 /// A terminal of a size that shows nobody what is drawn, for as long as this lives.
@@ -147,6 +154,42 @@ struct Scene {
     AppLanguage language = AppLanguage::english;
 };
 
+/// What `describe` says of 1, 2 … `most`, each time that it changes.
+template <class Describe>
+std::string changes(std::size_t most, Describe describe) {
+    std::string text, before;
+    for (std::size_t i = 1; i <= most; ++i) {
+        const std::string now = describe(i);
+        if (now != before) text += "  from " + std::to_string(i) + ": " + now + "\n";
+        before = now;
+    }
+    return text;
+}
+
+TEST(WatchScreen, GivesEachSizeItsLayout) {
+    std::string text = "columns of 60 rows: panels and rankings side by side\n";
+    const auto count = [](std::size_t number) { return std::to_string(number) + " "; };
+    text += changes(400, [&](std::size_t columns) {
+        const Layout layout = layoutFor({columns, 60}, 10, 6);
+        const auto isFirst = [&](const Rectangle& panel) { return panel.row == layout.panels[0].row; };
+        return count(std::count_if(layout.panels.begin(), layout.panels.end(), isFirst)) +
+               count(layout.rankings.size());
+    });
+    text += "rows of 80 columns: panels, rows of the first and of rankings, and whether there is a footer\n";
+    text += changes(60, [&](std::size_t rows) {
+        const Layout layout = layoutFor({80, rows}, 9, 6);
+        return count(layout.panels.size()) + count(layout.panels.empty() ? 0 : layout.panels[0].rows) +
+               count(layout.rankings.empty() ? 0 : layout.rankings[0].rows) + (layout.hasFooter ? "footer" : "none");
+    });
+    for (const auto& [cores, rows] : {std::pair{1u, 2u}, {8, 2}, {8, 5}, {64, 9}}) {
+        text += "columns of a panel with " + count(cores) + "cores and " + count(rows) + "rows: graphs in a row\n";
+        text += changes(300, [&, c = cores, r = rows](std::size_t columns) {
+            return count(coreGrid(c, {columns, r}).perRow);
+        });
+    }
+    expectGolden("layouts", text);
+}
+
 TEST(WatchScreen, LooksAsReviewed) {
     FakePlatform platform;
     const SettingsStore settings(platform.userDefaults);
@@ -211,9 +254,7 @@ TEST(WatchScreen, LooksAsReviewed) {
             draw(*screen, picture, settings);
             actual = shown(*screen);
         }
-        const std::string file = std::string(ZQM_TEST_DATA "/golden/watch-") + scene.name + ".txt";
-        if (std::getenv("ZQM_UPDATE_GOLDEN")) std::ofstream(file, std::ios::binary) << actual;
-        EXPECT_EQ(actual, contentOf(file)) << scene.name;
+        expectGolden(scene.name, actual);
     }
     L10n::language = AppLanguage::chinese;
 }

@@ -76,15 +76,6 @@ TEST(WatchLayout, FitsEverySize) {
             }
         }
     }
-    for (const auto& [size, rankings, rows] :
-         {std::tuple{Size{80, 24}, 2u, 7u}, {Size{200, 60}, 6u, 11u}, {Size{120, 40}, 3u, 11u}}) {
-        const Layout layout = layoutFor(size, 10, 6);
-        EXPECT_EQ(std::tuple(layout.panels.size(), layout.rankings.size(), layout.rankings.at(0).rows),
-                  std::tuple(10u, rankings, rows));
-    }
-    EXPECT_EQ(layoutFor({20, 5}, 10, 6).panels.size(), 1u);
-    EXPECT_EQ(coreGrid(8, {39, 2}).perRow, 4u);
-    EXPECT_EQ(coreGrid(64, {39, 2}).perRow, 0u);
 }
 
 /// What the machine is asked by keys.
