@@ -165,6 +165,11 @@ class WatchTest(ProgramTest):
             terminal = self.watch(["bash", "-c", f"{ZEPHLON} watch {end}"], shows=b"", **variables)
             self.assertEqual(terminal.quit(b""), 1)
             self.assertRegex(terminal.written, rb"\A\r?zephlon: .*terminal.*\r\n\Z")
+        status = [ZEPHLON, "--port", str(self.port), "status"]
+        terminal = self.watch(status, shows=b"Top mem", NO_COLOR="1")
+        terminal.quit(b"")
+        self.assertLessEqual(max(map(len, terminal.written.decode().splitlines())), 80)
+        self.assertGreater(max(map(len, subprocess.check_output(status, env=self.environment, text=True).splitlines())), 80)
         self.preferences.parent.mkdir()
         self.preferences.write_text('{"showProcessSidebar": false, "language": "zh"}')
         terminal = self.watch(shows="温度".encode())
