@@ -241,6 +241,13 @@ TEST(WatchScreen, LooksAsReviewed) {
                     p.silence = Seconds(75);
                     p.choices.firstRanking = 1;
                 }},
+          Scene{"faint",
+                {190, 24},
+                [](Picture& p) {
+                    p.reply = std::get<SnapshotReply>(decodeReply(contentOf(ZQM_TEST_DATA "/transcripts/faint.json")));
+                    p.history = {};
+                    p.history.add(p.reply->snapshot);
+                }},
           Scene{"waiting", {40, 5}, [](Picture& p) { p.reply.reset(); }}}) {
         std::setlocale(LC_ALL, scene.locale);
         L10n::language = scene.language;
