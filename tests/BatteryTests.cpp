@@ -29,6 +29,7 @@ TEST(BatteryReader, TellsTheTimeThatTheStateAsksFor) {
                                     state + "}]}}");
         EXPECT_TRUE(battery.isPresent);
         EXPECT_EQ(battery.timeRemainingMinutes, minutes) << state;
+        EXPECT_EQ(battery.isCharging, state.starts_with(R"("Is Charging": true)")) << state;
     }
 }
 

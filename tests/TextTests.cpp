@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Client/Units.h"
+#include "Support/Json.h"
 #include "Support/Saturated.h"
 
 namespace zqm {
@@ -37,6 +38,13 @@ TEST(Text, ParsesWholeNumbersOrNothing) {
     for (const char* text : {"", "+-1", "12x", " 1", "9223372036854775808"}) EXPECT_FALSE(parseInteger(text)) << text;
     for (const char* text : {"", "nan", "inf", "1e999", "1e-999", "1e", "0x1", "1,5"})
         EXPECT_FALSE(parseDouble(text)) << text;
+}
+
+TEST(Text, IsEscapedForJson) {
+    std::string out;
+    appendJsonString(out, "\b\t\n\f\r\x1F \"\\/\x7F\xFFé");
+    appendJsonString(out, "/", true);
+    EXPECT_EQ(out, "\"\\b\\t\\n\\f\\r\\u001f \\\"\\\\/\x7F\xEF\xBF\xBDé\"\"\\/\"");
 }
 
 TEST(Saturated, StaysAtTheBounds) {

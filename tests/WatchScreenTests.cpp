@@ -14,6 +14,8 @@
 #include <numeric>
 #include <sstream>
 
+#include "Client/Exposition.h"
+#include "Client/Status.h"
 #include "Client/Watch/View.h"
 #include "Platform/Posix/Descriptor.h"
 #include "tests/fakes/FakePlatform.h"
@@ -123,6 +125,29 @@ void addFacts(Picture& picture) {
                      .fileSystems = {{"/", 100 * gibibyte, gibibyte}, {"/home", 100 * gibibyte, 50 * gibibyte}},
                      .drives = {{"sda", 1e6, 2e6}, {"sdb", 0, 300}},
                      .interfaces = {{"wlan0", 5e6, 1e6}}};
+}
+
+TEST(MachineFacts, AreToldBesideTheSample) {
+    FakePlatform platform;
+    const SettingsStore settings(platform.userDefaults);
+    L10n::language = AppLanguage::english;
+    std::setlocale(LC_ALL, "C.UTF-8");
+    ::setenv("TZ", "UTC0", 1);
+    Picture picture = laptop();
+    addFacts(picture);
+    MachineFacts& facts = *picture.facts;
+    facts.system = "System 1";
+    facts.temperatures = {{"chip one", 45.5}, {"chip two", -3}};
+    facts.fans = {{"chip fan", 1200}};
+    const MachineFigures figures{facts, WallTime(Seconds(1.5e9)), {{"sda", 10, 20}}, {{"wlan0", 30, 40}}};
+    ExpositionContext context;
+    context.machine = &figures;
+    const auto now = picture.reply->snapshot.timestamp;
+    const std::string exposed = exposition(*picture.reply, context);
+    expectGolden("facts", statusText(*picture.reply, &facts, settings, Style(true), now) +
+                              exposed.substr(exposed.find("# HELP zqm_machine_info")));
+    L10n::language = AppLanguage::chinese;
+    std::setlocale(LC_ALL, "C");
 }
 
 /// `cores` of two kinds, and no figure that a machine may do without.
