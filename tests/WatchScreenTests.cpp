@@ -164,10 +164,10 @@ void makeServer(Picture& picture, std::size_t cores) {
     snapshot.cpu = cpu;
     snapshot.timestamp = time;
     snapshot.memory.totalBytes = 64'000'000'000;
-    snapshot.memory.usedBytes = 1'000'000'000;
+    snapshot.memory.usedBytes = 63'000'000'000;
     for (auto& ranking : processes) ranking.clear();
     picture.history = {};
-    picture.history.add(snapshot);
+    for (int i = 0; i < 3; ++i) picture.history.add(snapshot);  // a level rises after three
 }
 
 struct Scene {
