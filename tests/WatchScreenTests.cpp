@@ -10,33 +10,20 @@
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <numeric>
-#include <sstream>
 
 #include "Client/Exposition.h"
 #include "Client/Status.h"
 #include "Client/Watch/View.h"
 #include "Platform/Posix/Descriptor.h"
 #include "tests/fakes/FakePlatform.h"
+#include "tests/fakes/Golden.h"
 
-// What `watch` draws on a terminal, cell by cell: tests/golden/watch-NAME.txt holds each screen, the letters of its
-// roles beside it. After an intended change rewrite them with ZQM_UPDATE_GOLDEN=1 and look at what moved.
+// What `watch` draws on a terminal, cell by cell, and what else the client makes of the facts beside a sample:
+// tests/golden/watch-NAME.txt holds each screen, the letters of its roles beside it.
 
 namespace zqm {
 namespace {
-
-std::string contentOf(const std::string& file) {
-    std::ostringstream content;
-    content << std::ifstream(file, std::ios::binary).rdbuf();
-    return content.str();
-}
-
-void expectGolden(const std::string& name, const std::string& actual) {
-    const std::string file = ZQM_TEST_DATA "/golden/watch-" + name + ".txt";
-    if (std::getenv("ZQM_UPDATE_GOLDEN")) std::ofstream(file, std::ios::binary) << actual;
-    EXPECT_EQ(actual, contentOf(file)) << name;
-}
 
 /// A terminal of a size that shows nobody what is drawn, for as long as this lives.
 class HiddenTerminal {
@@ -127,7 +114,7 @@ void addFacts(Picture& picture) {
                      .interfaces = {{"wlan0", 5e6, 1e6}}};
 }
 
-TEST(MachineFacts, AreToldBesideTheSample) {
+TEST(GoldenFacts, AreToldBesideTheSample) {
     FakePlatform platform;
     const SettingsStore settings(platform.userDefaults);
     L10n::language = AppLanguage::english;
@@ -144,8 +131,8 @@ TEST(MachineFacts, AreToldBesideTheSample) {
     context.machine = &figures;
     const auto now = picture.reply->snapshot.timestamp;
     const std::string exposed = exposition(*picture.reply, context);
-    expectGolden("facts", statusText(*picture.reply, &facts, settings, Style(true), now) +
-                              exposed.substr(exposed.find("# HELP zqm_machine_info")));
+    expectGolden("watch-facts.txt", statusText(*picture.reply, &facts, settings, Style(true), now) +
+                                        exposed.substr(exposed.find("# HELP zqm_machine_info")));
     L10n::language = AppLanguage::chinese;
     std::setlocale(LC_ALL, "C");
 }
@@ -191,7 +178,7 @@ std::string changes(std::size_t most, Describe describe) {
     return text;
 }
 
-TEST(WatchScreen, GivesEachSizeItsLayout) {
+TEST(GoldenScreen, GivesEachSizeItsLayout) {
     std::string text = "columns of 60 rows: panels and rankings side by side\n";
     const auto count = [](std::size_t number) { return std::to_string(number) + " "; };
     text += changes(400, [&](std::size_t columns) {
@@ -212,10 +199,10 @@ TEST(WatchScreen, GivesEachSizeItsLayout) {
             return count(coreGrid(c, {columns, r}).perRow);
         });
     }
-    expectGolden("layouts", text);
+    expectGolden("watch-layouts.txt", text);
 }
 
-TEST(WatchScreen, LooksAsReviewed) {
+TEST(GoldenScreen, LooksAsReviewed) {
     FakePlatform platform;
     const SettingsStore settings(platform.userDefaults);
     ::setenv("TZ", "UTC0", 1);
@@ -286,7 +273,7 @@ TEST(WatchScreen, LooksAsReviewed) {
             draw(*screen, picture, settings);
             actual = shown(*screen);
         }
-        expectGolden(scene.name, actual);
+        expectGolden(std::string("watch-") + scene.name + ".txt", actual);
     }
     L10n::language = AppLanguage::chinese;
 }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <tuple>
@@ -8,7 +7,6 @@
 #include "Client/Watch/Controls.h"
 #include "Client/Watch/Graph.h"
 #include "Client/Watch/History.h"
-#include "Client/Watch/Layout.h"
 
 namespace zqm {
 namespace {
@@ -42,40 +40,6 @@ TEST(WatchGraph, FillsTheAreaUnderTheValues) {
     EXPECT_EQ(text(barValues(std::vector{0.25, 0.75}, 5)), "2266");
     EXPECT_EQ(text(barValues(std::vector{0.25, 0.75, 1.0}, 2)), "48");
     EXPECT_EQ(text(barValues(std::vector{0.25, 0.75}, 6)), "22-66-");
-}
-
-/// Each lies on the screen, and none covers another, the header or the footer.
-bool areApart(const Layout& layout, Size screen) {
-    std::vector<Rectangle> all{{0, 0, screen.columns, 1}};
-    if (layout.hasFooter) all.push_back({0, screen.rows - 1, screen.columns, 1});
-    all.insert(all.end(), layout.panels.begin(), layout.panels.end());
-    all.insert(all.end(), layout.rankings.begin(), layout.rankings.end());
-    const auto meet = [](const Rectangle& a, const Rectangle& b) {
-        return a.row < b.row + b.rows && b.row < a.row + a.rows &&  //
-               a.column < b.column + b.columns && b.column < a.column + a.columns;
-    };
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        if (all[i].row + all[i].rows > screen.rows || all[i].column + all[i].columns > screen.columns) return false;
-        if (std::any_of(all.begin(), all.begin() + i, [&](auto& other) { return meet(all[i], other); })) return false;
-    }
-    return true;
-}
-
-TEST(WatchLayout, FitsEverySize) {
-    for (std::size_t columns = 1; columns <= 320; columns += columns < 90 ? 3 : 47) {
-        for (std::size_t rows = 1; rows <= 110; rows += rows < 40 ? 2 : 29) {
-            SCOPED_TRACE(std::to_string(columns) + "x" + std::to_string(rows));
-            for (const std::size_t panels : {1, 9, 10}) {
-                ASSERT_TRUE(areApart(layoutFor({columns, rows}, panels, 6), {columns, rows})) << panels;
-            }
-            for (const std::size_t cores : {1, 2, 8, 12, 64, 1000}) {
-                const CoreGrid grid = coreGrid(cores, {columns, rows});
-                if (grid.perRow == 0) continue;
-                ASSERT_LE(grid.perRow * (grid.cell.columns + coreGap), columns + coreGap);
-                ASSERT_LE((cores + grid.perRow - 1) / grid.perRow * grid.cell.rows, rows);
-            }
-        }
-    }
 }
 
 /// What the machine is asked by keys.
