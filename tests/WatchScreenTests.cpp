@@ -217,6 +217,11 @@ TEST(GoldenScreen, LooksAsReviewed) {
                     p.history.add(p.reply->snapshot);
                 },
                 "linux"},
+          Scene{"alike", {60, 12},
+                [](Picture& p) {
+                    makeServer(p, 8);
+                    for (CoreKind& kind : p.reply->snapshot.cpu.coreKinds) kind = CoreKind::performance;
+                }},
           Scene{"chosen",
                 {80, 24},
                 [](Picture& p) {

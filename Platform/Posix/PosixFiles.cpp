@@ -63,8 +63,7 @@ bool flush(int file) {
 
 /// Whether the whole content is on the disk; `errno` tells why not.
 bool store(Descriptor file, mode_t mode, std::string_view content) {
-    const bool complete =
-        (mode == 0600 || ::fchmod(file.get(), mode) == 0) && writeAll(file.get(), content) && flush(file.get());
+    const bool complete = ::fchmod(file.get(), mode) == 0 && writeAll(file.get(), content) && flush(file.get());
     return complete && ::close(file.release()) == 0;
 }
 
