@@ -207,7 +207,7 @@ TEST(GoldenScreen, LooksAsReviewed) {
     const SettingsStore settings(platform.userDefaults);
     ::setenv("TZ", "UTC0", 1);
     for (const Scene& scene :
-         {Scene{"laptop", {170, 44}, addFacts}, Scene{"server", {100, 24}, [](Picture& p) { makeServer(p, 200); }},
+         {Scene{"laptop", {170, 44}, addFacts}, Scene{"server", {100, 24}, [](Picture& p) { makeServer(p, 202); }},
           Scene{"processors",
                 {60, 30},
                 [](Picture& p) {
