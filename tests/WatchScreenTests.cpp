@@ -217,7 +217,8 @@ TEST(GoldenScreen, LooksAsReviewed) {
                     p.history.add(p.reply->snapshot);
                 },
                 "linux"},
-          Scene{"alike", {60, 12},
+          Scene{"alike",
+                {60, 12},
                 [](Picture& p) {
                     makeServer(p, 8);
                     for (CoreKind& kind : p.reply->snapshot.cpu.coreKinds) kind = CoreKind::performance;
@@ -243,8 +244,14 @@ TEST(GoldenScreen, LooksAsReviewed) {
           Scene{"ended",
                 {80, 12},
                 [](Picture& p) {
-                    p.choices.inspection = {{5, "five", 1}, {}, false, "no"};
+                    p.choices.inspection = {{5, "five", 1}, ProcessFacts{1, "u", "c"}, false, "no"};
                 }},
+          Scene{"unknown",
+                {80, 12},
+                [](Picture& p) {
+                    p.choices.inspection = {{5, "five", 1}, {}, false, ""};
+                }},
+          Scene{"small", {40, 6}, [](Picture& p) { p.choices.showsHelp = true; }},
           Scene{"help",
                 {80, 24},
                 [](Picture& p) { p.choices.showsHelp = true; },

@@ -134,6 +134,7 @@ TEST(WatchHistory, KeepsTheLatestSlotsInPlace) {
     EXPECT_EQ(text(history.latestOfCore(1, 2, 2)) + text(history.latestOfCore(7, 1, 2)), "88----");
     for (std::size_t i = 0; i < History::capacity; ++i) add(0.5);
     EXPECT_EQ(text(history.latest(Quantity::cpu, History::capacity + 2, 1)).substr(0, 4), "--44");
+    EXPECT_EQ(text(history.latest(Quantity::cpu, 2, 2)), "444-") << "not what was forgotten in its place";
     snapshot.gpu.temperatureC = 40;
     add(0);
     snapshot.gpu.temperatureC = 0;
