@@ -124,36 +124,6 @@ TEST_F(FaultSweep, EachValueOfAMachineMayFail) {
     EXPECT_EQ(changed, (Members{"battery", "cpu", "disk", "gpu", "ip", "load", "memory", "network", "power"}));
 }
 
-TEST_F(FaultSweep, WhatAMachineNeedsIsMissed) {
-    shorten(description);
-    Members missed;
-    VirtualClock clock;
-    Json part;
-    const auto leaveOut = [&](const auto& self, Json& node) -> void {
-        for (auto member = node.begin(); member != node.end(); ++member) {
-            const Json value = *member;
-            if (value.is_structured()) self(self, *member);
-            if (!node.is_object()) continue;
-            const std::string key = member.key();
-            Json without = node;
-            without.erase(key);
-            std::swap(node, without);
-            const auto result = DescribedMachine::parse(part.dump(), clock);
-            std::swap(node, without);
-            const auto* fault = std::get_if<MachineFault>(&result);
-            if (fault && fault->message.find(" has no \"" + key) != std::string::npos) missed.insert(key);
-        }
-    };
-    for (const auto& [key, value] : description.items()) {
-        part = {{key, value}};
-        leaveOut(leaveOut, part[key]);
-    }
-    EXPECT_EQ(missed, (Members{"active",   "channels",  "compressor",  "external", "group",    "groups", "idle",
-                               "inactive", "integer",   "ipv4",        "name",     "nice",     "paths",  "purgeable",
-                               "rate",     "residency", "speculative", "start",    "subgroup", "system", "type",
-                               "user",     "value",     "width",       "wired"}));
-}
-
 /// What functions of a Mac's libraries feed; none of them makes a sample wait, fail or say more than it knows.
 const Feeding fedByCall{
     {"CFNetwork", {"ip"}},

@@ -104,14 +104,16 @@ Picture laptop() {
 
 void addFacts(Picture& picture) {
     constexpr std::uint64_t gibibyte = 1 << 30;
-    picture.facts = {.system = "",
+    picture.facts = {.system = "System 1",
                      .model = "",
                      .processor = "",
                      .uptime = Seconds(93'784),
                      .loadAverages = {{0.5, 1.25, 2}},
                      .fileSystems = {{"/", 100 * gibibyte, gibibyte}, {"/home", 100 * gibibyte, 50 * gibibyte}},
                      .drives = {{"sda", 1e6, 2e6}, {"sdb", 0, 300}},
-                     .interfaces = {{"wlan0", 5e6, 1e6}}};
+                     .interfaces = {{"wlan0", 5e6, 1e6}},
+                     .temperatures = {{"chip one", 45.5}, {"chip two", -3}},
+                     .fans = {{"chip fan", 1200}}};
 }
 
 TEST(GoldenFacts, AreToldBesideTheSample) {
@@ -122,16 +124,12 @@ TEST(GoldenFacts, AreToldBesideTheSample) {
     ::setenv("TZ", "UTC0", 1);
     Picture picture = laptop();
     addFacts(picture);
-    MachineFacts& facts = *picture.facts;
-    facts.system = "System 1";
-    facts.temperatures = {{"chip one", 45.5}, {"chip two", -3}};
-    facts.fans = {{"chip fan", 1200}};
-    const MachineFigures figures{facts, WallTime(Seconds(1.5e9)), {{"sda", 10, 20}}, {{"wlan0", 30, 40}}};
+    const MachineFigures figures{*picture.facts, WallTime(Seconds(1.5e9)), {{"sda", 10, 20}}, {{"wlan0", 30, 40}}};
     ExpositionContext context;
     context.machine = &figures;
     const auto now = picture.reply->snapshot.timestamp;
     const std::string exposed = exposition(*picture.reply, context);
-    expectGolden("watch-facts.txt", statusText(*picture.reply, &facts, settings, Style(true), now) +
+    expectGolden("watch-facts.txt", statusText(*picture.reply, &figures.facts, settings, Style(true), now) +
                                         exposed.substr(exposed.find("# HELP zqm_machine_info")));
     L10n::language = AppLanguage::chinese;
     std::setlocale(LC_ALL, "C");

@@ -27,9 +27,7 @@ TEST(WatchGraph, FillsTheAreaUnderTheValues) {
     for (const auto& [values, glyphs, isHanging, lines] :
          {Case{{0, 0, gap, 0, gap, infinite}, Glyphs::braille, false, {"   ", "⣀⢀ "}},
           {{1, 1, 0.5, 0.5, 0.75, 0.25}, Glyphs::braille, false, {"⣿ ⡄", "⣿⣿⣧"}},
-          {{1, 1, 0.5, 0.5, 0.75, 0.25}, Glyphs::braille, true, {"⣿⣿⡟", "⣿ ⠃"}},
           {{-3, 7}, Glyphs::braille, false, {"⢸", "⣸"}},
-          {{0, 1, 0.5, gap, 2.0 / 3}, Glyphs::ascii, false, {" #  .", ".## #"}},
           {{0, 1, 0.5, gap, 2.0 / 3}, Glyphs::ascii, true, {"'## #", " #  '"}}}) {
         EXPECT_EQ(areaGraph(values, 2, glyphs, isHanging), lines);
     }
