@@ -95,8 +95,6 @@ TEST(NamedSensors, AreThoseOfChipsElseOfZones) {
     for (const char* speed : {"-1", "0", "99999", "100000"})
         tree.write("sys/class/hwmon/hwmon1/fan" + std::to_string(++number) + "_input", speed + std::string("\n"));
     tree.write("sys/class/hwmon/hwmon1/name", "chip\n");
-    tree.write("sys/class/hwmon/hwmon2/name", "drivetemp\n");
-    tree.write("sys/class/hwmon/hwmon2/temp1_input", "30000\n");
     EXPECT_THAT(details.temperatures(), ElementsAre(FieldsAre("chip temp2", -59.999), FieldsAre("chip temp4", 0.001),
                                                     FieldsAre("chip temp5", 199.999)));
     EXPECT_THAT(details.fans(), ElementsAre(FieldsAre("chip fan10", 99999), FieldsAre("chip fan9", 0)));

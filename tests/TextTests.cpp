@@ -65,7 +65,6 @@ TEST(Units, AreWrittenAsPeopleReadThem) {
              {bytesText(1023.5), "1.00 KiB"},
              {bytesText(10'229), "9.99 KiB"},
              {bytesText(10'240), "10.0 KiB"},
-             {bytesText(102'400), "100 KiB"},
              {bytesText(1023.5 * 1024), "1.00 MiB"},
              {bytesText(0x1p80), "1048576 EiB"},
              {rateText(999.4), "999 B/s"},
@@ -74,7 +73,6 @@ TEST(Units, AreWrittenAsPeopleReadThem) {
              {rateText(99'950), "100 kB/s"},
              {wattsText(9.994), "9.99 W"},
              {wattsText(-9.995), "-10.0 W"},
-             {wattsText(NAN), "0.00 W"},
              {frequencyText(2500, FreqUnit::mhz) + frequencyText(2500, FreqUnit::ghz), "2500 MHz2.50 GHz"},
              {temperatureText(100, TempUnit::fahrenheit) + temperatureText(0, TempUnit::kelvin), "212 °F273 K"},
              {durationText(59) + durationText(60) + durationText(611), "0:591:0010:11"},
@@ -86,7 +84,6 @@ TEST(Units, AreWrittenAsPeopleReadThem) {
     sample.timestamp = WallTime(Seconds(100));
     EXPECT_FALSE(ageIfOld(sample, Seconds(0.5), WallTime(Seconds(103)))) << "as with an interval of a second";
     EXPECT_EQ(ageIfOld(sample, Seconds(0.5), WallTime(Seconds(103.5))), Seconds(3.5));
-    EXPECT_FALSE(ageIfOld(sample, Seconds(2), WallTime(Seconds(106))));
 }
 
 TEST(Text, TakesPiecesOffTheFront) {
