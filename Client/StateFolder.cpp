@@ -1,20 +1,23 @@
 #include "Client/StateFolder.h"
 
-#include "Platform/Posix/UserDirectories.h"
 #include "Platform/UserServices.h"
 
 namespace zqm {
+namespace {
 
-std::optional<std::string> stateFolder(std::uint16_t port) {
+std::string folderOf(std::uint16_t port) {
     constexpr std::uint16_t usualPort = 18932;
-    auto folder = stateFolderPath();
-    if (folder && port != usualPort) folder = pathBelow(*folder, "port-" + std::to_string(port));
-    return folder;
+    return port == usualPort ? "zephlon" : "zephlon/port-" + std::to_string(port);
 }
 
-std::optional<std::string> historyFolder(std::uint16_t port) {
-    const auto folder = stateFolder(port);
-    return folder ? std::optional(pathBelow(*folder, "history")) : std::nullopt;
+}  // namespace
+
+std::unique_ptr<Folder> stateFolder(std::uint16_t port) {
+    return userState(folderOf(port));
+}
+
+std::unique_ptr<Folder> historyFolder(std::uint16_t port) {
+    return userState(folderOf(port) + "/history");
 }
 
 }  // namespace zqm

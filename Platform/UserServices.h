@@ -7,6 +7,7 @@
 
 namespace zqm {
 
+class Folder;
 class Log;
 class StoredDefaults;
 class SystemSettings;
@@ -35,9 +36,12 @@ std::string serviceStartCommand();
 /// nothing. Any thread.
 std::optional<std::string> sharedContainerPath(std::string_view identifier);
 
-/// Where programs keep for this user what they would rather not lose; nullopt without a home directory. Makes nothing.
-/// Any thread.
-std::optional<std::string> stateFolderPath();
+/// The folder of that name in which programs keep for this user what they would rather not lose; null without a home
+/// directory. Any thread.
+std::unique_ptr<Folder> userState(std::string_view name);
+
+/// 128 random bits as 32 hexadecimal digits. Any thread.
+std::string newSecret();
 
 /// The program that shows a document in what the user has chosen for its kind, to be looked for on PATH.
 std::string_view documentOpener();

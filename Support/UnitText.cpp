@@ -39,7 +39,7 @@ std::string rateText(double bytesPerSecond) {
 }
 
 std::string wattsText(double watts) {
-    return fixedText(watts, std::abs(watts) < 9.995 ? 2 : 1, " W");
+    return fixedText(watts, std::abs(watts) >= 9.995 ? 1 : 2, " W");
 }
 
 }  // namespace zqm

@@ -29,6 +29,7 @@ TEST(BatteryReader, TellsTheTimeThatTheStateAsksFor) {
                                     state + "}]}}");
         EXPECT_TRUE(battery.isPresent);
         EXPECT_EQ(battery.timeRemainingMinutes, minutes) << state;
+        EXPECT_EQ(battery.isCharging, state.starts_with(R"("Is Charging": true)")) << state;
     }
 }
 
@@ -43,6 +44,7 @@ TEST(BatteryReader, ReadsTheGauge) {
              {0.9, 56.25, 62.5, 15}},
             {R"("DesignCapacity": 5000, "AppleRawMaxCapacity": 4500, "Voltage": 0, "InstantAmperage": 1)",
              {0.9, 0, 0, 0}},
+            {R"("DesignCapacity": -5000, "AppleRawMaxCapacity": 4500, "Voltage": -12500)", {0, 0, 0, 0}},
             {R"("DesignCapacity": 0, "AppleRawMaxCapacity": 4500, "Voltage": 10000)", {0, 45, 0, 0}},
             {R"("DesignCapacity": 1e-300, "AppleRawMaxCapacity": 1e308, "Voltage": 1e308, "Amperage": 1e308)",
              {0, 0, 100, 0}}}) {

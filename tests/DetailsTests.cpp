@@ -84,6 +84,29 @@ TEST_F(GraphicsUsersTest, AreRankedByTheirBusiestEngine) {
     EXPECT_FALSE(ranking.hasCounters());
 }
 
+TEST(NamedSensors, AreThoseOfChipsElseOfZones) {
+    const TemporaryTree tree;
+    VirtualClock clock;
+    const RootDirectory root(tree.root());
+    PosixSettings environment;
+    LinuxReadings readings{root, environment, clock, ""};
+    LinuxDetails details(root, readings, clock, "");
+    tree.write("sys/class/thermal/thermal_zone0/type", "soc\n");
+    tree.write("sys/class/thermal/thermal_zone0/temp", "45500\n");
+    tree.write("sys/class/thermal/thermal_zone1/temp", "-1\n");
+    EXPECT_THAT(details.temperatures(), ElementsAre(FieldsAre("soc", 45.5), FieldsAre("thermal_zone1", -0.001)));
+    int number = 0;
+    for (const char* temperature : {"-60000", "-59999", "0", "1", "199999", "200000", "cut"})
+        tree.write("sys/class/hwmon/hwmon1/temp" + std::to_string(++number) + "_input",
+                   temperature + std::string("\n"));
+    for (const char* speed : {"-1", "0", "99999", "100000"})
+        tree.write("sys/class/hwmon/hwmon1/fan" + std::to_string(++number) + "_input", speed + std::string("\n"));
+    tree.write("sys/class/hwmon/hwmon1/name", "chip\n");
+    EXPECT_THAT(details.temperatures(), ElementsAre(FieldsAre("chip temp2", -59.999), FieldsAre("chip temp4", 0.001),
+                                                    FieldsAre("chip temp5", 199.999)));
+    EXPECT_THAT(details.fans(), ElementsAre(FieldsAre("chip fan10", 99999), FieldsAre("chip fan9", 0)));
+}
+
 TEST(FileSystems, AreThoseOnDrivesAtTheirTopmostPoint) {
     const auto mount = [](std::string_view device, std::string_view point, std::string_view type,
                           std::string_view source) {

@@ -63,7 +63,7 @@ TEST(ProgramNames, AreSummedFoldedAndBounded) {
                               {3, "two", 2},
                               {4, "kworker/R-rcu_g", 2},
                               {5, "one", 1.5},
-                              {6, "ksoftirqd/1", 1},
+                              {6, "ksoftirqd/10", 1},
                               {7, "jbd2/sda1-8", 1},
                               {8, "/1", 1},
                               {9, "idle", 0}}),

@@ -3,14 +3,13 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <map>
-#include <sstream>
 
 #include "Platform/Linux/LinuxMachine.h"
 #include "ZQMHelper/Shared/DiagnosticsCollector.h"
 #include "ZQMHelper/SourcesReport.h"
 #include "tests/fakes/EngineSamples.h"
+#include "tests/fakes/Golden.h"
 #include "tests/fakes/TreeText.h"
 #include "tests/fakes/WholeHelper.h"
 #include "tests/fakes/mac/MacDouble.h"
@@ -27,12 +26,6 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
-std::string contentOf(const fs::path& file) {
-    std::ostringstream content;
-    content << std::ifstream(file, std::ios::binary).rdbuf();
-    return content.str();
-}
-
 /// Twelve significant digits: figures that a person can check, the same on every processor.
 void roundNumbers(ordered_json& value) {
     if (value.is_structured()) {
@@ -42,12 +35,6 @@ void roundNumbers(ordered_json& value) {
         std::snprintf(digits, sizeof digits, "%.12g", value.get<double>());
         value = std::strtod(digits, nullptr);
     }
-}
-
-void expectGolden(const std::string& name, const std::string& actual) {
-    const fs::path file = fs::path(ZQM_TEST_DATA) / "golden" / name;
-    if (std::getenv("ZQM_UPDATE_GOLDEN")) std::ofstream(file, std::ios::binary) << actual;
-    EXPECT_EQ(actual, contentOf(file)) << "see CONTRIBUTING.md, Golden snapshots";
 }
 
 /// The snapshot, one member a line, and then, since it takes a second more, where each figure comes from.

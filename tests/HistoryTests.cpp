@@ -6,6 +6,7 @@
 #include "Client/History/HistoryFiles.h"
 #include "Client/History/HistoryText.h"
 #include "Client/Watch/History.h"
+#include "Platform/Posix/PosixFolder.h"
 #include "tests/fakes/FakePlatform.h"
 #include "tests/fakes/TemporaryTree.h"
 
@@ -111,7 +112,7 @@ TEST(SampleHistory, TracksBeginWithWhatTheMachineHas) {
 TEST(HistoryFiles, OutliveTheProcessAndSetAsideWhatTheyCannotRead) {
     const English english;
     TemporaryTree tree;
-    const std::string folder = tree.path("state/history");
+    PosixFolder folder(tree.path("state/history"));
     const auto load = [&](SampleHistory& history) { return HistoryFiles(folder).load(history); };
     SampleHistory before;
     EXPECT_THAT(load(before), ElementsAre());

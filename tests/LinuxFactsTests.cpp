@@ -71,7 +71,9 @@ TEST(LinuxFacts, TheMachineAndItsSystemHaveNames) {
              {"proc/cpuinfo", "model name\t: ARMv8\nCPU implementer\t: 0x41\n", "D \"12\", Linux 6|?|ARMv8"},
              {"sys/devices/soc0/machine", "SM8550\n", "D \"12\", Linux 6|?|SM8550"},
              {"proc/device-tree/model", {"Board 4\0", 8}, "D \"12\", Linux 6|Board 4|SM8550"},
-             {"sys/class/dmi/id/product_name", "Laptop 14\n", "D \"12\", Linux 6|Laptop 14|SM8550"}}) {
+             {"sys/class/dmi/id/product_name", "Laptop 14\n", "D \"12\", Linux 6|Laptop 14|SM8550"},
+             {"usr/lib/os-release", "", "D \"12\", Linux 6|Laptop 14|SM8550"},
+             {"etc/os-release", "PRETTY_NAME=\"\"\n", "Linux 6|Laptop 14|SM8550"}}) {
         tree.write(file, content);
         EXPECT_EQ(facts.systemVersion() + "|" + facts.hardwareModel().value_or("?") + "|" +
                       facts.processorName().value_or("?"),

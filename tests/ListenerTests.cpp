@@ -128,6 +128,7 @@ TEST(Listener, TellsCallersThatHaveGoneFromThoseThatStillRead) {
     };
     for (int i = 0; i < 1000 && gone() != "++-"; ++i) std::this_thread::yield();
     EXPECT_EQ(gone(), "++-");
+    EXPECT_EQ(waiting->reply(20), "silence") << "nothing is sent ahead to those who still send";
     for (const Caller& caller : helper.later) caller.answer("{\"ok\":true}");
     EXPECT_EQ(waiting->reply(), okReply);
     EXPECT_EQ(halfClosed->reply(), okReply);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Client/Units.h"
+#include "Support/Json.h"
 #include "Support/Saturated.h"
 
 namespace zqm {
@@ -38,6 +40,13 @@ TEST(Text, ParsesWholeNumbersOrNothing) {
         EXPECT_FALSE(parseDouble(text)) << text;
 }
 
+TEST(Text, IsEscapedForJson) {
+    std::string out;
+    appendJsonString(out, "\b\t\n\f\r\x1F \"\\/\x7F\xFFé");
+    appendJsonString(out, "/", true);
+    EXPECT_EQ(out, "\"\\b\\t\\n\\f\\r\\u001f \\\"\\\\/\x7F\xEF\xBF\xBDé\"\"\\/\"");
+}
+
 TEST(Saturated, StaysAtTheBounds) {
     constexpr std::uint64_t most = ~std::uint64_t{0};
     EXPECT_EQ(addSaturated(most - 3, 1, 2), most);
@@ -48,6 +57,33 @@ TEST(Saturated, StaysAtTheBounds) {
          {std::pair{0x1p63, INT64_MAX}, {-0x1.8p63, INT64_MIN}, {-0x1p63, INT64_MIN}, {-2.9, -2}, {NAN, 0}}) {
         EXPECT_EQ(integerSaturated(number), integer) << number;
     }
+}
+
+TEST(Units, AreWrittenAsPeopleReadThem) {
+    for (const auto& [text, expected] : std::initializer_list<std::pair<std::string, std::string_view>>{
+             {bytesText(1023.4), "1023 B"},
+             {bytesText(1023.5), "1.00 KiB"},
+             {bytesText(10'229), "9.99 KiB"},
+             {bytesText(10'240), "10.0 KiB"},
+             {bytesText(1023.5 * 1024), "1.00 MiB"},
+             {bytesText(0x1p80), "1048576 EiB"},
+             {rateText(999.4), "999 B/s"},
+             {rateText(999.5), "1.00 kB/s"},
+             {rateText(99'949), "99.9 kB/s"},
+             {rateText(99'950), "100 kB/s"},
+             {wattsText(9.994), "9.99 W"},
+             {wattsText(-9.995), "-10.0 W"},
+             {frequencyText(2500, FreqUnit::mhz) + frequencyText(2500, FreqUnit::ghz), "2500 MHz2.50 GHz"},
+             {temperatureText(100, TempUnit::fahrenheit) + temperatureText(0, TempUnit::kelvin), "212 °F273 K"},
+             {durationText(59) + durationText(60) + durationText(611), "0:591:0010:11"},
+             {spanText(Seconds(119)) + spanText(Seconds(120)) + spanText(Seconds(7199)), "119 s2 min119 min"},
+             {spanText(Seconds(7200)) + spanText(Seconds(10800)), "2 h3 h"}}) {
+        EXPECT_EQ(text, expected);
+    }
+    SystemSnapshot sample;
+    sample.timestamp = WallTime(Seconds(100));
+    EXPECT_FALSE(ageIfOld(sample, Seconds(0.5), WallTime(Seconds(103)))) << "as with an interval of a second";
+    EXPECT_EQ(ageIfOld(sample, Seconds(0.5), WallTime(Seconds(103.5))), Seconds(3.5));
 }
 
 TEST(Text, TakesPiecesOffTheFront) {

@@ -27,6 +27,7 @@ TEST(UserDefaults, ConvertsAsThePlatformDoes) {
              {"null", 0, 0, false, std::nullopt},
              {"[1]", 0, 0, false, std::nullopt},
              {"true", 1, 1, true, "1"},
+             {"false", 0, 0, false, "0"},
              {"0", 0, 0, false, "0"},
              {"3", 3, 3, true, "3"},
              {"100000.0", 1e5, 100000, true, "100000"},

@@ -4,6 +4,8 @@
 
 #include "Client/Web/WebDoor.h"
 #include "Client/Web/WebGate.h"
+#include "Platform/Posix/PosixFolder.h"
+#include "Platform/UserServices.h"
 #include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {
@@ -69,10 +71,10 @@ TEST(WebGate, LetsInWhoHoldsTheKeyAndAsksThisMachine) {
 
 TEST(WebDoor, IsTheUsersOwnAndGoesWithTheServer) {
     TemporaryTree tree;
-    const std::string folder = tree.path("state");
-    const WebAccess access{{"127.0.0.1", 9933}, newWebKey()};
+    PosixFolder folder(tree.path("state"));
+    const WebAccess access{{"127.0.0.1", 9933}, newSecret()};
     EXPECT_EQ(access.key.size(), 32U);
-    EXPECT_NE(access.key, newWebKey());
+    EXPECT_NE(access.key, newSecret());
     {
         const WebDoor door(folder, access);
         EXPECT_FALSE(door.problem());

@@ -7,7 +7,7 @@ import shutil
 import subprocess
 import unittest
 
-from harness import BUILD, PATIENCE, ROOT, FakeServer, ProgramTest, ok
+from harness import BUILD, PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, ok
 
 TRANSCRIPTS = ROOT / "tests" / "transcripts"
 
@@ -31,6 +31,11 @@ class ZephlonTest(ProgramTest):
                 (None, 4, "does not answer")]:
             with self.subTest(words), FakeServer(response) as server:
                 self.assertIn(words, self.zephlon("status", port=server.port, status=status))
+                bar = subprocess.run([ZEPHLON, "--port", str(server.port), "bar", "--format", "i3status-rust"],
+                                     env=self.environment, capture_output=True, timeout=PATIENCE).stdout
+                short = "no sample yet" if words in ("still starting", "no sample yet") else {
+                    3: "helper away", 4: "helper silent", 5: "helper refuses", 6: "helper of another version"}[status]
+                self.assertEqual(json.loads(bar)["short_text"], short)
         for spoil in (lambda: self.token.symlink_to("/dev/null"), self.token.mkdir, lambda: self.token.write_text(" "),
                       lambda: self.token.write_text("two\r\nlines"), lambda: self.token.write_text("x" * 20000)):
             shutil.rmtree(self.token.parent)
@@ -47,6 +52,10 @@ class ZephlonTest(ProgramTest):
                 self.assertEqual(server.requests, 0)
             os.chown(self.token, 65534, -1)
             self.assertIn("belongs to another user", self.zephlon("status", status=5))
+            shutil.rmtree(self.token.parent)
+            for user, hint in (("1000", True), ("0", False)):
+                self.environment["SUDO_UID"] = user
+                self.assertEqual("this is root's home" in self.zephlon("status", status=3), hint)
 
     def test_says_what_the_transcripts_say(self):
         """Beside a helper that serves the snapshot of the same name, on the machine of that name. ZQM_UPDATE_GOLDEN=1 writes them anew."""

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Drives `zephlon watch` through pseudo-terminals against the real helper."""
 import fcntl
+import json
 import os
+import pwd
 import re
 import select
 import signal
@@ -11,7 +13,7 @@ import termios
 import time
 import unittest
 
-from harness import PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, ok
+from harness import PATIENCE, ROOT, ZEPHLON, FakeServer, ProgramTest, ok, until
 
 LEFT = b"\x1b[?1049l"  # the alternate screen; what xterm and its kin understand
 MACHINE = "laptop-efficiency-performance"
@@ -122,6 +124,30 @@ class WatchTest(ProgramTest):
         with FakeServer(ok((ROOT / "tests" / "transcripts" / "laptop.json").read_text())) as stale:
             self.watch(port=stale.port, shows=b"takes no new sample")
 
+    def test_asks_a_process_to_end_and_goes_on_after_a_pause(self):
+        sleeper = self.spawn("sleep", "1234")
+        helper = self.start_helper().wait_until_serving(lambda snapshot: snapshot["cpu"]["perCoreUsage"])
+        snapshot = helper.server.snapshot()
+        helper.kill()
+        snapshot["processes"] = {name: [] for name in snapshot["processes"]}
+        snapshot["processes"]["cpu"] = [{"pid": sleeper.pid, "name": "sleeper", "value": 50}]
+        snapshot["timestamp"] = time.time() + 60
+        with FakeServer(ok(json.dumps(snapshot))) as server:
+            terminal = self.watch(port=server.port, shows=b"sleeper")
+            terminal.press(b"\x1bOB\r")
+            terminal.expect(b"sleep 1234")
+            self.assertIn(f"PID {sleeper.pid} of {pwd.getpwuid(os.geteuid()).pw_name}".encode(), terminal.written)
+            terminal.press(b"ky")
+            terminal.expect(b"Asked to end.")
+            self.assertEqual(sleeper.wait(PATIENCE), -signal.SIGTERM)
+            terminal.press(b"xp")
+            seen = terminal.expect(b"paused")
+            asked = server.requests
+            terminal.press(b"+p")
+            terminal.expect(b" min", seen)  # the graphs' slots last twice as long
+            until(lambda: server.requests > asked + 1)
+            self.assertEqual(terminal.quit(), 0)
+
     def test_uses_what_the_terminal_has(self):
         self.start_machine(MACHINE)
         for variables, colour, mark in (({}, "38;5;", "⣀"), ({"NO_COLOR": "1"}, None, "⣀"), ({"TERM": "vt100"}, None, "⣀"),
@@ -137,6 +163,11 @@ class WatchTest(ProgramTest):
             terminal = self.watch(["bash", "-c", f"{ZEPHLON} watch {end}"], shows=b"", **variables)
             self.assertEqual(terminal.quit(b""), 1)
             self.assertRegex(terminal.written, rb"\A\r?zephlon: .*terminal.*\r\n\Z")
+        status = [ZEPHLON, "--port", str(self.port), "status"]
+        terminal = self.watch(status, shows=b"Top mem", NO_COLOR="1")
+        terminal.quit(b"")
+        self.assertLessEqual(max(map(len, terminal.written.decode().splitlines())), 80)
+        self.assertGreater(max(map(len, subprocess.check_output(status, env=self.environment, text=True).splitlines())), 80)
         self.preferences.parent.mkdir()
         self.preferences.write_text('{"showProcessSidebar": false, "language": "zh"}')
         terminal = self.watch(shows="温度".encode())

@@ -27,7 +27,7 @@ struct Options {
 };
 
 /// Shows the page in the user's browser; false where there is no program for that.
-bool openPage(const std::string& folder) {
+bool openPage(const Folder& folder) {
     const auto opener = findProgram(documentOpener());
     const auto child = opener ? PosixCommands().launch(*opener, {webDoorPage(folder)}) : nullptr;
     while (child && child->read(Seconds(10)).value_or("").size() > 0) continue;
@@ -35,7 +35,7 @@ bool openPage(const std::string& folder) {
 }
 
 /// Of a server that runs already.
-ExitStatus showRunning(const Options& options, const std::string& folder, const WebAccess& running) {
+ExitStatus showRunning(const Options& options, const Folder& folder, const WebAccess& running) {
     if (options.tellsUrl) return printed(webUrl(running) + "\n");
     if (!options.opens) {
         return complain(said("it runs already; zephlon web --open shows it, --url prints its address"),
@@ -66,8 +66,7 @@ void announce(const WebAccess& access, Log& log) {
                                  access.address.text()));
 }
 
-ExitStatus serve(const Invocation& invocation, const Options& options, const std::optional<std::string>& folder,
-                 ListenAddress address) {
+ExitStatus serve(const Invocation& invocation, const Options& options, Folder* folder, ListenAddress address) {
     raiseDescriptorLimit();
     shareOneHeap();
     Log& log = userServices().log();
@@ -87,7 +86,7 @@ ExitStatus serve(const Invocation& invocation, const Options& options, const std
     WebServer server(
         {ask, [&machine](const SystemSnapshot& sample) { return machine.factsBeside(sample); }, tableOfSources},
         history, *settings, interval, {listener, queues, mainLoop, log, clock});
-    const std::string key = newWebKey();
+    const std::string key = newSecret();
     if (const auto error = server.start({address, key})) {
         return complain(said("cannot listen on {}: {}", address.text(), *error), ExitStatus::failure);
     }
@@ -114,7 +113,7 @@ ExitStatus web(const Invocation& invocation, const Options& options) {
     if (door && (isAskable(door->address) ? askWeb(*door, "/api/now").has_value() : wantsRunning))
         return showRunning(options, *folder, *door);
     if (options.tellsUrl) return complain(said("zephlon web does not run"), ExitStatus::failure);
-    return serve(invocation, options, folder, *parseListenAddress(options.listen));
+    return serve(invocation, options, folder.get(), *parseListenAddress(options.listen));
 }
 
 }  // namespace

@@ -1,17 +1,13 @@
 #include "Client/History/HistoryFiles.h"
 
-#include <filesystem>
-
 #include "Client/Texts.h"
-#include "Platform/Posix/PosixFiles.h"
-#include "Platform/Posix/UserDirectories.h"
 
 namespace zqm {
 
 using Part = SampleHistory::Part;
 
-std::string HistoryFiles::path(Part part) const {
-    return pathBelow(folder_, std::string(rawValue(part)) + ".zqmhist");
+std::string HistoryFiles::nameOf(Part part) {
+    return std::string(rawValue(part)) + ".zqmhist";
 }
 
 std::vector<std::string> HistoryFiles::load(SampleHistory& history) {
@@ -23,9 +19,10 @@ std::vector<std::string> HistoryFiles::load(SampleHistory& history) {
 }
 
 std::optional<std::string> HistoryFiles::load(SampleHistory& history, Part part) {
-    const std::string file = path(part);
-    const FileContent content = PosixFiles().read(file);
+    const std::string name = nameOf(part);
+    const FileContent content = folder_.read(name);
     if (content.isMissing) return std::nullopt;
+    const std::string file = folder_.path(name);
     std::string problem = content.problem;
     if (content.isForeign) problem = said("{} belongs to another user", file);
     if (problem.empty()) {
@@ -33,19 +30,16 @@ std::optional<std::string> HistoryFiles::load(SampleHistory& history, Part part)
         if (!fault) return std::nullopt;
         problem = file + ": " + *fault;
     }
-    std::error_code error;
-    const std::string aside = file + ".damaged";
-    std::filesystem::rename(file, aside, error);
-    isLeftAlone_[static_cast<std::size_t>(part)] = static_cast<bool>(error);
-    return error ? said("{}; it cannot be set aside ({}), so this part of the history is not saved", problem,
-                        error.message())
-                 : said("{}; set aside as {}", problem, aside);
+    const auto failure = folder_.setAside(name);
+    isLeftAlone_[static_cast<std::size_t>(part)] = failure.has_value();
+    return failure
+               ? said("{}; it cannot be set aside ({}), so this part of the history is not saved", problem, *failure)
+               : said("{}; set aside as {}", problem, file + ".damaged");
 }
 
 std::optional<std::string> HistoryFiles::save(Part part, std::string_view bytes) {
     if (isLeftAlone_[static_cast<std::size_t>(part)]) return std::nullopt;
-    if (auto problem = makePrivateDirectory(folder_)) return problem;
-    return PosixFiles().replace(path(part), bytes);
+    return folder_.replace(nameOf(part), bytes);
 }
 
 }  // namespace zqm

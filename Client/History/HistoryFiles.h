@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "Client/History/SampleHistory.h"
+#include "Platform/Process/Folder.h"
 
 namespace zqm {
 
 /// The history in a folder of the user's, each part in a file of its own that is replaced whole. One thread at a time.
 class HistoryFiles {
 public:
-    /// The folder is made with the first file.
-    explicit HistoryFiles(std::string folder) : folder_(std::move(folder)) {}
+    explicit HistoryFiles(Folder& folder) : folder_(folder) {}
 
     /// Takes over what the files hold. One that is torn, or of another kind, is set aside under another name; one that
     /// cannot even be moved is left alone, and that part is not saved. Returns a line about each, for a person.
@@ -23,12 +23,12 @@ public:
     /// Returns why the part was not saved, for a person, or nullopt.
     std::optional<std::string> save(SampleHistory::Part part, std::string_view bytes);
 
-    std::string path(SampleHistory::Part part) const;
+    static std::string nameOf(SampleHistory::Part part);
 
 private:
     std::optional<std::string> load(SampleHistory& history, SampleHistory::Part part);
 
-    const std::string folder_;
+    Folder& folder_;
     std::array<bool, allCases<SampleHistory::Part>().size()> isLeftAlone_{};
 };
 

@@ -5,13 +5,13 @@
 
 namespace zqm {
 
-HistoryKeeper::HistoryKeeper(const std::optional<std::string>& folder, Log& log) : log_(log) {
+HistoryKeeper::HistoryKeeper(std::unique_ptr<Folder> folder, Log& log) : log_(log), folder_(std::move(folder)) {
     const MutexLock holdFiles(saving_);
-    if (!folder) {
+    if (!folder_) {
         log.print("zephlon: " + said("there is no home directory: the history is not saved"));
         return;
     }
-    files_.emplace(*folder);
+    files_.emplace(*folder_);
     const MutexLock hold(mutex_);
     for (const std::string& line : files_->load(history_)) log.print("zephlon: " + printable(line));
 }

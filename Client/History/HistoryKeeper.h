@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -16,7 +17,7 @@ namespace zqm {
 class HistoryKeeper {
 public:
     /// Takes over what the folder holds, and tells the log what of that it cannot; without a folder nothing is saved.
-    HistoryKeeper(const std::optional<std::string>& folder, Log& log);
+    HistoryKeeper(std::unique_ptr<Folder> folder, Log& log);
 
     void add(const SystemSnapshot& sample, Seconds interval);
 
@@ -31,6 +32,7 @@ public:
 
 private:
     Log& log_;
+    const std::unique_ptr<Folder> folder_;
     mutable Mutex mutex_;
     SampleHistory history_ ZQM_GUARDED_BY(mutex_);
     Mutex saving_;  // taken before the other

@@ -3,7 +3,6 @@
 #include "Client/History/HistoryFiles.h"
 #include "Client/StateFolder.h"
 #include "Client/Web/WebDoor.h"
-#include "Platform/Posix/LocalClient.h"
 
 namespace zqm {
 namespace {
@@ -19,11 +18,10 @@ std::optional<std::string> fromServer(std::uint16_t port, std::uint32_t from, st
 std::string fromFiles(std::uint16_t port, std::uint32_t from, std::uint32_t to, HistoryRows rows) {
     const auto folder = historyFolder(port);
     if (!folder) return {};
-    const HistoryFiles files(*folder);
     SampleHistory history;
     for (const auto part : allCases<SampleHistory::Part>()) {
         // What is wrong with a file is its owner's to tell.
-        if (const auto bytes = readOwnFile(files.path(part)).text) history.restore(part, *bytes);
+        if (const auto bytes = folder->read(HistoryFiles::nameOf(part)).text) history.restore(part, *bytes);
     }
     return rows == HistoryRows::cores ? history.cores(from, to) : history.figures(from, to);
 }

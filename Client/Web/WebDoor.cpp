@@ -3,19 +3,15 @@
 #include <nlohmann/json.hpp>
 
 #include "Platform/Posix/LocalClient.h"
-#include "Platform/Posix/PosixFiles.h"
-#include "Platform/Posix/UserDirectories.h"
 #include "Support/Json.h"
 
 namespace zqm {
 namespace {
 
 constexpr Seconds patience{1};
+constexpr std::string_view doorName = "web.json";
+constexpr std::string_view pageName = "web.html";
 constexpr std::size_t mostAnswer = 8 * 1024 * 1024;
-
-std::string doorFile(const std::string& folder) {
-    return pathBelow(folder, "web.json");
-}
 
 std::string contentFor(const WebAccess& access) {
     JsonWriter json;
@@ -30,10 +26,6 @@ std::string contentFor(const WebAccess& access) {
 
 }  // namespace
 
-std::string newWebKey() {
-    return PosixFiles::randomHexadecimal(16);
-}
-
 std::string webUrl(const WebAccess& access) {
     ListenAddress address = access.address;
     if (address.host == "0.0.0.0") address.host = "127.0.0.1";
@@ -41,30 +33,29 @@ std::string webUrl(const WebAccess& access) {
     return "http://" + address.text() + "/#" + access.key;
 }
 
-WebDoor::WebDoor(const std::string& folder, const WebAccess& access) : folder_(folder), content_(contentFor(access)) {
-    problem_ = makePrivateDirectory(folder_);
-    if (!problem_) problem_ = PosixFiles().replace(doorFile(folder_), content_);
+WebDoor::WebDoor(Folder& folder, const WebAccess& access) : folder_(folder), content_(contentFor(access)) {
+    problem_ = folder_.replace(doorName, content_);
     if (problem_) return;
     // No script: browsers keep a page of a file from much, but not from leading on.
-    problem_ = PosixFiles().replace(webDoorPage(folder_),
-                                    "<!DOCTYPE html><meta charset=\"utf-8\"><title>Zephlon</title>"
-                                    "<meta http-equiv=\"refresh\" content=\"0;url=" +
-                                        webUrl(access) + "\"><a href=\"" + webUrl(access) + "\">Zephlon</a>\n");
+    problem_ = folder_.replace(pageName,
+                               "<!DOCTYPE html><meta charset=\"utf-8\"><title>Zephlon</title>"
+                               "<meta http-equiv=\"refresh\" content=\"0;url=" +
+                                   webUrl(access) + "\"><a href=\"" + webUrl(access) + "\">Zephlon</a>\n");
 }
 
 WebDoor::~WebDoor() {
-    if (readOwnFile(doorFile(folder_)).text != content_) return;  // another one's by now
-    PosixFiles().remove(doorFile(folder_));
-    PosixFiles().remove(webDoorPage(folder_));
+    if (folder_.read(doorName).text != content_) return;  // another one's by now
+    folder_.remove(doorName);
+    folder_.remove(pageName);
 }
 
-std::string webDoorPage(const std::string& folder) {
-    return pathBelow(folder, "web.html");
+std::string webDoorPage(const Folder& folder) {
+    return folder.path(pageName);
 }
 
-std::optional<WebAccess> openWebDoor(const std::string& folder) {
-    const OwnFile file = readOwnFile(doorFile(folder));
-    const auto json = nlohmann::json::parse(file.text.value_or(""), nullptr, false);
+std::optional<WebAccess> openWebDoor(Folder& folder) {
+    const FileContent file = folder.read(doorName);
+    const auto json = nlohmann::json::parse(file.isForeign ? "" : file.text.value_or(""), nullptr, false);
     const auto member = [&json](const char* name) {
         const auto value = json.is_object() ? json.value(name, nlohmann::json()) : nlohmann::json();
         return value.is_string() ? value.get<std::string>() : std::string();

@@ -4,13 +4,11 @@
 #include <string>
 
 #include "Client/Web/WebGate.h"
+#include "Platform/Process/Folder.h"
 
 /// How this user's programs find the page's server that runs: a private file with its address and key, and a private
 /// page that leads a browser there, so that the key stands on no command line.
 namespace zqm {
-
-/// A new key of 128 random bits, 32 hexadecimal digits.
-std::string newWebKey();
 
 /// "http://127.0.0.1:9933/#KEY".
 std::string webUrl(const WebAccess& access);
@@ -18,8 +16,8 @@ std::string webUrl(const WebAccess& access);
 /// While it lives the files are there.
 class WebDoor {
 public:
-    /// `folder` is made if need be. What cannot be written is told by `problem`.
-    WebDoor(const std::string& folder, const WebAccess& access);
+    /// What cannot be written is told by `problem`.
+    WebDoor(Folder& folder, const WebAccess& access);
     ~WebDoor();
     WebDoor(const WebDoor&) = delete;
     WebDoor& operator=(const WebDoor&) = delete;
@@ -27,16 +25,16 @@ public:
     const std::optional<std::string>& problem() const { return problem_; }
 
 private:
-    const std::string folder_;
+    Folder& folder_;
     const std::string content_;
     std::optional<std::string> problem_;
 };
 
 /// The page that leads to the server, for a browser to open.
-std::string webDoorPage(const std::string& folder);
+std::string webDoorPage(const Folder& folder);
 
 /// What runs, as its file says; nullopt where there is none, or none of this user's.
-std::optional<WebAccess> openWebDoor(const std::string& folder);
+std::optional<WebAccess> openWebDoor(Folder& folder);
 
 /// Whether a server there can be asked from this machine, which is done on 127.0.0.1 alone.
 bool isAskable(const ListenAddress& address);

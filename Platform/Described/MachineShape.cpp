@@ -74,10 +74,12 @@ void record(const Json& value, const Place& place, std::initializer_list<Member>
         require(member != members.end(), childPlace, "unknown key");
         member->check(child, childPlace);
     }
+    std::string missing;
     for (const auto& member : members) {
         if (!member.isRequired || value.contains(member.name)) continue;
-        throw ShapeError{place.pointer(), std::string("has no \"").append(member.name).append("\"")};
+        missing.append(missing.empty() ? "has no \"" : ", \"").append(member.name).append("\"");
     }
+    require(missing.empty(), place, missing);
 }
 
 void eachElement(const Json& value, const Place& place, Check check) {

@@ -7,6 +7,7 @@
 
 #include "Platform/Posix/JsonUserDefaults.h"
 #include "Platform/Posix/PosixFiles.h"
+#include "Platform/Posix/PosixFolder.h"
 #include "Platform/Posix/PosixLog.h"
 #include "Platform/Posix/PosixSettings.h"
 #include "Platform/Posix/UserDirectories.h"
@@ -66,9 +67,9 @@ std::optional<std::string> sharedContainerPath(std::string_view identifier) {
     return PosixSettings::containerPath(identifier);
 }
 
-std::optional<std::string> stateFolderPath() {
+std::unique_ptr<Folder> userState(std::string_view name) {
     const auto state = userDirectory("XDG_STATE_HOME", ".local/state");
-    return state ? std::optional(pathBelow(*state, "zephlon")) : std::nullopt;
+    return state ? std::make_unique<PosixFolder>(pathBelow(*state, name)) : nullptr;
 }
 
 std::string_view documentOpener() {

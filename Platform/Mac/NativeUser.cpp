@@ -7,6 +7,7 @@
 #include "Platform/Mac/MacLog.h"
 #include "Platform/Mac/MacUserDefaults.h"
 #include "Platform/Mac/SystemLibraries.h"
+#include "Platform/Posix/PosixFolder.h"
 #include "Platform/Posix/UserDirectories.h"
 #include "Platform/UserServices.h"
 
@@ -48,9 +49,9 @@ std::optional<std::string> sharedContainerPath(std::string_view identifier) {
     return groupContainer(libraries, identifier);
 }
 
-std::optional<std::string> stateFolderPath() {
+std::unique_ptr<Folder> userState(std::string_view name) {
     const auto state = userDirectory("XDG_STATE_HOME", "Library/Application Support");
-    return state ? std::optional(pathBelow(*state, "Zephlon")) : std::nullopt;
+    return state ? std::make_unique<PosixFolder>(pathBelow(*state, name)) : nullptr;
 }
 
 std::string_view documentOpener() {

@@ -160,7 +160,7 @@ bool AsioSession::hasBytes() const {
 
 /// Hands the descriptor to Asio, which not every connection needs.
 void AsioSession::watch() {
-    if (closed_ || socket_.is_open()) return;
+    if (socket_.is_open()) return;
     std::error_code error;
     socket_.assign(asio::ip::tcp::v4(), number_, error);
     if (error) return close();

@@ -44,14 +44,13 @@ public:
 
     /// Waits until the socket is ready for `events`; false when the time is over.
     bool wait(short events) const {
-        for (;;) {
+        pollfd watched{socket_, events, 0};
+        int ready;
+        do {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - SteadyClock::now()).count();
-            if (left <= 0) return false;
-            pollfd watched{socket_, events, 0};
-            const int ready = ::poll(&watched, 1, static_cast<int>(std::min<std::int64_t>(left, 60'000)));
-            if (ready > 0) return true;
-            if (ready < 0 && errno != EINTR) return false;
-        }
+            ready = ::poll(&watched, 1, static_cast<int>(std::max<std::int64_t>(left, 0)));
+        } while (ready < 0 && errno == EINTR);
+        return ready > 0;
     }
 
     std::optional<Outcome> connect(const sockaddr_in& address) const {

@@ -14,12 +14,12 @@
 #include <cstdint>
 #include <exception>
 #include <filesystem>
-#include <span>
 #include <thread>
 #include <utility>
 
 #include "Platform/Posix/Descriptor.h"
 #include "Platform/Posix/Problem.h"
+#include "Platform/UserServices.h"
 #include "Support/Hexadecimal.h"
 
 namespace zqm {
@@ -64,8 +64,7 @@ bool flush(int file) {
 
 /// Whether the whole content is on the disk; `errno` tells why not.
 bool store(Descriptor file, mode_t mode, std::string_view content) {
-    const bool complete =
-        (mode == 0600 || ::fchmod(file.get(), mode) == 0) && writeAll(file.get(), content) && flush(file.get());
+    const bool complete = ::fchmod(file.get(), mode) == 0 && writeAll(file.get(), content) && flush(file.get());
     return complete && ::close(file.release()) == 0;
 }
 
@@ -97,9 +96,11 @@ bool isTemporary(std::string_view name, std::string_view file) {
            name[file.size()] == '.' && name.ends_with(temporaryEnd);
 }
 
-/// Without randomness there are no secrets, and a guessable one would be worse than none.
-void fillWithRandom(std::span<std::uint8_t> bytes) {
+std::array<std::uint8_t, 16> randomBytes() {
+    std::array<std::uint8_t, 16> bytes;
+    // Without randomness there are no secrets, and a guessable one would be worse than none.
     if (::getentropy(bytes.data(), bytes.size()) != 0) std::terminate();
+    return bytes;
 }
 
 bool isLeftover(const std::string& file) {
@@ -109,6 +110,12 @@ bool isLeftover(const std::string& file) {
 }
 
 }  // namespace
+
+std::string newSecret() {
+    std::string text;
+    for (const std::uint8_t byte : randomBytes()) appendHexadecimal(text, byte);
+    return text;
+}
 
 FileContent PosixFiles::read(const std::string& file) {
     FileContent content;
@@ -199,18 +206,8 @@ void PosixFiles::exclusively(const std::string& directory, const std::function<v
     body(isAlone);
 }
 
-std::string PosixFiles::randomHexadecimal(std::size_t bytes) {
-    std::array<std::uint8_t, 256> buffer;
-    const auto random = std::span(buffer).first(bytes);
-    fillWithRandom(random);
-    std::string text;
-    for (const std::uint8_t byte : random) appendHexadecimal(text, byte);
-    return text;
-}
-
 std::string PosixFiles::makeUuid() {
-    std::array<std::uint8_t, 16> bytes;
-    fillWithRandom(bytes);
+    auto bytes = randomBytes();
     bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);  // version 4: random
     bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);  // the variant of RFC 4122
     std::string text;

@@ -19,8 +19,6 @@ public:
     void removeLeftovers(const std::string& file) override;
     void exclusively(const std::string& directory, const std::function<void(bool isAlone)>& body) override;
     std::string makeUuid() override;
-    /// So many random bytes as hexadecimal digits; 256 at most.
-    static std::string randomHexadecimal(std::size_t bytes);
 
 private:
     std::optional<std::string> replaceAs(const std::string& file, std::string_view content, mode_t mode);

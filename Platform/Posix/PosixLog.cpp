@@ -18,8 +18,6 @@
 namespace zqm {
 namespace {
 
-constexpr auto reconnectPause = std::chrono::seconds(5);
-
 iovec piece(std::string_view text) {
     return {const_cast<char*>(text.data()), text.size()};
 }
@@ -68,9 +66,6 @@ void PosixLog::system(std::string_view line) {
 }
 
 bool PosixLog::connect() {
-    const auto now = std::chrono::steady_clock::now();
-    if (now < nextTry_) return false;
-    nextTry_ = now + reconnectPause;  // unless this try succeeds
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (systemLog_.size() >= sizeof address.sun_path) return false;
@@ -81,7 +76,6 @@ bool PosixLog::connect() {
     ::fcntl(socket.get(), F_SETFL, O_NONBLOCK);  // connecting to a full socket would wait as well
     if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return false;
     socket_ = std::move(socket);
-    nextTry_ = now;
     return true;
 }
 

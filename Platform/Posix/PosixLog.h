@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <chrono>
 #include <string>
 
 #include "Platform/Posix/Descriptor.h"
@@ -29,7 +28,6 @@ private:
     Mutex printLock_;  // between looking whether a line fits and writing it
     Mutex systemLock_;
     Descriptor socket_ ZQM_GUARDED_BY(systemLock_);
-    std::chrono::steady_clock::time_point nextTry_ ZQM_GUARDED_BY(systemLock_);
 };
 
 }  // namespace zqm

@@ -85,7 +85,7 @@ BatteryStatus parseStatus(std::string_view status) {
 }
 
 std::optional<double> ratio(std::optional<double> part, std::optional<double> whole) {
-    return part && whole && *whole > 0 ? std::optional(*part / *whole) : std::nullopt;
+    return part && whole ? std::optional(*part / *whole) : std::nullopt;
 }
 
 constexpr double minutesPerWeek = 7 * 24 * 60;  // what takes longer is not known

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "Support/Text.h"
+
 namespace zqm {
 namespace {
 
@@ -12,7 +14,7 @@ const std::string nvidiaDirectory = "/sys/bus/pci/drivers/nvidia";
 
 /// "card0", but not its connector "card0-DP-1".
 bool isCardName(std::string_view name) {
-    return name.size() > 4 && name.substr(4).find_first_not_of("0123456789") == std::string_view::npos;
+    return parseUnsigned(name.substr(4)).has_value();
 }
 
 /// Whether a reading shows work; one that does not tell its use shows none.

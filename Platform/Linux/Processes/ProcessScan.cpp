@@ -77,9 +77,9 @@ bool ProcessScan::pass() {
         while (known != processes_.end() && isBefore(*known, pid)) ++known;
         if (known == processes_.end() || known->row.pid != pid) {
             arrivals.emplace_back().row.pid = pid;
-            if (!look(arrivals.back(), true, directory)) arrivals.pop_back();
+            if (!look(arrivals.back(), directory)) arrivals.pop_back();
         } else {
-            if (look(*known, false, directory)) {
+            if (look(*known, directory)) {
                 if (kept != known) *kept = std::move(*known);
                 ++kept;
             }
@@ -126,11 +126,11 @@ std::optional<Seconds> ProcessScan::uptime() {
 }
 
 /// False when it is gone, or its file cannot be read or understood.
-bool ProcessScan::look(LinuxProcess& process, bool isNew, int directory) {
+bool ProcessScan::look(LinuxProcess& process, int directory) {
     const std::int32_t pid = process.row.pid;
     const std::uint64_t clock = hasClocks_ ? processorTime(pid) : 0;
     // Another process with the same number never stands at the same nanosecond, unless neither has run.
-    if (!isNew && clock != 0 && clock == process.processorTime && *passTime_ < process.renewal) {
+    if (clock != 0 && clock == process.processorTime && *passTime_ < process.renewal) {
         process.hasRun = false;
         process.row.cpuPercent = 0;
         process.activity -= process.activity * fading_;
@@ -139,8 +139,8 @@ bool ProcessScan::look(LinuxProcess& process, bool isNew, int directory) {
     const auto text = readProcessFile(directory, ProcessPath(pid, "stat").text(), buffer_);
     const auto stat = text ? parseProcessStat(*text) : std::nullopt;
     if (!stat) return false;
-    if (process.row.startTime != stat->startTicks) {
-        isNew = true;
+    const bool isNew = process.renewal == MonotonicTime() || process.row.startTime != stat->startTicks;
+    if (isNew) {
         process = LinuxProcess();
         process.row.pid = pid;
     }

@@ -66,7 +66,7 @@ private:
     void listNumbers(DIR* directory);
     void beginPass(int directory);
     std::optional<Seconds> uptime();
-    bool look(LinuxProcess& process, bool isNew, int directory);
+    bool look(LinuxProcess& process, int directory);
     void take(LinuxProcess& process, bool isNew, const ProcessStat& stat, std::uint64_t clock);
     double processorPercent(const LinuxProcess& process, bool isNew, std::uint64_t before) const;
     void shareEnergy();

@@ -75,11 +75,13 @@ struct MacKernel : MacFunctions {
         *size = bytes.size();
         return 0;
     }
-    static int sysctlbyname(const char* name, void* value, std::size_t* size, void*, std::size_t) {
+    static int sysctlbyname(const char* name, void* value, std::size_t* size, void*, std::size_t change) {
+        require(change == 0, "a change");
         return answer(name, value, size, [name] { return now->machine.sysctl.read(name); });
     }
-    static int sysctl(int* name, unsigned count, void* value, std::size_t* size, void*, std::size_t) {
+    static int sysctl(int* name, unsigned count, void* value, std::size_t* size, void*, std::size_t change) {
         constexpr int table[] = {4, 17, 0, 0, 6, 0};
+        require(change == 0, "a change");
         const bool isTable = std::equal(name, name + count, std::begin(table), std::end(table));
         return answer("numbered", value, size, [=]() -> std::optional<Bytes> {
             const auto found = now->numbered.find({name, name + count});
