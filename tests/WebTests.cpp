@@ -1,13 +1,20 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <string>
 
+#include "Client/Texts.h"
 #include "Client/Web/WebDoor.h"
-#include "Client/Web/WebGate.h"
+#include "Client/Web/WebServer.h"
+#include "tests/fakes/FakePlatform.h"
 #include "tests/fakes/TemporaryTree.h"
 
 namespace zqm {
 namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
 
 TEST(WebGate, LetsInWhoHoldsTheKeyAndAsksThisMachine) {
     struct Case {
@@ -88,6 +95,132 @@ TEST(WebDoor, IsTheUsersOwnAndGoesWithTheServer) {
         EXPECT_FALSE(openWebDoor(folder)) << text;
     }
     EXPECT_EQ(webUrl({{"::", 1}, "ab"}), "http://[::1]:1/#ab");
+}
+
+/// A page's server whose helper answers what the test says.
+struct WebServed : testing::Test {
+    HelperAnswer ask() {
+        asked.push_back(machine.clock.monotonicTime.time_since_epoch().count());
+        if (isAway) return HelperError{ExitStatus::helperAway, "away"};
+        SnapshotReply reply;
+        reply.snapshot.timestamp = machine.clock.wallTime - Seconds(age);
+        reply.snapshot.cpu.perCoreUsage = {0.25};
+        reply.snapshot.cpu.temperatureC = 99;
+        return reply;
+    }
+    void serve(double interval) {
+        const auto look = [this](const SystemSnapshot&) { return MachineFacts{"", "", "", Seconds(++looks), {}}; };
+        machine.loop.stop();
+        server.emplace(WebServer::Sources{[this] { return ask(); }, look, [this] { return std::to_string(++tables); }},
+                       history, settings, Seconds(interval),
+                       WebServer::Services{machine.listener, machine.loop, machine.loop, machine.log, machine.clock});
+        EXPECT_FALSE(server->start({{"127.0.0.1", 9933}, "ab"}));
+    }
+    std::shared_ptr<FakeConnection> visit(const std::string& line) {
+        auto visitor = std::make_shared<FakeConnection>();
+        machine.listener.accepted(visitor);
+        if (!line.empty()) visitor->say(line + " HTTP/1.1\r\nHost: localhost\r\nAuthorization: Bearer ab\r\n\r\n");
+        return visitor;
+    }
+    nlohmann::json now() { return nlohmann::json::parse(visit("GET /api/now")->body); }
+
+    TemporaryTree tree;
+    FakePlatform machine;
+    HistoryKeeper history{tree.path("history"), machine.log};
+    SettingsStore settings{machine.platform};
+    bool isAway = false;
+    double age = 0.5;
+    std::vector<double> asked;  // when
+    int looks = 0, tables = 0;
+    std::optional<WebServer> server;
+};
+
+TEST_F(WebServed, AnswersAtOnceAndLooksOnlyWhileAsked) {
+    serve(2);
+    EXPECT_EQ(now()["problem"], said("asking the helper …"));
+    EXPECT_TRUE(now()["sample"].is_null() && now()["slot"].is_null() && now()["facts"].is_null());
+    machine.loop.runFor(Seconds(0));
+    EXPECT_TRUE(now()["problem"].is_null());
+    EXPECT_EQ(now()["facts"]["uptime"], 1);
+    EXPECT_EQ(now()["values"]["cpu.temperature"], 99);
+    machine.loop.runFor(Seconds(5));
+    EXPECT_EQ(now()["levels"]["cpuHeat"], "critical") << "of the third sample";
+    machine.loop.runFor(Seconds(10));
+    EXPECT_EQ(std::exchange(looks, 0), asked.size());
+    machine.loop.runFor(Seconds(9));
+    EXPECT_EQ(looks, 0) << "nobody asks";
+    EXPECT_TRUE(now()["facts"].is_null());
+    machine.loop.holdBackground = true;
+    const auto first = visit("GET /api/sources"), second = visit("GET /api/sources");
+    EXPECT_EQ(first->head, "");
+    machine.loop.holdBackground = false;
+    machine.loop.runFor(Seconds(0));
+    EXPECT_EQ(first->body + second->body, "{\"text\":\"1\"}{\"text\":\"1\"}");
+    for (const std::string route :
+         {"/ text/html; charset=utf-8", "/api/now application/json",
+          "/api/history?from=1&to=9 application/octet-stream", "/api/cores?from=1&to=9 application/octet-stream"}) {
+        const auto [target, type] = std::pair(route.substr(0, route.find(' ')), route.substr(route.find(' ') + 1));
+        const auto whole = visit("GET " + target);
+        EXPECT_THAT(whole->head, testing::StartsWith("HTTP/1.1 200 OK\r\nContent-Type: " + type + "\r\n"));
+        EXPECT_EQ(visit("HEAD " + target)->head + whole->body,
+                  whole->head + whole->body + visit("HEAD " + target)->body);
+    }
+    EXPECT_EQ(visit("HEAD /api/sources")->body, "");
+    EXPECT_EQ(tables, 1);
+    EXPECT_THAT(visit("POST /")->head, HasSubstr("\r\nAllow: GET, HEAD\r\n"));
+    const auto silent = visit("");
+    machine.loop.runFor(Seconds(9.9));
+    EXPECT_FALSE(silent->gone);
+    machine.loop.runFor(Seconds(0.2));
+    EXPECT_TRUE(silent->gone);
+}
+
+TEST_F(WebServed, SavesEveryFiveMinutesAndSaysOnceThatItCannot) {
+    const auto isSavedAfter = [this](double seconds) {
+        machine.loop.runFor(Seconds(seconds));
+        const bool isSaved = std::filesystem::exists(tree.path("history/cores.zqmhist"));
+        tree.remove("history");
+        return isSaved;
+    };
+    serve(2);
+    EXPECT_FALSE(isSavedAfter(299));
+    EXPECT_TRUE(isSavedAfter(1));
+    isAway = true;
+    EXPECT_TRUE(isSavedAfter(300)) << "what came before";
+    EXPECT_FALSE(isSavedAfter(300)) << "nothing has come since";
+    isAway = false;
+    tree.write("history", "in the way");
+    EXPECT_FALSE(isSavedAfter(600));
+    EXPECT_TRUE(isSavedAfter(302));
+    server.reset();
+    EXPECT_TRUE(isSavedAfter(0)) << "at the end";
+    const std::string fault = tree.path("history") + ": Not a directory";
+    EXPECT_THAT(machine.log.lines, ElementsAre("zephlon: away", "zephlon: " + said("the helper answers again"),
+                                               "zephlon: " + said("the history is not saved: {}", fault),
+                                               "zephlon: " + said("the history is saved again")));
+}
+
+TEST_F(WebServed, AsksInTheMiddleBetweenTwoSamples) {
+    struct Case {
+        double interval, age, next;
+    };
+    constexpr double away = -1e9;
+    for (const Case& one : {Case{2, 0.5, 2.5},
+                            {2, 1, 2},
+                            {2, 5, 1},
+                            {2, -5, 3},
+                            {0.1, 9, 0.1},
+                            {100, 80, 60},
+                            {0.1, away, 1},
+                            {4, away, 4},
+                            {100, away, 15}}) {
+        isAway = one.age == away;
+        age = one.age;
+        asked.clear();
+        serve(one.interval);
+        machine.loop.runFor(Seconds(70));
+        EXPECT_NEAR(asked.at(1) - asked.at(0), one.next, 1e-6) << one.interval << " " << one.age;
+    }
 }
 
 }  // namespace
