@@ -148,35 +148,24 @@ TEST(HistoryFiles, OutliveTheProcessAndSetAsideWhatTheyCannotRead) {
 }
 
 TEST(HistoryText, IsWhatWasAsked) {
-    struct Span {
-        std::string_view text;
-        std::uint32_t seconds;
-    };
-    for (const auto& [text, seconds] : {Span{"90s", 90},
-                                        {"10m", 600},
-                                        {"6h", 21600},
-                                        {"14d", 1209600},
-                                        {"15d", 0},
-                                        {"0s", 0},
-                                        {"10", 0},
-                                        {"m", 0},
-                                        {"-1m", 0},
-                                        {"99999999999999999999s", 0}}) {
-        EXPECT_EQ(parseSpan(text).value_or(0), seconds) << text;
-    }
+    const std::vector<std::string> spans{"90s", "10m", "6h", "14d", "15d",
+                                         "0s",  "10",  "m",  "-1m", "99999999999999999999s"};
+    std::vector<std::uint32_t> seconds;
+    for (const std::string& span : spans) seconds.push_back(parseSpan(span).value_or(0));
+    EXPECT_THAT(seconds, ElementsAre(90, 600, 21600, 1209600, 0, 0, 0, 0, 0, 0));
     SampleHistory history;
     for (const double time : {1000.0, 1001.0, 1003.0, 1010.0}) history.add(sampleAt(time, 0.5), Seconds(1));
-    const HistoryBlock seconds = read(history.figures(1002, 1005));
+    const HistoryBlock second = read(history.figures(1002, 1005));
     FakePlatform platform;
     const SettingsStore settings(platform.platform);
     const English english;
-    EXPECT_EQ(historyCsv({seconds, {1}}),
+    EXPECT_EQ(historyCsv({second, {1}}),
               "time,cpu\n1970-01-01T00:16:42Z,0.5\n1970-01-01T00:16:43Z,0.5\n1970-01-01T00:16:44Z,\n"
               "1970-01-01T00:16:45Z,\n");
     EXPECT_EQ(
-        historyJson({seconds, {1}}),
+        historyJson({second, {1}}),
         "{\"period\":1,\"first\":1002,\"metrics\":{\"cpu\":{\"unit\":\"ratio\",\"values\":[0.5,0.5,null,null]}}}\n");
-    EXPECT_THAT(historyText({seconds, {1}}, settings, 40, Glyphs::ascii),
+    EXPECT_THAT(historyText({second, {1}}, settings, 40, Glyphs::ascii),
                 testing::EndsWith("\n\ncpu  least 50%, mean 50%, greatest 50%, last 50%\n    \n    \n##  \n##  \n"));
     history.add(sampleAt(90000, 0.25), Seconds(1));
     EXPECT_THAT(historyCsv({read(history.figures(85000, 90000)), {1}}),

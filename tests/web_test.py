@@ -19,8 +19,7 @@ FIGURES = {"ratio": {"load": 0.4375, "cpu": 0.4375, "cpu.efficiency": 0.375, "cp
            "bytes": {"memory": 15032385536, "memory.app": 7420624896, "memory.wired": 2490368000, "memory.compressed": 3063808000,
                      "swap": 1073741824},
            "bytes/s": {"network.download": 4999600, "network.upload": 31249.5, "disk.read": 3145730.5, "disk.write": 999.4},
-           "watts": {"power": 12.25, "power.cpu": 0.5, "power.gpu": 0.0245, "power.dram": 0.25, "power.display": 2.75,
-                     "battery.power": 15.6}}
+           "watts": {"power": 12.25, "power.cpu": 0.5, "power.gpu": 0.0245, "power.dram": 0.25, "power.display": 2.75, "battery.power": 15.6}}
 
 
 class WebTest(ProgramTest):
@@ -61,7 +60,8 @@ class WebTest(ProgramTest):
             self.assertRegex(head, r"(?s)Content-Security-Policy: default-src 'none'; script-src 'sha256-.*frame-ancestors 'none'"
                                    r".*nosniff.*no-referrer.*no-store")
             self.assertNotIn(b"SECRET", page + json.dumps(now).encode())
-            _, _, block = self.ask(f"/api/history?from={now['slot'] - 2}&to={now['slot']}")
+            _, head, block = self.ask(f"/api/history?from={now['slot'] - 2}&to={now['slot']}")
+            self.assertIn("Content-Type: application/octet-stream\r\n", head)
             self.assertEqual(struct.unpack("<8s6I", block[:32])[:5], (b"ZQMHIST1", 1, 1, now["slot"] - 2, 3))
             self.assertIn("cpu usage", json.loads(self.ask("/api/sources")[2])["text"])
             self.assertEqual(self.ask("/api/else")[::2], (404, b"{}"))
