@@ -11,22 +11,13 @@
 namespace zqm {
 namespace {
 
-struct Asker final : Connection {
-    void receive(std::size_t, std::function<void(std::string_view)>) override {}
-    void send(std::string message) override { body = message.substr(message.find("\r\n\r\n") + 4); }
-    void cancel() override {}
-    bool isGone(std::string_view) override { return gone; }
-    std::string body;
-    bool gone = false;
-};
-
 struct Diagnostics : testing::Test {
     FakePlatform machine;
     DiagnosticsCollector collector{std::make_shared<SMCBridge>()};
     ReportUploads uploads{collector};
 
-    std::shared_ptr<Asker> ask() {
-        auto asker = std::make_shared<Asker>();
+    std::shared_ptr<FakeConnection> ask() {
+        auto asker = std::make_shared<FakeConnection>();
         uploads.ask(Caller(asker));
         return asker;
     }
@@ -87,7 +78,7 @@ TEST_F(Diagnostics, OneUploadServesAllWhoWaitAndNobodyWhoHasGone) {
     EXPECT_TRUE(requests.empty());
     const auto first = ask();
     pass();
-    std::vector<std::shared_ptr<Asker>> later;
+    std::vector<std::shared_ptr<FakeConnection>> later;
     while (later.size() < ReportUploads::mostWaiting) later.push_back(ask());
     EXPECT_EQ(later.back()->body, R"({"error":"too many wait already"})");
     for (const auto& asker : later) asker->gone = asker != later.front();

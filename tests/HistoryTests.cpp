@@ -75,6 +75,7 @@ TEST(SampleHistory, KeepsWhatWasToldAndLeavesGapsWhereNothingWas) {
     add(9601, 6);
     EXPECT_EQ(eighths(read(history.figures(9600, 9602)), "cpu"), "- 6 -");
     EXPECT_EQ(eighths(read(history.figures(6001, 6003)), "cpu"), "1<2<5") << "beyond an hour: by the minute";
+    EXPECT_FLOAT_EQ(read(history.figures(6001, 6003)).at(1, 0, 0), (1 + 2 * 3 + 4 + 10 * 2 + 5) / 15.F / 8);
     EXPECT_EQ(read(history.figures(0, 9601)).shape.period, 60U);
     EXPECT_EQ(read(history.figures(0, 4000000000)).shape.period, 900U);
     EXPECT_EQ(read(history.figures(9601, 9600)).shape.count, 0U);
@@ -85,7 +86,9 @@ TEST(SampleHistory, TracksBeginWithWhatTheMachineHas) {
     SystemSnapshot sample = sampleAt(100, 0);
     history.add(sample, Seconds(1));
     EXPECT_EQ(eighths(read(history.figures(100, 100)), "cpu"), "0");
-    EXPECT_EQ(eighths(read(history.figures(100, 100)), "gpu"), "none");
+    EXPECT_THAT(read(history.figures(100, 100)).shape.names,
+                ElementsAre("load", "cpu", "memory", "memory.app", "memory.wired", "memory.pressure",
+                            "network.download", "network.upload", "disk.read", "disk.write"));
     sample.timestamp += Seconds(1);
     sample.gpu.utilization = 0.5;
     sample.cpu.coreKinds = {CoreKind::efficiency, CoreKind::performance};
@@ -98,6 +101,7 @@ TEST(SampleHistory, TracksBeginWithWhatTheMachineHas) {
     EXPECT_EQ(eighths(block, "gpu"), "- 4 0");
     EXPECT_EQ(eighths(block, "cpu.efficiency") + eighths(block, "cpu.performance"), "- 0 0- 8 8");
     EXPECT_EQ(eighths(block, "load"), "0 0 -");
+    EXPECT_EQ(eighths(read(history.cores(100, 103)), "core.0"), "0 0 0 -");
     EXPECT_EQ(eighths(read(history.cores(100, 103)), "core.1"), "8 8 8 -");
     sample.cpu.perCoreUsage.assign(1024, 0.254);  // half a MiB is 512 seconds of them
     for (int i = 0; i < 600; ++i) {
@@ -145,36 +149,31 @@ TEST(HistoryFiles, OutliveTheProcessAndSetAsideWhatTheyCannotRead) {
 }
 
 TEST(HistoryText, IsWhatWasAsked) {
-    for (const auto& [text, seconds] :
-         std::initializer_list<std::pair<std::string_view, std::uint32_t>>{{"90s", 90},
-                                                                           {"10m", 600},
-                                                                           {"6h", 21600},
-                                                                           {"14d", 1209600},
-                                                                           {"15d", 0},
-                                                                           {"0s", 0},
-                                                                           {"10", 0},
-                                                                           {"m", 0},
-                                                                           {"-1m", 0},
-                                                                           {"99999999999999999999s", 0}}) {
-        EXPECT_EQ(parseSpan(text).value_or(0), seconds) << text;
-    }
+    const std::vector<std::string> spans{"90s", "10m", "6h", "14d", "15d",
+                                         "0s",  "10",  "m",  "-1m", "99999999999999999999s"};
+    std::vector<std::uint32_t> seconds;
+    for (const std::string& span : spans) seconds.push_back(parseSpan(span).value_or(0));
+    EXPECT_THAT(seconds, ElementsAre(90, 600, 21600, 1209600, 0, 0, 0, 0, 0, 0));
     SampleHistory history;
     for (const double time : {1000.0, 1001.0, 1003.0, 1010.0}) history.add(sampleAt(time, 0.5), Seconds(1));
-    const HistoryBlock seconds = read(history.figures(1002, 1005));
+    const HistoryBlock second = read(history.figures(1002, 1005));
     FakePlatform platform;
     const SettingsStore settings(platform.platform);
     const English english;
-    EXPECT_EQ(historyCsv({seconds, {1}}),
+    EXPECT_EQ(historyCsv({second, {1}}),
               "time,cpu\n1970-01-01T00:16:42Z,0.5\n1970-01-01T00:16:43Z,0.5\n1970-01-01T00:16:44Z,\n"
               "1970-01-01T00:16:45Z,\n");
     EXPECT_EQ(
-        historyJson({seconds, {1}}),
+        historyJson({second, {1}}),
         "{\"period\":1,\"first\":1002,\"metrics\":{\"cpu\":{\"unit\":\"ratio\",\"values\":[0.5,0.5,null,null]}}}\n");
-    EXPECT_THAT(historyText({seconds, {1}}, settings, 40, Glyphs::ascii),
+    EXPECT_THAT(historyText({second, {1}}, settings, 40, Glyphs::ascii),
                 testing::EndsWith("\n\ncpu  least 50%, mean 50%, greatest 50%, last 50%\n    \n    \n##  \n##  \n"));
     history.add(sampleAt(90000, 0.25), Seconds(1));
     EXPECT_THAT(historyCsv({read(history.figures(85000, 90000)), {1}}),
                 testing::EndsWith("Z,,,\n1970-01-02T01:00:00Z,0.25,0.25,0.25\n"));
+    EXPECT_THAT(historyText({read(history.figures(0, 90000)), {0, 1}}, settings, 40, Glyphs::ascii),
+                testing::AllOf(HasSubstr("1970-01-0"), HasSubstr("a value for each 15 min\n\nload"),
+                               HasSubstr("cpu  least 25%, mean 38%, greatest 50%, last 25%\n:  ")));
 }
 
 TEST(WatchHistory, OpensWithThePast) {
@@ -191,6 +190,7 @@ TEST(WatchHistory, OpensWithThePast) {
         return all;
     };
     EXPECT_EQ(text(history.latest(Track::cpu, 9, 1)), "-23---7-8");
+    EXPECT_EQ(text(history.latestOfCore(0, 9, 1)), "-23---7-8");
     EXPECT_EQ(text(history.latestOfCore(1, 9, 1)), "-88---8-8");
     EXPECT_EQ(history.latest(Track::gpu, 1, 1).size(), 1U);
 }

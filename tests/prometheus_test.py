@@ -43,10 +43,11 @@ def get(url, **request):
 
 
 class SamplingServer(FakeServer):
-    """A helper with a new sample for each question."""
+    """A helper with a sample for each question, a new one unless the test says otherwise."""
+    age = 0
 
     def finish_request(self, *request):
-        self.reply = ok(json.dumps(json.loads(OLD) | {"timestamp": time.time()}))
+        self.reply = ok(json.dumps(json.loads(OLD) | {"timestamp": time.time() - self.age}))
         super().finish_request(*request)
 
 

@@ -26,12 +26,15 @@ struct Options {
     bool tellsUrl = false;
 };
 
-/// Shows the page in the user's browser; false where there is no program for that.
+/// Shows the page in the user's browser; false where there is no program for that. The shell leaves it to itself: where
+/// no desktop runs the opener becomes the browser, which must outlive this.
 bool openPage(const Folder& folder) {
     const auto opener = findProgram(documentOpener());
-    const auto child = opener ? PosixCommands().launch(*opener, {webDoorPage(folder)}) : nullptr;
-    while (child && child->read(Seconds(10)).value_or("").size() > 0) continue;
-    return child != nullptr;
+    if (!opener) return false;
+    const auto shell =
+        PosixCommands().launch("/bin/sh", {"-c", "\"$0\" \"$1\" >/dev/null 2>&1 &", *opener, webDoorPage(folder)});
+    while (shell && shell->read(Seconds(10))) continue;
+    return shell != nullptr;
 }
 
 /// Of a server that runs already.

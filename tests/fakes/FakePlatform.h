@@ -137,6 +137,19 @@ struct FakeLog final : Log {
     std::vector<std::string> systemLines;
 };
 
+struct FakeConnection final : Connection {
+    void receive(std::size_t, std::function<void(std::string_view)> received) override { say = std::move(received); }
+    void send(std::string message) override {
+        body = message.substr(message.find("\r\n\r\n") + 4);
+        head = message.substr(0, message.size() - body.size());
+    }
+    void cancel() override { gone = true; }
+    bool isGone(std::string_view) override { return gone; }
+    std::function<void(std::string_view)> say;
+    std::string head, body;
+    bool gone = false;
+};
+
 struct FakeListener final : LoopbackListener {
     std::optional<std::string> start(std::uint16_t,
                                      std::function<void(std::shared_ptr<Connection>)> callback) override {
