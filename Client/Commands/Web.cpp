@@ -29,9 +29,12 @@ struct Options {
 /// Shows the page in the user's browser; false where there is no program for that.
 bool openPage(const std::string& folder) {
     const auto opener = findProgram(documentOpener());
-    const auto child = opener ? PosixCommands().launch(*opener, {webDoorPage(folder)}) : nullptr;
-    while (child && child->read(Seconds(10)).value_or("").size() > 0) continue;
-    return child != nullptr;
+    if (!opener) return false;
+    // It may stay as long as the browser does: a shell leaves it to itself.
+    const auto shell =
+        PosixCommands().launch("/bin/sh", {"-c", "\"$0\" \"$1\" >/dev/null 2>&1 &", *opener, webDoorPage(folder)});
+    if (shell) shell->read(Seconds(10));
+    return shell != nullptr;
 }
 
 /// Of a server that runs already.
