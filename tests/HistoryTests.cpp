@@ -188,6 +188,7 @@ TEST(WatchHistory, OpensWithThePast) {
         for (const double value : values) all += std::isnan(value) ? "-" : std::to_string(std::lround(value * 8));
         return all;
     };
+    EXPECT_EQ(text(history.latest(Track::load, 9, 1)), "-00---0-0");
     EXPECT_EQ(text(history.latest(Track::cpu, 9, 1)), "-23---7-8");
     EXPECT_EQ(text(history.latestOfCore(0, 9, 1)), "-23---7-8");
     EXPECT_EQ(text(history.latestOfCore(1, 9, 1)), "-88---8-8");
