@@ -64,8 +64,8 @@ TEST(SampleHistory, KeepsWhatWasToldAndLeavesGapsWhereNothingWas) {
     add(6002.1, 7);  // and counts once
     add(6006, 4);    // a suspend
     EXPECT_EQ(eighths(read(history.figures(5999, 6007)), "cpu"), "- 1 3 3 - - - 4 -");
-    add(6016, 2, 5);
-    EXPECT_EQ(eighths(read(history.figures(6014, 6017)), "cpu"), "2 2 2 -");
+    add(6021, 2, 5);
+    EXPECT_EQ(eighths(read(history.figures(6019, 6022)), "cpu"), "2 2 2 -");
     add(6001, 5);  // the clock is set back
     EXPECT_EQ(history.newest(), 6001U);
     EXPECT_EQ(eighths(read(history.figures(6000, 6003)), "cpu"), "1 5 3 -");
@@ -75,7 +75,8 @@ TEST(SampleHistory, KeepsWhatWasToldAndLeavesGapsWhereNothingWas) {
     add(9601, 6);
     EXPECT_EQ(eighths(read(history.figures(9600, 9602)), "cpu"), "- 6 -");
     EXPECT_EQ(eighths(read(history.figures(6001, 6003)), "cpu"), "1<2<5") << "beyond an hour: by the minute";
-    EXPECT_FLOAT_EQ(read(history.figures(6001, 6003)).at(1, 0, 0), (1 + 2 * 3 + 4 + 10 * 2 + 5) / 15.F / 8);
+    EXPECT_FLOAT_EQ(read(history.figures(6001, 6003)).at(1, 0, 0), (1 + 2 * 3 + 4 + 15 * 2 + 5) / 20.F / 8);
+    EXPECT_EQ(read(history.figures(6002, 9602)).shape.period, 60U) << "no more than an hour, also of time to come";
     EXPECT_EQ(read(history.figures(0, 9601)).shape.period, 60U);
     EXPECT_EQ(read(history.figures(0, 4000000000)).shape.period, 900U);
     EXPECT_EQ(read(history.figures(9601, 9600)).shape.count, 0U);
@@ -168,6 +169,8 @@ TEST(HistoryText, IsWhatWasAsked) {
         "{\"period\":1,\"first\":1002,\"metrics\":{\"cpu\":{\"unit\":\"ratio\",\"values\":[0.5,0.5,null,null]}}}\n");
     EXPECT_THAT(historyText({second, {1}}, settings, 40, Glyphs::ascii),
                 testing::EndsWith("\n\ncpu  least 50%, mean 50%, greatest 50%, last 50%\n    \n    \n##  \n##  \n"));
+    EXPECT_THAT(historyText({read(history.figures(1004, 1005)), {1}}, settings, 40, Glyphs::ascii),
+                testing::EndsWith("\n\ncpu: nothing known\n"));
     history.add(sampleAt(90000, 0.25), Seconds(1));
     EXPECT_THAT(historyCsv({read(history.figures(85000, 90000)), {1}}),
                 testing::EndsWith("Z,,,\n1970-01-02T01:00:00Z,0.25,0.25,0.25\n"));
@@ -189,6 +192,7 @@ TEST(WatchHistory, OpensWithThePast) {
         for (const double value : values) all += std::isnan(value) ? "-" : std::to_string(std::lround(value * 8));
         return all;
     };
+    EXPECT_EQ(text(history.latest(Track::load, 9, 1)), "-00---0-0");
     EXPECT_EQ(text(history.latest(Track::cpu, 9, 1)), "-23---7-8");
     EXPECT_EQ(text(history.latestOfCore(0, 9, 1)), "-23---7-8");
     EXPECT_EQ(text(history.latestOfCore(1, 9, 1)), "-88---8-8");

@@ -57,15 +57,12 @@ TEST(WebGate, LetsInWhoHoldsTheKeyAndAsksThisMachine) {
           {loopback, "GET /api/history?from=-7&to=9" + own + key, "400"},
           {loopback, "GET /api/sources" + own + key, "4"}}) {
         const auto judged = webQuestion(one.request + "\r\n", {*parseListenAddress(one.listen), "0123456789abcdef"});
-        std::string verdict;
-        if (const auto* refusal = std::get_if<std::string_view>(&judged)) {
-            verdict = refusal->substr(0, 3);
-        } else {
-            const auto& question = std::get<WebQuestion>(judged);
-            verdict = std::to_string(static_cast<int>(question.route));
-            if (question.to > 0) verdict += " " + std::to_string(question.from) + "-" + std::to_string(question.to);
-            if (question.isHead) verdict += " head";
-        }
+        const auto* const question = std::get_if<WebQuestion>(&judged);
+        std::string verdict(question ? std::to_string(static_cast<int>(question->route))
+                                     : std::get<std::string_view>(judged).substr(0, 3));
+        if (question && question->to > 0)
+            verdict += " " + std::to_string(question->from) + "-" + std::to_string(question->to);
+        if (question && question->isHead) verdict += " head";
         EXPECT_EQ(verdict, one.verdict) << one.listen << " " << one.request;
     }
 }
@@ -183,10 +180,10 @@ TEST_F(WebServed, SavesEveryFiveMinutesAndSaysOnceThatItCannot) {
     EXPECT_TRUE(isSavedAfter(302));
     server.reset();
     EXPECT_TRUE(isSavedAfter(0)) << "at the end";
-    const std::string fault = tree.path("history") + ": Not a directory";
-    EXPECT_THAT(machine.log.lines, ElementsAre("zephlon: away", "zephlon: " + said("the helper answers again"),
-                                               "zephlon: " + said("the history is not saved: {}", fault),
-                                               "zephlon: " + said("the history is saved again")));
+    EXPECT_THAT(machine.log.lines,
+                ElementsAre("zephlon: away", "zephlon: " + said("the helper answers again"),
+                            "zephlon: " + said("the history is not saved: {}", tree.path("history: Not a directory")),
+                            "zephlon: " + said("the history is saved again")));
 }
 
 TEST_F(WebServed, AsksInTheMiddleBetweenTwoSamples) {

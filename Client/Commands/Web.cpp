@@ -33,7 +33,7 @@ bool openPage(const Folder& folder) {
     if (!opener) return false;
     const auto shell =
         PosixCommands().launch("/bin/sh", {"-c", "\"$0\" \"$1\" >/dev/null 2>&1 &", *opener, webDoorPage(folder)});
-    while (shell && shell->read(Seconds(10))) continue;
+    if (shell) shell->read(Seconds(10));
     return shell != nullptr;
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <iterator>
 
 #include "Client/Texts.h"
 
@@ -137,13 +137,12 @@ void SampleHistory::add(const SystemSnapshot& sample, Seconds interval) {
 
 std::string SampleHistory::figures(std::uint32_t from, std::uint32_t to) const {
     const std::uint32_t now = newest_.value_or(to);
-    for (const HistoryTier& tier : tiers_) {
+    const auto fits = [&](const HistoryTier& tier) {
         const bool reaches = std::uint64_t{from / tier.period()} + tier.capacity() > now / tier.period();
-        const bool isSmall = to < from || (to - from) / tier.period() < mostSlots;
-        if ((reaches && isSmall) || &tier == &tiers_.back())
-            return tier.block(from / tier.period(), to / tier.period());
-    }
-    return {};
+        return reaches && (to < from || (to - from) / tier.period() < mostSlots);
+    };
+    const HistoryTier& tier = *std::find_if(tiers_.begin(), std::prev(tiers_.end()), fits);
+    return tier.block(from / tier.period(), to / tier.period());
 }
 
 std::string SampleHistory::cores(std::uint32_t from, std::uint32_t to) const {
