@@ -9,6 +9,7 @@
 #include "Platform/UserServices.h"
 #include "Support/Text.h"
 #include "ZQMHelper/AccessToken.h"
+#include "ZQMHelper/UsualPort.h"
 
 namespace zqm {
 namespace {
@@ -24,7 +25,6 @@ bool isSampled(const SystemSnapshot& snapshot) {
 
 /// How to come to a helper, as the end of a message.
 std::string wayToHelper(std::uint16_t port) {
-    constexpr std::uint16_t usualPort = 18932;
     if (isUnderSudo()) return std::string(said("; this is root's home, under sudo yours is not looked at"));
     if (const std::string command = serviceStartCommand(); !command.empty()) {
         return said("; start it with: {}", command);

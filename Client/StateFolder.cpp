@@ -1,12 +1,12 @@
 #include "Client/StateFolder.h"
 
 #include "Platform/UserServices.h"
+#include "ZQMHelper/UsualPort.h"
 
 namespace zqm {
 namespace {
 
 std::string folderOf(std::uint16_t port) {
-    constexpr std::uint16_t usualPort = 18932;
     return port == usualPort ? "zephlon" : "zephlon/port-" + std::to_string(port);
 }
 

@@ -42,8 +42,7 @@ std::size_t visibleColumns(std::string_view text) {
     std::size_t columns = 0;
     while (!text.empty()) {
         columns += columnsOf(takeUntil(text, '\033'));
-        if (const auto end = text.find('m'); !text.empty() && text.front() == '[')
-            text.remove_prefix(std::min(end, text.size() - 1) + 1);
+        if (text.starts_with('[')) text.remove_prefix(std::min(text.find('m'), text.size() - 1) + 1);
     }
     return columns;
 }

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "Platform/Platform.h"
+#include "ZQMHelper/UsualPort.h"
 
 namespace zqm {
 
@@ -78,7 +79,7 @@ public:
 
     LoopbackListener* listener = nullptr;
     RouteTable routes;  // never changed after `start`
-    std::uint16_t port = 18932;
+    std::uint16_t port = usualPort;
 
 private:
     void handle(const std::shared_ptr<Connection>& connection);

@@ -13,6 +13,7 @@
 #include "ZQMHelper/HelperAppDelegate.h"
 #include "ZQMHelper/PortOption.h"
 #include "ZQMHelper/SourcesReport.h"
+#include "ZQMHelper/UsualPort.h"
 
 namespace zqm {
 namespace {
@@ -20,7 +21,7 @@ namespace {
 constexpr int badUsage = 2;
 
 struct Options {
-    std::uint16_t port = 18932;
+    std::uint16_t port = usualPort;
     std::filesystem::path root = "/";
     std::filesystem::path machine;
     bool sources = false;

@@ -3,7 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bit>
+
 #include "Platform/Apple/HostStatistics.h"
+#include "Platform/Apple/Registry.h"
+#include "Platform/Apple/SMCRecord.h"
 #include "Platform/Apple/Sysctl.h"
 #include "tests/fakes/MachinePlatform.h"
 
@@ -52,9 +56,30 @@ TEST(DescribedMachine, SysctlsHaveTheKernelsBytes) {
     EXPECT_EQ(sysctl.read("cut"), std::nullopt);
 }
 
+TEST(DescribedMachine, ControllersTellKeysTheyDoNotHaveFromThoseThatFail) {
+    DescribedPlatform machine(R"({"registry": {"AppleSMC": [{"name": "c", "userClient": {
+        "PSTR": {"type": "flt ", "value": 5}, "PBwo": null}}]}})");
+    const auto controller = machine.platform.registry.services("AppleSMC")->front()->open(0);
+    // Key, command; what comes of the call: a result, or none when it fails.
+    for (const auto& [key, command, result] : std::initializer_list<std::tuple<const char*, int, int>>{
+             {"PSTR", 5, 0}, {"PSTR", 9, 0}, {"PSTR", 6, -1}, {"PBwo", 5, -1}, {"PBwo", 9, -1}, {"NONE", 9, 132}}) {
+        SMCRecord record;
+        record.key = fourCharacterCode(key);
+        record.command = static_cast<std::uint8_t>(command);
+        auto bytes = std::bit_cast<std::array<std::uint8_t, sizeof record>>(record);
+        const bool isAnswered = controller->callStruct(2, bytes, bytes);
+        EXPECT_EQ(isAnswered ? std::bit_cast<SMCRecord>(bytes).result : -1, result) << key << ' ' << command;
+    }
+}
+
 TEST(DescribedMachine, FaultsNameTheirPlace) {
     VirtualClock clock;
     const std::string deep(65, '[');
+    const auto members = [](int count) {
+        std::string text = R"({"sysctl": {)";
+        for (int i = 1; i <= count; ++i) text += "\"" + std::to_string(i) + (i < count ? "\": \"\"," : "\": \"\"}}");
+        return text;
+    };
     const std::string entry = R"({"registry": {"A": [{"name": "m", )";
     for (const auto& [text, start] : std::initializer_list<std::pair<std::string, std::string>>{
              {"", "line 1, column 1: "},
@@ -64,6 +89,8 @@ TEST(DescribedMachine, FaultsNameTheirPlace) {
              {"{\"a\": \"\xFF\"}", "line 1, column 8: "},
              {"{\"sysctl\": {},\n \"sysctl\": {}}", "line 2, column 2: the key \"sysctl\" is repeated"},
              {deep, "line 1, column 65: nested too deeply"},
+             {members(1024), "none"},
+             {members(1025), "line 1, column 10170: too many members in one object"},
              {"[]", "the whole file: must be an object"},
              {"{\"about\": \"\\\"" + std::string(65, '[') + "\"}", "none"},
              {R"({"sysctl": {"a": {"integer": -129, "width": 1}}})", "/sysctl/a/integer: does not fit"},

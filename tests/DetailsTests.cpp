@@ -84,6 +84,11 @@ TEST_F(GraphicsUsersTest, AreRankedByTheirBusiestEngine) {
     EXPECT_FALSE(ranking.hasCounters());
 }
 
+TEST(GraphicsClient, TellsNothingByHalfOfItsCounters) {
+    for (const char* half : {"drm-cycles-rcs:\t5\n", "drm-total-cycles-rcs:\t9\n"})
+        EXPECT_FALSE(parseGraphicsClient(client(1, half), MonotonicTime(Seconds(1)))) << half;
+}
+
 TEST(NamedSensors, AreThoseOfChipsElseOfZones) {
     const TemporaryTree tree;
     VirtualClock clock;

@@ -5,6 +5,7 @@
 #include <limits>
 #include <set>
 
+#include "Client/ListenAddress.h"
 #include "Client/MachineFigures.h"
 #include "Client/ProgramNames.h"
 #include "Client/SampleCounters.h"
@@ -47,8 +48,18 @@ TEST(SampleCounters, CountEachSampleOnceForTheTimeSinceTheOneBefore) {
         sample.cpu.perCoreUsage.assign(step.now < 15 ? 1 : 2, 0.5);
         counters.count(sample, MonotonicTime(Seconds(step.now)));
         EXPECT_DOUBLE_EQ(counters.sums()[0], step.sum) << step.now;
+        EXPECT_EQ(counters.hasCounted("network.uploadBytesPerSecond"), step.sum > 0) << step.now;
     }
     EXPECT_THAT(counters.busySeconds(), ElementsAre(5, 3));
+}
+
+TEST(ListenAddress, IsAnAddressAndAPort) {
+    for (const char* given : {"127.0.0.1:0", "[::1]:65535"}) {
+        EXPECT_EQ(parseListenAddress(given).value().text(), given);
+        EXPECT_EQ(listenAddressFault(given), "");
+    }
+    for (const char* given : {"[10.0.0.1]:1", "::1:1", "[::1:1", "::1]:1", "[]:1", ":1", "1", "a:", "a:65536"})
+        EXPECT_FALSE(parseListenAddress(given)) << given;
 }
 
 std::vector<std::string> names(const std::vector<ProgramFigure>& programs) {

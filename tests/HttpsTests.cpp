@@ -126,8 +126,11 @@ TEST_F(Https, SaysInGeneralWordsWhyThereIsNoAnswer) {
 
 TEST_F(Https, TellsBeforehandWhatWillKeepItFromWorking) {
     const std::string authorities = server_->authorities();
+    const TemporaryTree tree;  // with one that begins in what is read first, and ends in what is read then
+    tree.write("late.pem", std::string(16384 - 32, '#') + "\n-----BEGIN TRUSTED CERTIFICATE-----\n");
     for (const auto& [name, value, told] : std::initializer_list<std::tuple<const char*, std::string, const char*>>{
              {"ZQM_CA_FILE", authorities, ""},
+             {"ZQM_CA_FILE", tree.path("late.pem"), ""},
              {"ZQM_CA_FILE", "/nowhere.pem", "ZQM_CA_FILE: /nowhere.pem: No such file or directory; "},
              {"ZQM_CA_FILE", "/proc/self/status", "ZQM_CA_FILE: /proc/self/status: no certificate in it (PEM); "},
              {"https_proxy", "proxy.example", ""},

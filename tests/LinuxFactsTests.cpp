@@ -1,11 +1,15 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <ifaddrs.h>
+#include <linux/rtnetlink.h>
+#include <net/if.h>
 
 #include <memory>
 #include <set>
 
 #include "Platform/Linux/LinuxMachine.h"
+#include "Platform/Linux/Network/KernelAddresses.h"
+#include "Platform/Linux/Network/Proxies.h"
 #include "Platform/Linux/Network/ProxyHosts.h"
 #include "ZQMHelper/Shared/IPReader.h"
 #include "tests/fakes/TemporaryTree.h"
@@ -54,6 +58,69 @@ TEST(LinuxFacts, TheVariablesOfTheEnvironmentAreCombined) {
         EXPECT_EQ(hosts.http.value_or("-") + " " + hosts.https.value_or("-") + " " + hosts.socks.value_or("-"),
                   expected);
     }
+}
+
+TEST(LinuxFacts, ADesktopsProxiesStandInTheUsersConfiguration) {
+    const TemporaryTree tree;
+    for (const char* folder : {"own", "home/.config", "relative"})
+        tree.write(folder + std::string("/kioslaverc"), "[Proxy Settings]\nProxyType=1\nhttpProxy=http://a 8080\n");
+    const RootDirectory root(tree.root());
+    VirtualClock clock;
+    for (const auto& [own, home, isOn] : {std::tuple{"/own", "/none", true},
+                                          {"/none", "/home", false},
+                                          {"relative", "/home", true},
+                                          {"relative", "home", false}}) {
+        FakeSystemSettings settings;
+        settings.variables = {{"XDG_CONFIG_HOME", own}, {"HOME", home}};
+        EXPECT_EQ(Proxies(root, settings, clock).read().isOn, isOn) << own << ' ' << home;
+    }
+}
+
+template <class Record>
+std::string bytesOf(const Record& record) {
+    return {reinterpret_cast<const char*>(&record), sizeof record};
+}
+
+std::string attribute(int kind, std::string value) {
+    const rtattr head{static_cast<std::uint16_t>(RTA_LENGTH(value.size())), static_cast<std::uint16_t>(kind)};
+    value.resize(RTA_ALIGN(value.size()));
+    return bytesOf(head) + value;
+}
+
+/// What is told by a message of the kernel's: a record and the attributes behind it.
+template <class Record>
+std::string toldBy(std::uint16_t type, const Record& record, const std::string& attributes) {
+    nlmsghdr head{};
+    head.nlmsg_len = static_cast<std::uint32_t>(sizeof head + sizeof record + attributes.size());
+    head.nlmsg_type = type;
+    const std::string bytes = bytesOf(head) + bytesOf(record) + attributes;
+    const auto& message = *reinterpret_cast<const nlmsghdr*>(bytes.data());
+    const auto found = type == RTM_NEWADDR ? parseAddress(message) : parseRoute(message);
+    return found ? found->interface + " " + std::to_string(found->ipv4) : "-";
+}
+
+TEST(LinuxFacts, TheKernelsMessagesTellOfAddressesAndRoutes) {
+    const std::string here("\x0A\0\0\x05", 4), there("\x0A\0\0\x09", 4), nowhere(4, '\0');
+    const std::string local = attribute(IFA_LOCAL, here), peer = attribute(IFA_ADDRESS, there);
+    ifaddrmsg record{};
+    record.ifa_family = AF_INET;
+    EXPECT_EQ(toldBy(RTM_NEWADDR, record, peer + local + attribute(IFA_LABEL, "eth0:1")), "eth0 167772165");
+    for (const std::string& text : {peer, attribute(IFA_LOCAL, here + here)})
+        EXPECT_EQ(toldBy(RTM_NEWADDR, record, text + attribute(IFA_LABEL, "eth0")), "-");
+    record.ifa_flags = IFA_F_SECONDARY;
+    EXPECT_EQ(toldBy(RTM_NEWADDR, record, local + attribute(IFA_LABEL, "eth0")), "-");
+
+    const std::string lo = bytesOf(::if_nametoindex("lo"));
+    const std::string source = attribute(RTA_PREFSRC, here), out = attribute(RTA_OIF, lo);
+    rtmsg route{};
+    route.rtm_type = RTN_UNICAST;
+    EXPECT_EQ(toldBy(RTM_NEWROUTE, route, attribute(RTA_IIF, nowhere) + out + source), "lo 167772165");
+    EXPECT_EQ(toldBy(RTM_NEWLINK, route, out + source), "-");
+    for (const std::string& text : {out, source, out + attribute(RTA_PREFSRC, nowhere), attribute(RTA_IIF, lo) + source,
+                                    attribute(RTA_OIF, lo + lo) + source, attribute(RTA_OIF, nowhere) + source})
+        EXPECT_EQ(toldBy(RTM_NEWROUTE, route, text), "-");
+    route.rtm_type = RTN_UNREACHABLE;
+    EXPECT_EQ(toldBy(RTM_NEWROUTE, route, out + source), "-");
 }
 
 TEST(LinuxFacts, TheMachineAndItsSystemHaveNames) {

@@ -116,6 +116,7 @@ TEST(Listener, TellsCallersThatHaveGoneFromThoseThatStillRead) {
         return client;
     };
     const auto waiting = askLater("GET /later"), halfClosed = askLater("GET /later");
+    waiting->send("y");
     auto closed = askLater("GET /later\r\n" + std::string(100 * 1024, 'y'));
     halfClosed->endSending();
     closed.reset();
@@ -152,10 +153,12 @@ TEST(Listener, TheLongestSilentClientMakesRoomForTheNext) {
     const auto files = limitFiles(128);  // 64 of them for connections
     Helper helper;
     limitFiles(files);
-    Client asking(helper, "GET /later");
+    Client asking(helper);
     std::vector<std::unique_ptr<Client>> silent;
     for (int i = 0; i < 63; ++i) silent.push_back(std::make_unique<Client>(helper));
     EXPECT_EQ(silent.front()->reply(100), "silence");
+    asking.send("GET /later");  // and is silent no more
+    while (helper.there([&] { return helper.later.empty(); })) std::this_thread::yield();
     Client next(helper, "GET /open");
     EXPECT_EQ(next.reply(), okReply);
     EXPECT_EQ(silent[0]->reply(), "");

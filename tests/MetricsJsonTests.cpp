@@ -50,7 +50,7 @@ TEST_F(MetricsJson, DecodesStrictly) {
     good.insert(1, R"("processes":{"cpu":[],"gpu":[],"memory":[],"disk":[],"network":[],"power":[{"pid":7}]},)");
     constexpr auto kind = R"({"efficiency":{}})",
                    kinds = "cpu.coreKinds[0]: Invalid number of keys found, expected one.";
-    const std::string deep = R"("load":)" + std::string(30, '[');
+    const std::string deep = R"("load":)" + std::string(30, '['), notTooDeep = deep.substr(0, deep.size() - 1);
     using Case = std::array<std::string_view, 3>;
     for (const auto& [from, to, message] : std::initializer_list<Case>{
              {kind, "{}", kinds},
@@ -67,6 +67,7 @@ TEST_F(MetricsJson, DecodesStrictly) {
              {R"("proxyDetected":false)", R"("proxyDetected":0)", "ip.proxyDetected: not a boolean"},
              {R"("load":{"value":0})", R"("load":0)", "load: not an object"},
              {R"("load":)", deep, "nested too deeply"},
+             {R"("load":)", notTooDeep, "not JSON"},
              {R"("processes":{)", R"("processes":0,"else":{)", "processes: missing"},
              {R"("memory":[],)", "", "processes.memory: missing"},
              {R"("pid":7)", R"("pid":-5000000000)", "processes.power[0].pid: not an integer in range"},

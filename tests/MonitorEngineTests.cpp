@@ -118,6 +118,9 @@ TEST(AccessToken, IsReadOrMadeOnce) {
         EXPECT_EQ(AccessToken("/container", files).text(), token);
         EXPECT_EQ(files.contents[file], left);
     }
+    for (const std::string& sent : {std::string(4096, 'x'), std::string(" ~\xC3\xA9")}) EXPECT_FALSE(tokenFault(sent));
+    for (const std::string& bad : {std::string(4097, 'x'), std::string("a\x1F"), std::string("\x7F")})
+        EXPECT_TRUE(tokenFault(bad)) << bad;
     FakeFiles files;
     files.writable = false;
     EXPECT_EQ(AccessToken("/container", files).text(), made);

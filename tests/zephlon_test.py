@@ -37,11 +37,12 @@ class ZephlonTest(ProgramTest):
                     3: "helper away", 4: "helper silent", 5: "helper refuses", 6: "helper of another version"}[status]
                 self.assertEqual(json.loads(bar)["short_text"], short)
         for spoil in (lambda: self.token.symlink_to("/dev/null"), self.token.mkdir, lambda: self.token.write_text(" "),
-                      lambda: self.token.write_text("two\r\nlines"), lambda: self.token.write_text("x" * 20000)):
+                      lambda: self.token.write_text("two\r\nlines"), lambda: self.token.write_text("x" * 20000), self.token.touch):
             shutil.rmtree(self.token.parent)
             self.token.parent.mkdir()
             spoil()
-            self.zephlon("status", status=5)
+            said = self.zephlon("status", status=5)
+        self.assertIn("does not hold a token", said)
         if os.geteuid() == 0:
             shutil.rmtree(self.token.parent)
             self.leave_token()

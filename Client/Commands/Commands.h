@@ -9,6 +9,7 @@
 #include "Platform/Process/UserDefaults.h"
 #include "Platform/UserServices.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
+#include "ZQMHelper/UsualPort.h"
 
 namespace CLI {
 class App;
@@ -20,7 +21,7 @@ namespace zqm {
 
 /// What the command line asked for.
 struct Invocation {
-    std::uint16_t port = 18932;
+    std::uint16_t port = usualPort;
     std::string root = "/";  // of the machine that the helper reads
     std::function<ExitStatus()> command;
 };

@@ -39,11 +39,11 @@ private:
         const Json* node = memberOf(&keys_, name);
         record.result = node ? 0 : keyNotFound;
         if (!node) return true;
+        if (node->is_null()) return false;
         if (record.command == static_cast<std::uint8_t>(SMCCommand::readKeyInfo)) return answerInfo(record, *node);
         return record.command == static_cast<std::uint8_t>(SMCCommand::readKey) && answerValue(record, *node);
     }
     bool answerInfo(SMCRecord& record, const Json& key) const {
-        if (key.is_null()) return false;
         const Json& value = key["value"];
         record.keyInfo.dataType = fourCharacterCode(key["type"].get_ref<const std::string&>().data());
         record.keyInfo.dataSize = 4;
@@ -54,7 +54,6 @@ private:
         return true;
     }
     bool answerValue(SMCRecord& record, const Json& key) const {
-        if (key.is_null()) return false;
         Reading reading(model_);
         const Json* value = reading.value(&key["value"]);
         const auto result = key.contains("result") ? reading.count(&key["result"]) : 0;

@@ -78,13 +78,14 @@ std::string parse(std::string_view text, Value& json) {
     std::string error;
     const auto look = [&](int around, Value::parse_event_t event, const Value& parsed) {
         const auto depth = static_cast<std::size_t>(around);
-        if (depth >= mostDepth) error = "nested too deeply";
-        if (!error.empty()) return false;
-        if (event == Value::parse_event_t::object_start) names[depth].clear();
-        if (event != Value::parse_event_t::key || names[depth - 1].insert(parsed.get<std::string>()).second)
-            return true;
-        error = parsed.get<std::string>() + ": twice in one object";
-        return false;
+        if (depth >= mostDepth) {
+            error = "nested too deeply";
+        } else if (event == Value::parse_event_t::object_start) {
+            names[depth].clear();
+        } else if (event == Value::parse_event_t::key && !names[depth - 1].insert(parsed.get<std::string>()).second) {
+            error = parsed.get<std::string>() + ": twice in one object";
+        }
+        return error.empty();  // what follows a fault is not kept
     };
     json = Value::parse(text, look, false);
     if (error.empty() && (json.is_discarded() || text.find('\0') != std::string_view::npos)) error = "not JSON";

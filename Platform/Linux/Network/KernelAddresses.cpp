@@ -30,6 +30,8 @@ void forEachAttribute(const nlmsghdr& message, Take take) {
     for (; RTA_OK(part, rest); part = RTA_NEXT(part, rest)) take(part);
 }
 
+}  // namespace
+
 std::optional<KernelAddress> parseAddress(const nlmsghdr& message) {
     const auto description = recordOf<ifaddrmsg>(message);
     if (message.nlmsg_type != RTM_NEWADDR || !description) return std::nullopt;
@@ -64,8 +66,6 @@ std::optional<KernelAddress> parseRoute(const nlmsghdr& message) {
     });
     return address.ipv4 != 0 && !address.interface.empty() ? std::optional(std::move(address)) : std::nullopt;
 }
-
-}  // namespace
 
 /// One dump of the IPv4 addresses alone: three system calls, where getifaddrs opens a socket each time and has all
 /// links described at length.

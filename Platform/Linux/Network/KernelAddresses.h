@@ -15,6 +15,11 @@ struct KernelAddress {
     std::uint32_t ipv4 = 0;
 };
 
+/// The address that a message of a dump tells of; nullopt when it is secondary, or the message is of something else.
+std::optional<KernelAddress> parseAddress(const nlmsghdr& message);
+/// What a route leads out by; nullopt when it leads nowhere, or its interface is gone.
+std::optional<KernelAddress> parseRoute(const nlmsghdr& message);
+
 /// What rtnetlink tells of this machine's addresses. Nothing is sent to the network. One thread at a time.
 class KernelAddresses {
 public:

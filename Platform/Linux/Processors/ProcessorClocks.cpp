@@ -174,7 +174,7 @@ void ProcessorClocks::readProcessorInfo() {
         if (value.starts_with("processor")) {
             takeUntil(value, ':');
             const auto number = takeCount(value);
-            member = number && *number < processorNumberLimit ? find(static_cast<unsigned>(*number)) : nullptr;
+            member = number ? find(*number) : nullptr;
         } else if (member &&
                    (value.starts_with("cpu MHz") || value.starts_with("CPU MHz") || value.starts_with("clock"))) {
             takeUntil(value, ':');
@@ -196,9 +196,10 @@ void ProcessorClocks::readOnline() {
     }
 }
 
-ProcessorClocks::Member* ProcessorClocks::find(unsigned number) {
-    const auto found = std::lower_bound(members_.begin(), members_.end(), number,
-                                        [](const Member& member, unsigned wanted) { return member.number < wanted; });
+ProcessorClocks::Member* ProcessorClocks::find(std::uint64_t number) {
+    const auto found =
+        std::lower_bound(members_.begin(), members_.end(), number,
+                         [](const Member& member, std::uint64_t wanted) { return member.number < wanted; });
     return found != members_.end() && found->number == number ? &*found : nullptr;
 }
 

@@ -56,7 +56,7 @@ private:
     static bool isTold(const Policy& policy) { return policy.timeInState || policy.current; }
     void readProcessorInfo();
     void readOnline();
-    Member* find(unsigned number);
+    Member* find(std::uint64_t number);
 
     const RootDirectory& root_;
     Processors& processors_;

@@ -85,7 +85,7 @@ std::optional<std::vector<ProcessorKind>> kindsByCapacity(const RootDirectory& r
 std::optional<std::vector<ProcessorKind>> kindsByPart(const RootDirectory& root, std::span<const unsigned> numbers) {
     constexpr std::array<std::string_view, 8> smallParts{"0xc07", "0xd03", "0xd04", "0xd05",
                                                          "0xd46", "0xd80", "0xd88", "0xd8f"};
-    std::map<unsigned, bool> isSmall;
+    std::map<std::uint64_t, bool> isSmall;
     std::optional<std::uint64_t> number;
     const std::string info = root.text("/proc/cpuinfo").value_or("") + "\n";
     std::string_view rest = info;
@@ -93,9 +93,8 @@ std::optional<std::vector<ProcessorKind>> kindsByPart(const RootDirectory& root,
         std::string_view value = *line;
         const std::string_view key = trimBlanks(takeUntil(value, ':'));
         if (key == "processor") number = takeCount(value);
-        if (key != "CPU part" || !number || *number >= processorNumberLimit) continue;
-        isSmall[static_cast<unsigned>(*number)] =
-            std::find(smallParts.begin(), smallParts.end(), takeWord(value)) != smallParts.end();
+        if (key != "CPU part" || !number) continue;
+        isSmall[*number] = std::find(smallParts.begin(), smallParts.end(), takeWord(value)) != smallParts.end();
     }
     std::vector<ProcessorKind> kinds;
     for (const unsigned each : numbers) {
