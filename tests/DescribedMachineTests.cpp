@@ -3,11 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <bit>
-
 #include "Platform/Apple/HostStatistics.h"
-#include "Platform/Apple/Registry.h"
-#include "Platform/Apple/SMCRecord.h"
 #include "Platform/Apple/Sysctl.h"
 #include "tests/fakes/MachinePlatform.h"
 
@@ -54,22 +50,6 @@ TEST(DescribedMachine, SysctlsHaveTheKernelsBytes) {
     EXPECT_EQ(sysctl.read("moving"), (Bytes{0x00, 0x01}));
     EXPECT_EQ(sysctl.read("record"), (Bytes{1, 0, 0xFF, 0, 0xAB}));
     EXPECT_EQ(sysctl.read("cut"), std::nullopt);
-}
-
-TEST(DescribedMachine, ControllersTellKeysTheyDoNotHaveFromThoseThatFail) {
-    DescribedPlatform machine(R"({"registry": {"AppleSMC": [{"name": "c", "userClient": {
-        "PSTR": {"type": "flt ", "value": 5}, "PBwo": null}}]}})");
-    const auto controller = machine.platform.registry.services("AppleSMC")->front()->open(0);
-    // Key, command; what comes of the call: a result, or none when it fails.
-    for (const auto& [key, command, result] : std::initializer_list<std::tuple<const char*, int, int>>{
-             {"PSTR", 5, 0}, {"PSTR", 9, 0}, {"PSTR", 6, -1}, {"PBwo", 5, -1}, {"PBwo", 9, -1}, {"NONE", 9, 132}}) {
-        SMCRecord record;
-        record.key = fourCharacterCode(key);
-        record.command = static_cast<std::uint8_t>(command);
-        auto bytes = std::bit_cast<std::array<std::uint8_t, sizeof record>>(record);
-        const bool isAnswered = controller->callStruct(2, bytes, bytes);
-        EXPECT_EQ(isAnswered ? std::bit_cast<SMCRecord>(bytes).result : -1, result) << key << ' ' << command;
-    }
 }
 
 TEST(DescribedMachine, FaultsNameTheirPlace) {

@@ -2,7 +2,9 @@
 
 #include <tuple>
 
+#include "Client/BarSegments.h"
 #include "Client/Levels.h"
+#include "tests/fakes/FakePlatform.h"
 
 namespace zqm {
 namespace {
@@ -57,6 +59,18 @@ TEST(Levels, RiseAfterThreeSamplesAndFallAtOnce) {
         snapshot.gpu.temperatureC = celsius;
         EXPECT_EQ(trail.add(Levels(snapshot, usualLimits)).of(Aspect::gpuHeat), level);
     }
+}
+
+TEST(BarSegments, LeaveOutWhatTheMachineDoesNotHave) {
+    FakePlatform machine;
+    const SettingsStore settings;
+    const SystemSnapshot nothing;
+    const auto all = allCases<MenuBarMetric>();
+    std::string names;
+    for (const BarSegment& segment :
+         barSegments(nothing, settings, {all.begin(), all.end()}, Levels(nothing, usualLimits), nothing.timestamp))
+        names += std::string(segment.name) + ' ';
+    EXPECT_EQ(names, "loadIndex network disk clock ");
 }
 
 }  // namespace

@@ -66,10 +66,8 @@ TEST(LinuxFacts, ADesktopsProxiesStandInTheUsersConfiguration) {
         tree.write(folder + std::string("/kioslaverc"), "[Proxy Settings]\nProxyType=1\nhttpProxy=http://a 8080\n");
     const RootDirectory root(tree.root());
     VirtualClock clock;
-    for (const auto& [own, home, isOn] : {std::tuple{"/own", "/none", true},
-                                          {"/none", "/home", false},
-                                          {"relative", "/home", true},
-                                          {"relative", "home", false}}) {
+    for (const auto& [own, home, isOn] :
+         {std::tuple{"/own", "/none", true}, {"relative", "/home", true}, {"relative", "home", false}}) {
         FakeSystemSettings settings;
         settings.variables = {{"XDG_CONFIG_HOME", own}, {"HOME", home}};
         EXPECT_EQ(Proxies(root, settings, clock).read().isOn, isOn) << own << ' ' << home;
@@ -109,7 +107,6 @@ TEST(LinuxFacts, TheKernelsMessagesTellOfAddressesAndRoutes) {
         EXPECT_EQ(toldBy(RTM_NEWADDR, record, text + attribute(IFA_LABEL, "eth0")), "-");
     record.ifa_flags = IFA_F_SECONDARY;
     EXPECT_EQ(toldBy(RTM_NEWADDR, record, local + attribute(IFA_LABEL, "eth0")), "-");
-
     const std::string lo = bytesOf(::if_nametoindex("lo"));
     const std::string source = attribute(RTA_PREFSRC, here), out = attribute(RTA_OIF, lo);
     rtmsg route{};

@@ -80,13 +80,15 @@ TEST(NetworkIdentity, ShowsTheFlagsOfKnownCountriesAlone) {
 
 TEST(NetworkIdentity, AsksNobodyWithoutAHost) {
     FakePlatform machine;
-    for (const char* host : {"", "geo.example/path", "user@geo.example", "geo.example\r\nX: y", "geo.example:0",
-                             "geo.example:65536", "geo.example:", ":443", "[::1", "-geo", "geo..example", "[]"}) {
+    for (const char* host :
+         {"", "geo.example/path", "user@geo.example", "geo.example\r\nX: y", "geo.example:0", "geo.example:65536",
+          "geo.example:", ":443", "[::1", "-geo", "geo..example", "[]", "[::]", "[::1g]"}) {
         machine.systemSettings.variables["ZQM_GEOLOCATION_HOST"] = host;
         IPReader().sample();
         EXPECT_TRUE(machine.httpClient.requests.empty()) << host;
     }
-    EXPECT_EQ(secureUrl("[2001:db8::1]:443", "/x"), "https://[2001:db8::1]:443/x");
+    for (const std::string host : {"[2001:db8::1]:443", "[::1]"})
+        EXPECT_EQ(secureUrl(host, "/x"), "https://" + host + "/x");
 }
 
 }  // namespace

@@ -51,13 +51,13 @@ double GPUReader::busyShare(const GraphicsReading& card) {
     if (card.idleSeconds.empty()) return 0;
     auto& [parts, time, busiest] = previous_[card.name];
     const double seconds = (card.time - std::exchange(time, card.time)).count();
-    if (seconds == 0) return busiest;
+    if (seconds <= 0) return busiest;
     parts.resize(card.idleSeconds.size());
     busiest = 0;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const auto idle = card.idleSeconds[i];
         const auto before = std::exchange(parts[i].idleSeconds, idle);
-        if (!idle || !before || *idle < *before || seconds <= 0) continue;
+        if (!idle || !before || *idle < *before) continue;
         parts[i].hasMoved = parts[i].hasMoved || *idle > *before;
         if (parts[i].hasMoved) busiest = std::max(busiest, 1 - (*idle - *before) / seconds);
     }
