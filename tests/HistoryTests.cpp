@@ -85,11 +85,12 @@ TEST(SampleHistory, KeepsWhatWasToldAndLeavesGapsWhereNothingWas) {
 TEST(SampleHistory, TracksBeginWithWhatTheMachineHas) {
     SampleHistory history;
     SystemSnapshot sample = sampleAt(100, 0);
+    sample.battery.isPresent = true;
     history.add(sample, Seconds(1));
     EXPECT_EQ(eighths(read(history.figures(100, 100)), "cpu"), "0");
     EXPECT_THAT(read(history.figures(100, 100)).shape.names,
                 ElementsAre("load", "cpu", "memory", "memory.app", "memory.wired", "memory.pressure",
-                            "network.download", "network.upload", "disk.read", "disk.write"));
+                            "network.download", "network.upload", "disk.read", "disk.write", "battery"));
     sample.timestamp += Seconds(1);
     sample.gpu.utilization = 0.5;
     sample.cpu.coreKinds = {CoreKind::efficiency, CoreKind::performance};
@@ -171,12 +172,17 @@ TEST(HistoryText, IsWhatWasAsked) {
                 testing::EndsWith("\n\ncpu  least 50%, mean 50%, greatest 50%, last 50%\n    \n    \n##  \n##  \n"));
     EXPECT_THAT(historyText({read(history.figures(1004, 1005)), {1}}, settings, 40, Glyphs::ascii),
                 testing::EndsWith("\n\ncpu: nothing known\n"));
-    history.add(sampleAt(90000, 0.25), Seconds(1));
+    for (const double time : {87000.0, 90000.0}) {
+        SystemSnapshot sample = sampleAt(time, 0.25);
+        sample.memory.usedBytes = time < 90000 ? 4 : 8;
+        history.add(sample, Seconds(1));
+    }
     EXPECT_THAT(historyCsv({read(history.figures(85000, 90000)), {1}}),
                 testing::EndsWith("Z,,,\n1970-01-02T01:00:00Z,0.25,0.25,0.25\n"));
-    EXPECT_THAT(historyText({read(history.figures(0, 90000)), {0, 1}}, settings, 40, Glyphs::ascii),
-                testing::AllOf(HasSubstr("1970-01-0"), HasSubstr("a value for each 15 min\n\nload"),
-                               HasSubstr("cpu  least 25%, mean 38%, greatest 50%, last 25%\n:  ")));
+    EXPECT_THAT(
+        historyText({read(history.figures(900, 90000)), {1, 2}}, settings, 40, Glyphs::ascii),
+        testing::AllOf(HasSubstr("1970-01-0"), HasSubstr("a value for each 15 min\n\ncpu"),
+                       HasSubstr("cpu  least 25%, mean 33%, greatest 50%, last 25%\n:  "), testing::EndsWith(" :#\n")));
 }
 
 TEST(WatchHistory, OpensWithThePast) {
@@ -196,7 +202,14 @@ TEST(WatchHistory, OpensWithThePast) {
     EXPECT_EQ(text(history.latest(Track::cpu, 9, 1)), "-23---7-8");
     EXPECT_EQ(text(history.latestOfCore(0, 9, 1)), "-23---7-8");
     EXPECT_EQ(text(history.latestOfCore(1, 9, 1)), "-88---8-8");
-    EXPECT_EQ(history.latest(Track::gpu, 1, 1).size(), 1U);
+    EXPECT_FALSE(history.isKnown(Track::gpu)) << "0 may mean that there is none";
+    for (int i = 0; i < 2048; ++i) history.add(sampleAt(5008 + i, 0.5));
+    EXPECT_EQ(text(history.latest(Track::cpu, 2, 2)), "444-");
+    SystemSnapshot sample = sampleAt(9000, 0);
+    sample.gpu.utilization = 0.5;
+    History fresh;
+    fresh.add(sample);
+    EXPECT_TRUE(fresh.isKnown(Track::cpu) && fresh.isKnown(Track::gpu));
 }
 
 }  // namespace
