@@ -34,7 +34,7 @@ TEST(WebGate, LetsInWhoHoldsTheKeyAndAsksThisMachine) {
           {loopback, "GET / HTTP/1.1\r\nHost: 127.0.0.1.evil.example\r\n", "403"},
           {loopback, "GET / HTTP/1.1\r\nHost: 192.0.2.7:9933\r\n", "403"},
           {loopback, "GET / HTTP/1.1\r\n", "403"},
-          {"192.0.2.7:80", "GET / HTTP/1.1\r\nHost: 192.0.2.7\r\n", "0"},
+          {"192.0.2.7:65535", "GET / HTTP/1.1\r\nHost: 192.0.2.7\r\n", "0"},
           {"192.0.2.7:80", "GET / HTTP/1.1\r\nHost: 192.0.2.8\r\n", "403"},
           {"[2001:db8::7]:80", "GET / HTTP/1.1\r\nHost: [2001:db8::7]:80\r\n", "0"},
           {"0.0.0.0:80", "GET / HTTP/1.1\r\nHost: 192.0.2.8\r\n", "0"},
@@ -83,7 +83,8 @@ TEST(WebDoor, IsTheUsersOwnAndGoesWithTheServer) {
     }
     EXPECT_FALSE(openWebDoor(folder));
     for (const std::string text : {"", "[]", R"({"address":7,"key":"ab"})", R"({"address":"localhost","key":"ab"})",
-                                   R"({"address":"127.0.0.1:1","key":"ab\r\nX: 1"})", R"({"address":"127.0.0.1:1"})"}) {
+                                   R"({"address":"127.0.0.1:1","key":"ab\r\nX: 1"})", R"({"address":"127.0.0.1:1"})",
+                                   R"({"address":"[::1:1","key":"ab"})"}) {
         tree.write("state/web.json", text);
         EXPECT_FALSE(openWebDoor(folder)) << text;
     }
