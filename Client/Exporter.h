@@ -28,8 +28,8 @@ class TaskQueue;
 /// On a loopback address it answers to numeric addresses and "localhost" alone: a web site that binds its own name to
 /// 127.0.0.1 would otherwise read the figures through the user's browser.
 ///
-/// A scrape is answered from what is known then, at once: neither a helper that is silent nor a device that hangs nor a thousand
-/// scrapes hold up anything. Only the scrapes that come before the first answer wait for it. Main thread only;
+/// A scrape is answered from what is known then, at once: neither a helper that is silent nor a device that hangs nor a
+/// thousand scrapes hold up anything. Only the scrapes that come before the first answer wait for it. Main thread only;
 /// destruction closes every connection and waits for a question that is under way.
 class Exporter {
 public:
