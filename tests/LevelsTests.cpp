@@ -35,6 +35,11 @@ TEST(Levels, JudgeWhatIsShort) {
     for (const auto& [left, level] : {std::pair{10u, normal}, {9u, warning}, {5u, warning}, {4u, critical}}) {
         EXPECT_EQ(spaceLevel({"/", 100, left}), level) << left;
     }
+    const auto own = parseLimits("load=50,60,temperature=50,60");
+    ASSERT_TRUE(own);
+    for (const auto& [limited, most] : {std::pair{Limited::load, 0.6}, {Limited::temperature, 60}}) {
+        EXPECT_DOUBLE_EQ((*own)[static_cast<std::size_t>(limited)].critical, most);
+    }
     SystemSnapshot busy;
     busy.load.value = busy.cpu.totalUsage = busy.gpu.utilization = 1;
     busy.cpu.temperatureC = 84;
