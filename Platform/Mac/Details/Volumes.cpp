@@ -58,6 +58,7 @@ std::vector<FileSystem> readVolumes(const DetailCalls& calls) {
                          .available = multiplySaturated(std::min(volume.available, volume.blocks), volume.blockSize)};
     }
     std::vector<FileSystem> volumes;
+    volumes.reserve(shortest.size());
     for (auto& [key, volume] : shortest) volumes.push_back(std::move(volume));
     std::sort(volumes.begin(), volumes.end(),
               [](const FileSystem& a, const FileSystem& b) { return a.mountPoint < b.mountPoint; });
