@@ -138,16 +138,25 @@ struct FakeLog final : Log {
 };
 
 struct FakeConnection final : Connection {
-    void receive(std::size_t, std::function<void(std::string_view)> received) override { say = std::move(received); }
+    void receive(std::size_t, std::function<void(std::string_view)> received) override {
+        received_ = std::move(received);
+    }
+    /// The one delivery, after which it lets go of who took it, and with it of itself.
+    void say(std::string_view request) { std::exchange(received_, nullptr)(request); }
     void send(std::string message) override {
         body = message.substr(message.find("\r\n\r\n") + 4);
         head = message.substr(0, message.size() - body.size());
     }
-    void cancel() override { gone = true; }
+    void cancel() override {
+        gone = true;
+        received_ = nullptr;
+    }
     bool isGone(std::string_view) override { return gone; }
-    std::function<void(std::string_view)> say;
     std::string head, body;
     bool gone = false;
+
+private:
+    std::function<void(std::string_view)> received_;
 };
 
 struct FakeListener final : LoopbackListener {
