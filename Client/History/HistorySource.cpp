@@ -20,6 +20,7 @@ std::string fromFiles(std::uint16_t port, std::uint32_t from, std::uint32_t to, 
     if (!folder) return {};
     SampleHistory history;
     for (const auto part : allCases<SampleHistory::Part>()) {
+        if ((part == SampleHistory::Part::cores) != (rows == HistoryRows::cores)) continue;
         // What is wrong with a file is its owner's to tell.
         if (const auto bytes = folder->read(HistoryFiles::nameOf(part)).text) history.restore(part, *bytes);
     }

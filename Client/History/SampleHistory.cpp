@@ -9,8 +9,8 @@
 namespace zqm {
 namespace {
 
-constexpr std::uint32_t mostSlots = 3600;  // of an answer
-constexpr std::size_t mostCoreSlots = 3600;
+constexpr std::uint32_t mostSlots = 3600;  // of an answer, and of single processors
+static_assert(nothingKnown<std::uint8_t> == unknownShare);
 constexpr double latestSecond = 4e9;  // in the year 2096
 
 std::string coreName(std::size_t core) {
@@ -88,7 +88,7 @@ void HistoryTier::take(const HistoryBlock& block) {
 
 void CoreHistory::add(std::uint32_t second, const std::vector<double>& shares) {
     if (shares.empty()) return;
-    const std::size_t slots = std::clamp<std::size_t>(SampleHistory::mostCoreBytes / shares.size(), 1, mostCoreSlots);
+    const std::size_t slots = std::clamp<std::size_t>(SampleHistory::mostCoreBytes / shares.size(), 1, mostSlots);
     if (!ring_ || ring_->rows() > shares.size() || ring_->capacity() > slots) ring_.emplace(slots);
     for (std::size_t core = 0; core < shares.size(); ++core) ring_->put(core, second, shareByte(shares[core]));
 }
@@ -106,7 +106,7 @@ std::string CoreHistory::block(std::uint32_t first, std::uint32_t last) const {
 }
 
 std::string CoreHistory::whole(std::uint32_t now) const {
-    const std::uint32_t begin = now - std::min<std::uint32_t>(now, mostCoreSlots - 1);
+    const std::uint32_t begin = now - std::min(now, mostSlots - 1);
     const auto first = ring_ ? ring_->oldest(begin, now) : std::nullopt;
     return first ? block(*first, *ring_->newest(now)) : block(1, 0);
 }
