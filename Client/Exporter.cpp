@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "Client/Requests.h"
 #include "Client/Texts.h"
 #include "Client/Units.h"
 #include "Platform/Process/Dispatch.h"
@@ -36,7 +35,7 @@ MetricsFormat formatFor(std::string_view request) {
 
 }  // namespace
 
-Exporter::Exporter(Sources sources, Seconds interval, const Services& services)
+Exporter::Exporter(Sources sources, Seconds interval, const ServerServices& services)
     : sources_(std::move(sources)),
       interval_(interval),
       services_(services),
@@ -52,10 +51,9 @@ Exporter::~Exporter() {
 std::optional<std::string> Exporter::start(const ListenAddress& address) {
     refusesNames_ = address.isLoopback();
     feed_.start();
-    return services_.listener.start(address.port, [this](const std::shared_ptr<Connection>& accepted) {
-        receiveRequest(accepted, services_.mainLoop,
-                       [this, accepted](std::string_view request) { answer(accepted, request); });
-    });
+    return serveRequests(
+        services_, address.port,
+        [this](const std::shared_ptr<Connection>& asking, std::string_view request) { answer(asking, request); });
 }
 
 void Exporter::answer(const std::shared_ptr<Connection>& connection, std::string_view request) {

@@ -11,6 +11,7 @@
 
 #include "Client/Exposition.h"
 #include "Client/ListenAddress.h"
+#include "Client/Requests.h"
 #include "Client/SampleFeed.h"
 #include "Support/Mutex.h"
 
@@ -33,13 +34,6 @@ class TaskQueue;
 /// destruction closes every connection and waits for a question that is under way.
 class Exporter {
 public:
-    struct Services {
-        Listener& listener;
-        Dispatch& dispatch;
-        MainLoop& mainLoop;
-        Log& log;
-        Clock& clock;
-    };
     struct Sources {
         SampleFeed::Ask ask;
         /// May block; called by one thread at a time.
@@ -47,7 +41,7 @@ public:
     };
 
     /// `interval` is the helper's between two samples.
-    Exporter(Sources sources, Seconds interval, const Services& services);
+    Exporter(Sources sources, Seconds interval, const ServerServices& services);
     ~Exporter();
     Exporter(const Exporter&) = delete;
     Exporter& operator=(const Exporter&) = delete;
@@ -69,7 +63,7 @@ private:
 
     const Sources sources_;
     const Seconds interval_;
-    const Services services_;
+    const ServerServices services_;
     bool refusesNames_ = false;
     Mutex mutex_;
     std::optional<HelperAnswer> known_ ZQM_GUARDED_BY(mutex_);

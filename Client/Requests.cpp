@@ -13,12 +13,17 @@ constexpr Seconds patience{10};
 
 }  // namespace
 
-void receiveRequest(const std::shared_ptr<Connection>& connection, MainLoop& mainLoop,
-                    std::function<void(std::string_view request)> received) {
-    mainLoop.postAfter(patience, [weak = std::weak_ptr(connection)] {
-        if (const auto silent = weak.lock()) silent->cancel();
-    });
-    connection->receive(mostRequest, std::move(received));
+std::optional<std::string> serveRequests(
+    const ServerServices& services, std::uint16_t port,
+    std::function<void(const std::shared_ptr<Connection>&, std::string_view request)> answer) {
+    const auto greet = [&mainLoop = services.mainLoop,
+                        answer = std::move(answer)](const std::shared_ptr<Connection>& accepted) {
+        mainLoop.postAfter(patience, [weak = std::weak_ptr(accepted)] {
+            if (const auto silent = weak.lock()) silent->cancel();
+        });
+        accepted->receive(mostRequest, [accepted, answer](std::string_view request) { answer(accepted, request); });
+    };
+    return services.listener.start(port, greet);
 }
 
 }  // namespace zqm

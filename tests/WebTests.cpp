@@ -105,7 +105,7 @@ struct WebServed : testing::Test {
     void serve(double interval) {
         const auto look = [this](const SystemSnapshot&) { return MachineFacts{"", "", "", Seconds(++looks), {}}; };
         const WebServer::Sources sources{[this] { return ask(); }, look, [this] { return std::to_string(++tables); }};
-        const WebServer::Services services{machine.listener, machine.loop, machine.loop, machine.log, machine.clock};
+        const ServerServices services{machine.listener, machine.loop, machine.loop, machine.log, machine.clock};
         machine.loop.stop();
         server.emplace(sources, history, settings, Seconds(interval), services);
         EXPECT_FALSE(server->start({{"127.0.0.1", 9933}, "ab"}));

@@ -7,6 +7,7 @@
 #include "Client/Commands/LiveSettings.h"
 #include "Client/Terminal.h"
 #include "Client/Texts.h"
+#include "Client/ThisMachine.h"
 
 namespace zqm {
 
@@ -43,6 +44,15 @@ std::size_t rankingRows() {
     constexpr std::size_t all = 10;
     const bool isStored = userDefaults().hasObjectForKey("topProcessCount");
     return isStored ? static_cast<std::size_t>(readSettings()->topProcessCount()) : all;
+}
+
+std::function<HelperAnswer()> questionOfNow(const Invocation& invocation, Seconds interval) {
+    return [processes = std::make_shared<ThisMachine>(invocation.root), helper = HelperClient(invocation.port),
+            interval]() -> HelperAnswer {
+        HelperAnswer answer = helper.freshSnapshot(interval);
+        if (auto* reply = std::get_if<SnapshotReply>(&answer)) processes->dropEnded(*reply);
+        return answer;
+    };
 }
 
 }  // namespace zqm

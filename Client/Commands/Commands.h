@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Client/ExitStatus.h"
+#include "Client/HelperClient.h"
 #include "Platform/Process/UserDefaults.h"
 #include "Platform/UserServices.h"
 #include "ZQMHelper/Shared/SettingsStore.h"
@@ -55,6 +56,9 @@ StoredDefaults& userDefaults();
 /// The user's preferences as the helper would read them at its next start; says on standard error what of their file
 /// cannot be used. The same object as long as the file has not changed.
 std::shared_ptr<const SettingsStore> readSettings();
+
+/// Asks the helper for its sample of now, without the processes that have ended since on this machine.
+std::function<HelperAnswer()> questionOfNow(const Invocation& invocation, Seconds interval);
 
 /// The rows of a ranking that the user wants, 1 to 10: all ten where nothing is stored.
 std::size_t rankingRows();

@@ -25,14 +25,9 @@ ExitStatus serveMetrics(const Invocation& invocation, ListenAddress address) {
     AsioNetworkListener listener(address.host);
     MachineFiguresReader machine(invocation.root, clock);
     const Seconds interval(readSettings()->updateInterval());
-    ThisMachine processes(invocation.root);  // of another thread than `machine`
-    const auto ask = [&processes, helper = HelperClient(invocation.port), interval]() -> HelperAnswer {
-        HelperAnswer answer = helper.freshSnapshot(interval);
-        if (auto* reply = std::get_if<SnapshotReply>(&answer)) processes.dropEnded(*reply);
-        return answer;
-    };
-    Exporter exporter({ask, [&machine](const SystemSnapshot& sample) { return machine.look(sample); }}, interval,
-                      {listener, queues, mainLoop, log, clock});
+    Exporter exporter({questionOfNow(invocation, interval),
+                       [&machine](const SystemSnapshot& sample) { return machine.look(sample); }},
+                      interval, {listener, queues, mainLoop, log, clock});
     if (const auto error = exporter.start(address)) {
         return complain(said("cannot listen on {}: {}", address.text(), *error), ExitStatus::failure);
     }

@@ -80,15 +80,10 @@ ExitStatus serve(const Invocation& invocation, const Options& options, Folder* f
     const auto settings = readSettings();
     const Seconds interval(std::max(settings->updateInterval(), 1.0));
     HistoryKeeper history(historyFolder(invocation.port), log);
-    ThisMachine machine(invocation.root), processes(invocation.root);  // each of a thread of its own
-    const auto ask = [&processes, helper = HelperClient(invocation.port), interval]() -> HelperAnswer {
-        HelperAnswer answer = helper.freshSnapshot(interval);
-        if (auto* reply = std::get_if<SnapshotReply>(&answer)) processes.dropEnded(*reply);
-        return answer;
-    };
-    WebServer server(
-        {ask, [&machine](const SystemSnapshot& sample) { return machine.factsBeside(sample); }, tableOfSources},
-        history, *settings, interval, {listener, queues, mainLoop, log, clock});
+    ThisMachine machine(invocation.root);
+    WebServer server({questionOfNow(invocation, interval),
+                      [&machine](const SystemSnapshot& sample) { return machine.factsBeside(sample); }, tableOfSources},
+                     history, *settings, interval, {listener, queues, mainLoop, log, clock});
     const std::string key = newSecret();
     if (const auto error = server.start({address, key})) {
         return complain(said("cannot listen on {}: {}", address.text(), *error), ExitStatus::failure);

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "Client/Requests.h"
 #include "Client/Texts.h"
 #include "Client/Web/NowText.h"
 #include "Client/Web/Page.h"
@@ -24,7 +23,7 @@ constexpr std::string_view ok = "200 OK";
 }  // namespace
 
 WebServer::WebServer(Sources sources, HistoryKeeper& history, const SettingsStore& settings, Seconds interval,
-                     const Services& services)
+                     const ServerServices& services)
     : sources_(std::move(sources)),
       history_(history),
       settings_(settings),
@@ -45,10 +44,9 @@ WebServer::~WebServer() {
 std::optional<std::string> WebServer::start(WebAccess access) {
     access_ = std::move(access);
     const std::uint16_t port = access_.address.port;
-    auto error = services_.listener.start(port, [this](const std::shared_ptr<Connection>& accepted) {
-        receiveRequest(accepted, services_.mainLoop,
-                       [this, accepted](std::string_view request) { answer(accepted, request); });
-    });
+    auto error = serveRequests(
+        services_, port,
+        [this](const std::shared_ptr<Connection>& asking, std::string_view request) { answer(asking, request); });
     if (error) return error;
     feed_.start();
     saving_ = services_.mainLoop.every(savePeriod, [this] { saves_->post([this] { history_.save(); }); });

@@ -9,6 +9,7 @@
 
 #include "Client/History/HistoryKeeper.h"
 #include "Client/Levels.h"
+#include "Client/Requests.h"
 #include "Client/SampleFeed.h"
 #include "Client/ThisMachine.h"
 #include "Client/Web/WebGate.h"
@@ -26,13 +27,6 @@ namespace zqm {
 /// Main thread only; destruction closes every connection, waits for what is under way and saves the history.
 class WebServer {
 public:
-    struct Services {
-        Listener& listener;
-        Dispatch& dispatch;
-        MainLoop& mainLoop;
-        Log& log;
-        Clock& clock;
-    };
     struct Sources {
         SampleFeed::Ask ask;
         /// These may block; each is called by one thread at a time.
@@ -42,7 +36,7 @@ public:
 
     /// `interval` is the helper's between two samples.
     WebServer(Sources sources, HistoryKeeper& history, const SettingsStore& settings, Seconds interval,
-              const Services& services);
+              const ServerServices& services);
     ~WebServer();
     WebServer(const WebServer&) = delete;
     WebServer& operator=(const WebServer&) = delete;
@@ -63,7 +57,7 @@ private:
     HistoryKeeper& history_;
     const SettingsStore& settings_;
     const Seconds interval_;
-    const Services services_;
+    const ServerServices services_;
     WebAccess access_;
     Mutex mutex_;
     std::optional<HelperAnswer> known_ ZQM_GUARDED_BY(mutex_);
